@@ -1,0 +1,24 @@
+# What is installed: libvidorra.so, the public headers, the headers of our own closed interfaces, and the descriptions
+# through which CMake and pkg-config find the library with its dependencies.
+include(CMakePackageConfigHelpers)
+
+set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vidorra)
+set(platform_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/vidorra/platform)
+
+install(TARGETS vidorra EXPORT vidorraTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/vidorra DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+foreach(name ${VIDORRA_PLATFORM_OWN})
+    install(DIRECTORY platform/${name}/include/ DESTINATION ${platform_include_dir} FILES_MATCHING PATTERN "*.h")
+endforeach()
+install(EXPORT vidorraTargets NAMESPACE vidorra:: DESTINATION ${config_dir})
+
+configure_package_config_file(cmake/vidorraConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfig.cmake
+                              INSTALL_DESTINATION ${config_dir})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/vidorraConfigVersion.cmake
+                                 COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfigVersion.cmake
+        DESTINATION ${config_dir})
+
+configure_file(cmake/vidorra.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vidorra.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vidorra.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

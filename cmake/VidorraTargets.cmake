@@ -1,0 +1,60 @@
+# How the project's targets are made. Each folder is an OBJECT library, compiled once; libvidorra.so and the static
+# library that the tests of private parts link are both made of those objects.
+
+# Flags of every target of ours.
+add_library(vidorra_flags INTERFACE)
+target_compile_options(vidorra_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+                                               -Woverloaded-virtual -Werror=deprecated-declarations)
+if(VIDORRA_WERROR)
+    target_compile_options(vidorra_flags INTERFACE -Werror)
+endif()
+if(VIDORRA_STDLIB_ASSERTIONS)
+    target_compile_definitions(vidorra_flags INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+if(VIDORRA_SANITIZE)
+    target_compile_options(vidorra_flags INTERFACE -fsanitize=${VIDORRA_SANITIZE} -fno-sanitize-recover=all
+                                                   -fno-omit-frame-pointer)
+    target_link_options(vidorra_flags INTERFACE -fsanitize=${VIDORRA_SANITIZE})
+endif()
+
+set(VIDORRA_OBJECT_LIBRARIES "" CACHE INTERNAL "")
+
+# vidorra_objects(NAME SOURCES... [DEPENDS TARGETS...]): one folder of the library.
+function(vidorra_objects name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+    add_library(${name} OBJECT ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+    target_link_libraries(${name} PRIVATE vidorra_flags PkgConfig::FFMPEG fmt::fmt tl::expected ${ARG_DEPENDS})
+    set(VIDORRA_OBJECT_LIBRARIES ${VIDORRA_OBJECT_LIBRARIES} ${name} CACHE INTERNAL "")
+endfunction()
+
+# Joins all folders in libvidorra.so and in its static twin for tests of private parts.
+function(vidorra_add_library)
+    add_library(vidorra SHARED)
+    add_library(vidorra_internal STATIC EXCLUDE_FROM_ALL)
+    add_library(vidorra::vidorra ALIAS vidorra)
+    set_target_properties(vidorra PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    # A symbol that nothing defines is found when the library is linked, not in its caller's program. The sanitizers'
+    # symbols come with the program.
+    if(NOT VIDORRA_SANITIZE)
+        target_link_options(vidorra PRIVATE -Wl,--no-undefined)
+    endif()
+    foreach(target vidorra vidorra_internal)
+        foreach(objects ${VIDORRA_OBJECT_LIBRARIES})
+            target_sources(${target} PRIVATE $<TARGET_OBJECTS:${objects}>)
+        endforeach()
+        target_compile_features(${target} PUBLIC cxx_std_17)
+        target_include_directories(${target} PUBLIC
+            $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+        foreach(name ${VIDORRA_PLATFORM_OWN})
+            target_include_directories(${target} PUBLIC
+                $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/platform/${name}/include>)
+        endforeach()
+        target_include_directories(${target} PUBLIC
+            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/vidorra/platform>)
+        target_link_libraries(${target}
+            PUBLIC PkgConfig::FFMPEG fmt::fmt tl::expected ${VIDORRA_PLATFORM_LIBRARIES}
+            PRIVATE Threads::Threads $<BUILD_INTERFACE:vidorra_flags>)
+    endforeach()
+    target_include_directories(vidorra_internal PUBLIC ${PROJECT_SOURCE_DIR})
+endfunction()

@@ -1,0 +1,46 @@
+#include "vidorra/core/color.h"
+
+#include <array>
+#include <iomanip>
+#include <istream>
+#include <ostream>
+#include <stdexcept>
+
+extern "C" {
+#include <libavutil/parseutils.h>
+}
+
+namespace vidorra {
+
+Color::Color(const std::string& text) {
+    std::array<std::uint8_t, 4> rgba = {red, green, blue, alpha};
+    if (av_parse_color(rgba.data(), text.c_str(), -1, nullptr) < 0) {
+        throw std::runtime_error("Can not parse color value " + text);
+    }
+    red = rgba[0];
+    green = rgba[1];
+    blue = rgba[2];
+    alpha = rgba[3];
+}
+
+std::istream& operator>>(std::istream& stream, Color& color) {
+    std::string word;
+    stream >> word;
+    // Deliberate: only the bad bit counts, so that an exhausted stream reaches the constructor, which throws.
+    if (!stream.bad()) {
+        color = Color(word);
+    }
+    return stream;
+}
+
+std::ostream& operator<<(std::ostream& stream, const Color& color) {
+    const std::ios_base::fmtflags flags = stream.flags();
+    // Deliberate: bytes are characters to a stream, on which these manipulators have no effect but the
+    // padding of the first. Callers rely on the form as it is, and on the fill staying.
+    stream << "#" << std::hex << std::setfill('0') << std::setw(2) << color.red << color.green << color.blue
+           << color.alpha;
+    stream.flags(flags);
+    return stream;
+}
+
+}  // namespace vidorra

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "logger/logger.h"
+
+namespace vidorra {
+
+/// The levels of the library's lines. Numbers, because the names of the levels belong to whoever supplies the
+/// logger.
+inline constexpr auto kLogError = static_cast<logger::Level>(1);
+inline constexpr auto kLogWarning = static_cast<logger::Level>(2);
+inline constexpr auto kLogInfo = static_cast<logger::Level>(4);
+inline constexpr auto kLogSource = static_cast<logger::Level>(5);
+inline constexpr auto kLogCodec = static_cast<logger::Level>(6);
+
+}  // namespace vidorra

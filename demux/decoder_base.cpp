@@ -1,0 +1,131 @@
+#include "vidorra/demux/decoder_base.h"
+
+#include <array>
+#include <stdexcept>
+#include <utility>
+
+#include "core/log.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+namespace vidorra {
+
+DecoderBase::DecoderBase()
+    : mCodecContext(nullptr, [](AVCodecContext* context) { avcodec_free_context(&context); }) {}
+
+DecoderBase::~DecoderBase() {
+    if (!mCodecContext) {
+        return;
+    }
+    try {
+        const AvRes res = drain();
+        if (!res.ok) {
+            logger::log(kLogError, mPrefix) << fmt::format("Decoder draining is failed: {}", res);
+        }
+    } catch (...) {
+        // No memory for the log line.
+    }
+}
+
+AvRes DecoderBase::send(const Packet& packet) const {
+    if (packet.size <= 0) {
+        logger::log(kLogError, mPrefix) << "DecoderBase::send: could not encode empty Packet.";
+        return AvError::InvalidArgument;
+    }
+    return send(static_cast<const AVPacket&>(packet));
+}
+
+AvRes DecoderBase::send(const AVPacket& packet) const {
+    return avcodec_send_packet(mCodecContext.get(), &packet);
+}
+
+tl::expected<AvPtr<AVFrame>, AvError> DecoderBase::receiveAvFrame() const {
+    AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
+    if (!frame) {
+        return tl::unexpected(AvError::OutOfMemory);
+    }
+    const AvRes res = avcodec_receive_frame(mCodecContext.get(), frame.get());
+    if (!res.ok) {
+        return tl::unexpected(res.error);
+    }
+    return frame;
+}
+
+Dictionary DecoderBase::prepareCodec(std::optional<ChosenCodec> chosen, const AVCodecParameters& parameters) {
+    ChosenCodec choice;
+    choice.codec = avcodec_find_decoder(parameters.codec_id);
+    if (chosen) {
+        choice = std::move(*chosen);
+    }
+    if (choice.codec == nullptr) {
+        throw FFmpegError(AvError::DecoderNotFound, fmt::format("Codec {}", parameters.codec_id));
+    }
+    mCodecContext.reset(avcodec_alloc_context3(choice.codec));
+    if (!mCodecContext) {
+        throw FFmpegError(AvError::OutOfMemory,
+                          fmt::format("Cannot allocate codec context for codec {}", parameters.codec_id));
+    }
+    mPrefix = logPrefix() + " ";
+    const AvRes res = avcodec_parameters_to_context(mCodecContext.get(), &parameters);
+    res.throwIfError("Cannot copy codec parameters to context for codec {}", parameters.codec_id);
+    return std::move(choice.options);
+}
+
+void DecoderBase::openCodec(Dictionary& options) {
+    if (!mCodecContext) {
+        throw std::logic_error("mCodecContext cannot be nullptr");
+    }
+    const AVCodec* codec = mCodecContext->codec;
+    logger::log(kLogCodec, mPrefix) << "opening codec: \"" << codec->name << "\"";
+    const AvRes res = avcodec_open2(mCodecContext.get(), codec, options.address());
+    if (!res.ok) {
+        // FFmpeg clears the field when it fails.
+        mCodecContext->codec = codec;
+        res.throwIfError("Could not open decoder \"{}\"", codec->name);
+    }
+    mPrefix = logPrefix() + " ";
+    logger::log(kLogCodec, mPrefix) << "codec \"" << codec->name << "\" opened";
+}
+
+AvRes DecoderBase::drain() {
+    const AvRes sent = avcodec_send_packet(mCodecContext.get(), nullptr);
+    if (!sent.ok && sent.error != AvError::Eof) {
+        return sent;
+    }
+    for (;;) {
+        const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
+        if (!frame) {
+            return AvError::OutOfMemory;
+        }
+        const AvRes res = avcodec_receive_frame(mCodecContext.get(), frame.get());
+        if (res.ok) {
+            continue;
+        }
+        if (res.error != AvError::Eof) {
+            return res;
+        }
+        avcodec_flush_buffers(mCodecContext.get());
+        return 0;
+    }
+}
+
+std::string DecoderBase::logPrefix() const {
+    if (!mCodecContext) {
+        throw std::logic_error("mCodecContext cannot be nullptr");
+    }
+    return avcodec_is_open(mCodecContext.get()) != 0 ? mCodecContext->codec->name
+                                                     : avcodec_get_name(mCodecContext->codec_id);
+}
+
+std::string DecoderBase::codecInfo() const {
+    if (!mCodecContext) {
+        throw std::logic_error("mCodecContext cannot be nullptr");
+    }
+    std::array<char, 255> text{};
+    avcodec_string(text.data(), static_cast<int>(text.size()), mCodecContext.get(), 0);
+    return text.data();
+}
+
+}  // namespace vidorra

@@ -1,0 +1,274 @@
+#include "vidorra/demux/format_context.h"
+
+#include <array>
+#include <cstdlib>
+#include <stdexcept>
+#include <utility>
+
+#include "core/log.h"
+#include "core/wrapping.h"
+#include "demux/decode_packet.h"
+#include "demux/h264_key_packet.h"
+#include "platform/ffmpeg/generations.h"
+#include "vdr_utils/bad_alloc.h"
+#include "vidorra/core/dictionary.h"
+#include "vidorra/core/timestamp.h"
+#include "vidorra/demux/audio_decoder.h"
+#include "vidorra/demux/video_decoder.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+namespace vidorra {
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+
+// A demuxer of FFmpeg builds for devices, which sets the key flags of its packets itself.
+constexpr const char* kRawPacketFormat = "rawpacket";
+
+std::string errorText(int code) {
+    std::array<char, 255> text{};
+    av_strerror(code, text.data(), text.size());
+    return text.data();
+}
+
+void setDefaultChannelMasks(const AVFormatContext& context) {
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        AVCodecParameters& parameters = *context.streams[i]->codecpar;
+        if (parameters.codec_type == AVMEDIA_TYPE_AUDIO && ffmpeg_ext::channelMask(parameters) == 0) {
+            ffmpeg_ext::setChannelMask(parameters,
+                                       ffmpeg_ext::defaultChannelMask(ffmpeg_ext::channelCount(parameters)));
+        }
+    }
+}
+
+}  // namespace
+
+FormatContext::FormatContext() : mInterrupted(std::make_unique<std::atomic<bool>>(false)) {}
+
+FormatContext::FormatContext(FormatContext&& other) : FormatContext() {
+    *this = std::move(other);
+}
+
+FormatContext& FormatContext::operator=(FormatContext&& other) noexcept {
+    if (this != &other) {
+        close();
+        mUrl = std::exchange(other.mUrl, {});
+        mFormatContext = std::exchange(other.mFormatContext, nullptr);
+        mTimeOrigin = std::exchange(other.mTimeOrigin, 0);
+        std::swap(mInterrupted, other.mInterrupted);
+        mPacketsRead = std::exchange(other.mPacketsRead, 0);
+        mRawPacket = std::exchange(other.mRawPacket, false);
+        mEof = std::exchange(other.mEof, false);
+        mInterruptEnabled = std::exchange(other.mInterruptEnabled, false);
+        mDecoders = std::exchange(other.mDecoders, {});
+    }
+    return *this;
+}
+
+FormatContext::~FormatContext() {
+    close();
+}
+
+void FormatContext::setUrl(const std::string& url) {
+    mUrl = url;
+}
+
+void FormatContext::setInterruptCallback() {
+    mInterruptEnabled = true;
+}
+
+bool FormatContext::open(const std::string& format, bool findStreamInfo,
+                         std::chrono::microseconds analyzeDuration) {
+    close();
+    mFormatContext = avformat_alloc_context();
+    if (mFormatContext == nullptr) {
+        throw std::bad_alloc();
+    }
+    // Constant from some generation on.
+    const auto* inputFormat = format.empty() ? nullptr : av_find_input_format(format.c_str());
+    mInterrupted->store(false);
+    if (mInterruptEnabled) {
+        mFormatContext->interrupt_callback = {interrupt_cb, mInterrupted.get()};
+    }
+    Dictionary options;
+    av_dict_set_int(options.address(), "analyzeduration", analyzeDuration.count(), AV_DICT_APPEND);
+    if (options.get() == nullptr) {
+        throw vx::vdr::utils::BadAlloc("cannot allocate fmtParamsPtr");
+    }
+    // FFmpeg frees the context when it fails.
+    const AvRes opened = avformat_open_input(&mFormatContext, mUrl.c_str(), inputFormat, options.address());
+    if (!opened.ok) {
+        throw std::runtime_error(fmt::format("can't open input file {} ({})", mUrl, opened));
+    }
+    if (findStreamInfo) {
+        const AvRes found = avformat_find_stream_info(mFormatContext, nullptr);
+        if (!found.ok) {
+            throw std::runtime_error(fmt::format("can't find stream info of {} ({})", mUrl, found));
+        }
+    }
+    setDefaultChannelMasks(*mFormatContext);
+    mRawPacket = std::string(mFormatContext->iformat->name) == kRawPacketFormat;
+    readTimeOrigin();
+    logger::log(kLogSource) << mUrl << " opened, time origin " << mTimeOrigin;
+    mPacketsRead = 0;
+    mEof = false;
+    return true;
+}
+
+void FormatContext::readTimeOrigin() {
+    const std::int64_t realtime = mFormatContext->start_time_realtime;
+    if (realtime != 0 && realtime != AV_NOPTS_VALUE) {
+        mTimeOrigin = realtime;
+        return;
+    }
+    const AVDictionaryEntry* entry = av_dict_get(mFormatContext->metadata, "timeorigin", nullptr, 0);
+    if (entry != nullptr) {
+        mTimeOrigin = std::strtoll(entry->value, nullptr, 10);
+    }
+}
+
+void FormatContext::close() {
+    if (mFormatContext == nullptr) {
+        return;
+    }
+    mDecoders.clear();
+    avformat_close_input(&mFormatContext);
+    logger::log(kLogSource) << mUrl << " closed, " << mPacketsRead << " packets read";
+}
+
+void FormatContext::interrupt() noexcept {
+    mInterrupted->store(true);
+}
+
+int FormatContext::interrupt_cb(void* opaque) {
+    return opaque == nullptr || static_cast<const std::atomic<bool>*>(opaque)->load() ? 1 : 0;
+}
+
+unsigned FormatContext::tracksNumber() const noexcept {
+    return mFormatContext != nullptr ? mFormatContext->nb_streams : 0;
+}
+
+AVStream* FormatContext::trackAtIndex(unsigned index) const noexcept {
+    return mFormatContext->streams[index];
+}
+
+Packet FormatContext::readPacket() {
+    if (mFormatContext == nullptr) {
+        throw std::logic_error("FormatContext::readPacket(): the source is not opened");
+    }
+    const AvPtr<AVPacket> handle = makeAvPtr<AVPacket>();
+    if (!handle) {
+        throw std::bad_alloc();
+    }
+    const int read = av_read_frame(mFormatContext, handle.get());
+    if (read == AvError::Eof.code()) {
+        mEof = true;
+        return {};
+    }
+    if (read != 0) {
+        throw std::runtime_error(errorText(read));
+    }
+    Packet packet(handle);
+    ++mPacketsRead;
+
+    const AVRational timebase = mFormatContext->streams[packet.stream_index]->time_base;
+    for (std::int64_t* time : {&packet.pts, &packet.dts}) {
+        if (*time != AV_NOPTS_VALUE) {
+            *time = wrappingAdd(av_rescale_q(*time, timebase, kMicroseconds), mTimeOrigin);
+        }
+    }
+    if (packet.duration != 0) {
+        packet.duration = av_rescale_q(packet.duration, timebase, kMicroseconds);
+    }
+    if (packet.pts == AV_NOPTS_VALUE) {
+        packet.pts = packet.dts;
+    } else if (packet.dts == AV_NOPTS_VALUE) {
+        packet.dts = packet.pts;
+    }
+    if (!mRawPacket) {
+        setKeyFrameFlag(packet);
+    }
+    return packet;
+}
+
+void FormatContext::setKeyFrameFlag(Packet& packet) const {
+    if (packet.stream_index < 0 || static_cast<unsigned>(packet.stream_index) >= tracksNumber()) {
+        return;
+    }
+    const AVCodecParameters& parameters = *mFormatContext->streams[packet.stream_index]->codecpar;
+    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO) {
+        return;
+    }
+    const bool key = parameters.codec_id != AV_CODEC_ID_H264 ||
+                     (packet.size > 0 && isH264KeyPacket(packet.data, static_cast<std::size_t>(packet.size)));
+    packet.setFlag(key ? Packet::KeyFrame::Yes : Packet::KeyFrame::No);
+}
+
+VideoFrame FormatContext::decodeVideoPacket(const Packet& packet) {
+    const std::unique_ptr<DecoderBase>& decoder = getCodecContext(static_cast<unsigned>(packet.stream_index));
+    if (!decoder) {
+        return {};
+    }
+    const AVMediaType type = decoder->codecContext()->codec_type;
+    if (type == AVMEDIA_TYPE_AUDIO) {
+        logger::warning("decodeVideoPacket(): %s:%d media format \"%s\" is not supported", mUrl.c_str(),
+                        packet.stream_index, av_get_media_type_string(type));
+        return {};
+    }
+    if (type != AVMEDIA_TYPE_VIDEO) {
+        logger::warning("%s:%d media format \"%s\" is not supported", mUrl.c_str(), packet.stream_index,
+                        av_get_media_type_string(type));
+        return {};
+    }
+    const tl::expected<AvPtr<AVFrame>, AvError> frame = decodePacket(mUrl, *decoder, packet);
+    return frame ? VideoDecoder::toVideoFrame(**frame) : VideoFrame();
+}
+
+std::unique_ptr<DecoderBase>& FormatContext::getCodecContext(unsigned streamIndex) {
+    const auto found = mDecoders.find(static_cast<int>(streamIndex));
+    if (found != mDecoders.end()) {
+        return found->second;
+    }
+    if (mFormatContext == nullptr) {
+        throw std::logic_error("FormatContext::getCodecContext(): the source is not opened");
+    }
+    if (streamIndex >= mFormatContext->nb_streams) {
+        throw std::out_of_range("Index in getCodecContext");
+    }
+    // A null decoder is kept too: a stream that failed once is not tried again.
+    return mDecoders[static_cast<int>(streamIndex)] = makeDecoder(*mFormatContext->streams[streamIndex]);
+}
+
+std::unique_ptr<DecoderBase> FormatContext::makeDecoder(const AVStream& stream) const {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    try {
+        std::unique_ptr<DecoderBase> decoder;
+        if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
+            decoder = std::make_unique<VideoDecoder>();
+        } else if (parameters.codec_type == AVMEDIA_TYPE_AUDIO) {
+            AudioDecoder::validateCodecParams(parameters);
+            decoder = std::make_unique<AudioDecoder>();
+        } else {
+            return nullptr;
+        }
+        Dictionary options = decoder->prepareCodec(std::nullopt, parameters);
+        // One thread a stream: neither frames nor slices in parallel.
+        av_dict_set(options.address(), "thread_type", "0", 0);
+        decoder->openCodec(options);
+        return decoder;
+    } catch (const FFmpegError& error) {
+        if (error.error() == AvError::DecoderNotFound) {
+            logger::log(kLogError) << fmt::format("Codec {} not found", parameters.codec_id);
+        } else {
+            logger::log(kLogError) << fmt::format("Could not open codec {}: {}", parameters.codec_id,
+                                                  error.error().toString());
+        }
+        return nullptr;
+    }
+}
+
+}  // namespace vidorra

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+
+namespace vidorra {
+
+/// The owner of an FFmpeg object. The deleter is a plain function, so that the type is the same whoever made
+/// it.
+template <class T>
+using AvPtr = std::unique_ptr<T, void (*)(T*)>;
+
+/// A new, empty AVFrame or AVPacket; null when memory is short.
+template <class T>
+[[nodiscard]] AvPtr<T> makeAvPtr();
+
+/// Adopts an existing reference, which may be null.
+template <class T>
+[[nodiscard]] AvPtr<T> makeAvPtr(T* adopted);
+
+template <>
+VIDORRA_API AvPtr<AVFrame> makeAvPtr<AVFrame>();
+template <>
+VIDORRA_API AvPtr<AVPacket> makeAvPtr<AVPacket>();
+template <>
+VIDORRA_API AvPtr<AVBufferRef> makeAvPtr<AVBufferRef>(AVBufferRef* adopted);
+
+}  // namespace vidorra

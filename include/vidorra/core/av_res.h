@@ -1,0 +1,51 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <utility>
+
+#include "vidorra/core/av_error.h"
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_error.h"
+#include "vidorra/core/format.h"
+
+namespace vidorra {
+
+/// The result of one call of FFmpeg. A value of 0 or above is a success, and its amount is not kept.
+///
+///     const AvRes res = encoder.sendFrame(frame);
+///     if (!res.ok) { ... res.error ... }
+///
+/// Threads: a plain value.
+struct [[nodiscard]] AvRes {
+    /// The code of a failure, 0 for a success.
+    AvError error{0};
+    bool ok = true;
+
+    /// From what an FFmpeg function returned.
+    AvRes(int returned) noexcept : error(returned < 0 ? returned : 0), ok(returned >= 0) {}
+
+    /// A failure with this error; an error that is no negative number is a success.
+    AvRes(AvError failure) noexcept : AvRes(failure.code()) {}
+
+    /// Does nothing after a success. After a failure throws FFmpegError with the error and the formatted
+    /// message.
+    template <class... Args>
+    void throwIfError(fmt::format_string<Args...> format, Args&&... args) const {
+        if (!ok) {
+            raise(fmt::format(format, std::forward<Args>(args)...));
+        }
+    }
+
+private:
+    [[noreturn]] VIDORRA_API void raise(const std::string& message) const;
+};
+
+/// "no error", or the text of the error.
+[[nodiscard]] VIDORRA_API std::string to_string(const AvRes& res);
+VIDORRA_API std::ostream& operator<<(std::ostream& stream, const AvRes& res);
+
+}  // namespace vidorra
+
+template <>
+struct fmt::formatter<vidorra::AvRes> : vidorra::TextFormatter<vidorra::AvRes> {};

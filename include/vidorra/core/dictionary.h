@@ -1,0 +1,43 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+
+namespace vidorra {
+
+/// The owner of an FFmpeg dictionary: options on their way to FFmpeg, or strings on their way back.
+///
+/// Owns: the AVDictionary, null while it is empty.
+/// Threads: one at a time.
+class VIDORRA_API Dictionary {
+public:
+    Dictionary() noexcept = default;
+    ~Dictionary();
+
+    /// A copy of all entries. Throws FFmpegError, and an assignment then leaves its target as it was.
+    Dictionary(const Dictionary& other);
+    Dictionary& operator=(const Dictionary& other);
+
+    /// Leaves the other one empty.
+    Dictionary(Dictionary&& other) noexcept;
+    Dictionary& operator=(Dictionary&& other) noexcept;
+
+    /// The value of a key, matched case by case; nothing for a missing key. Throws std::invalid_argument for
+    /// null.
+    [[nodiscard]] std::optional<std::string> getValue(const char* key) const;
+    [[nodiscard]] std::optional<std::string> getValue(const std::string& key) const;
+
+    /// For functions of FFmpeg that read the dictionary. Null while it is empty.
+    [[nodiscard]] AVDictionary* get() const noexcept { return mDictionary; }
+
+    /// For functions of FFmpeg that fill, consume or replace the dictionary.
+    [[nodiscard]] AVDictionary** address() noexcept { return &mDictionary; }
+
+private:
+    AVDictionary* mDictionary = nullptr;
+};
+
+}  // namespace vidorra

@@ -1,0 +1,23 @@
+#pragma once
+
+/// The few headers of FFmpeg that public headers need for its enumerations. <cstdint> comes first, without
+/// which FFmpeg's headers do not compile as C++.
+
+#include <cstdint>
+
+extern "C" {
+#include <libavcodec/codec_id.h>
+#include <libavutil/pixfmt.h>
+#include <libavutil/rational.h>
+#include <libavutil/samplefmt.h>
+}
+
+struct AVBufferRef;
+struct AVCodec;
+struct AVCodecContext;
+struct AVCodecParameters;
+struct AVDictionary;
+struct AVFormatContext;
+struct AVFrame;
+struct AVPacket;
+struct AVStream;

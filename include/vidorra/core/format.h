@@ -1,0 +1,34 @@
+#pragma once
+
+/// The only header that includes fmt. It gives fmt the text forms of FFmpeg's enumerations: without their
+/// formatters in sight fmt would print them as numbers and say nothing. There is none for AVSampleFormat,
+/// which stands as a number.
+
+#include <fmt/format.h>
+#include <fmt/std.h>
+
+#include <string_view>
+
+#include "vidorra/core/enum_text.h"
+
+namespace vidorra {
+
+/// Base of formatters that print the text form of a value as a string, with a string's width, precision and
+/// alignment.
+template <class T>
+struct TextFormatter : fmt::formatter<std::string_view> {
+    template <class Context>
+    auto format(const T& value, Context& context) const {
+        using vidorra::to_string;
+        return fmt::formatter<std::string_view>::format(std::string_view(to_string(value)), context);
+    }
+};
+
+}  // namespace vidorra
+
+template <>
+struct fmt::formatter<AVPixelFormat> : vidorra::TextFormatter<AVPixelFormat> {};
+template <>
+struct fmt::formatter<AVColorRange> : vidorra::TextFormatter<AVColorRange> {};
+template <>
+struct fmt::formatter<AVCodecID> : vidorra::TextFormatter<AVCodecID> {};

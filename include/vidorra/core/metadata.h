@@ -1,0 +1,44 @@
+#pragma once
+
+#include <iosfwd>
+#include <map>
+#include <string>
+
+#include "vidorra/core/export.h"
+
+namespace vidorra {
+
+/// The strings that travel with a frame, ordered by key. A key may be empty.
+///
+/// Threads: one at a time.
+class VIDORRA_API Metadata {
+public:
+    /// Stores a value under a key, over one that is there. A bool is stored as "true" or "false", which
+    /// nothing remembers.
+    void addValue(std::string key, std::string value);
+    void addValue(std::string key, bool value);
+    /// Without this one a literal would be taken for a bool.
+    void addValue(std::string key, const char* value);
+
+    [[nodiscard]] bool hasKey(std::string key) const;
+
+    /// The value of a key, empty when the key is absent: hasKey() tells that from an empty value.
+    [[nodiscard]] std::string getValue(std::string key) const;
+
+    /// The same; it never inserts anything.
+    [[nodiscard]] std::string operator[](std::string key) const;
+
+    /// Removes an entry, if there is one.
+    void removeValue(std::string key);
+
+private:
+    friend VIDORRA_API std::ostream& operator<<(std::ostream& stream, const Metadata& metadata);
+
+    std::map<std::string, std::string> mValues;
+};
+
+/// Writes the entries as "key: value" with a line end and a flush between two of them, and none behind the
+/// last.
+VIDORRA_API std::ostream& operator<<(std::ostream& stream, const Metadata& metadata);
+
+}  // namespace vidorra

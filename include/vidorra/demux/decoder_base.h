@@ -1,0 +1,78 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "vidorra/core/av_ptr.h"
+#include "vidorra/core/av_res.h"
+#include "vidorra/core/dictionary.h"
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+#include "vidorra/demux/packet.h"
+
+#include <tl/expected.hpp>
+
+namespace vidorra {
+
+/// One decoder: FFmpeg's cycle of sending packets and receiving frames. It becomes usable by prepareCodec()
+/// and openCodec().
+///
+/// Owns: its AVCodecContext. The destructor drains the decoder.
+/// Threads: one at a time.
+class VIDORRA_API DecoderBase {
+public:
+    /// A decoder to use in place of FFmpeg's own choice, and the options to open it with.
+    struct ChosenCodec {
+        /// Owned by FFmpeg, which never frees it.
+        const AVCodec* codec = nullptr;
+        Dictionary options;
+    };
+
+    DecoderBase();
+    DecoderBase(const DecoderBase&) = delete;
+    DecoderBase& operator=(const DecoderBase&) = delete;
+    virtual ~DecoderBase();
+
+    /// Hands a packet to the decoder. An empty packet is refused with AvError::InvalidArgument, and logged.
+    /// AvError::Again asks to receive first.
+    AvRes send(const Packet& packet) const;
+
+    /// The same without the look at the size; an AVPacket without data begins the end of the stream.
+    AvRes send(const AVPacket& packet) const;
+
+    /// The next frame. AvError::Again asks for more packets, AvError::Eof says that the stream has ended.
+    [[nodiscard]] virtual tl::expected<AvPtr<AVFrame>, AvError> receiveAvFrame() const;
+
+    /// Makes the codec context, in place of one that was there, for `chosen` or else FFmpeg's default
+    /// decoder. Gives the options to open the codec with. Throws FFmpegError with AvError::DecoderNotFound,
+    /// AvError::OutOfMemory or what FFmpeg says of the parameters.
+    [[nodiscard]] Dictionary prepareCodec(std::optional<ChosenCodec> chosen,
+                                          const AVCodecParameters& parameters);
+
+    /// Opens the codec. Takes the options that it knows out of the dictionary. Throws std::logic_error before
+    /// prepareCodec(), FFmpegError when the codec cannot be opened.
+    void openCodec(Dictionary& options);
+
+    /// Throws away what the decoder still holds and makes it ready for new data.
+    AvRes drain();
+
+    /// The codec's name, as log lines show it. Throws std::logic_error before prepareCodec().
+    [[nodiscard]] std::string logPrefix() const;
+
+    /// One line about the codec and its parameters. Throws std::logic_error before prepareCodec().
+    [[nodiscard]] std::string codecInfo() const;
+
+    /// FFmpeg's own object, null before prepareCodec().
+    [[nodiscard]] const AVCodecContext* codecContext() const noexcept { return mCodecContext.get(); }
+
+protected:
+    /// What log lines of this decoder start with.
+    [[nodiscard]] const std::string& prefix() const noexcept { return mPrefix; }
+
+private:
+    AvPtr<AVCodecContext> mCodecContext;
+    std::string mPrefix;
+};
+
+}  // namespace vidorra

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+#include "vidorra/core/metadata.h"
+#include "vidorra/core/timestamp.h"
+
+namespace vidorra {
+
+/// What decoders, queues and encoders pass along: a presentation time, flags, strings, and the picture or the
+/// samples that a derived class adds. Copies share pixels and samples.
+///
+/// Threads: one at a time for an object; frames travel between threads by value.
+class VIDORRA_API Frame {
+public:
+    /// A bit set; values may be joined with |. Bit 1 is free.
+    enum FrameFlags : std::uint32_t {
+        NoFlags = 0,
+        /// The last frame of its stream.
+        LastFrame = 2,
+        /// Stands in for an input that has no signal.
+        NoSignal = 4,
+    };
+
+    /// No flags, no metadata.
+    explicit Frame(const Timestamp& timestamp);
+    virtual ~Frame();
+
+    /// Makes an AVFrame share or copy the content, with the count of the time stamp, in the stamp's own base,
+    /// as its pts. Throws std::runtime_error when empty. The AVFrame comes from av_frame_alloc or was reset.
+    virtual void fillAVFrame(AVFrame* frame) const = 0;
+
+    /// Whether there is no picture, or no samples.
+    [[nodiscard]] virtual bool empty() const = 0;
+
+    /// One line about the frame, for logs.
+    [[nodiscard]] virtual std::string debugDescription() const = 0;
+
+    [[nodiscard]] virtual bool isAudio() const = 0;
+    [[nodiscard]] virtual bool isVideo() const = 0;
+
+    [[nodiscard]] const Timestamp& timestamp() const noexcept { return mTimestamp; }
+    void setTimestamp(const Timestamp& timestamp) noexcept { mTimestamp = timestamp; }
+
+    [[nodiscard]] FrameFlags flags() const noexcept { return mFlags; }
+    void setFlags(FrameFlags flags) noexcept { mFlags = flags; }
+
+    [[nodiscard]] const Metadata& metadata() const noexcept { return mMetadata; }
+    [[nodiscard]] Metadata& metadata() noexcept { return mMetadata; }
+
+protected:
+    Frame(const Frame& other) = default;
+    Frame(Frame&& other) = default;
+    Frame& operator=(const Frame& other) = default;
+    Frame& operator=(Frame&& other) = default;
+
+private:
+    FrameFlags mFlags = NoFlags;
+    Timestamp mTimestamp;
+    Metadata mMetadata;
+};
+
+[[nodiscard]] constexpr Frame::FrameFlags operator|(Frame::FrameFlags a, Frame::FrameFlags b) noexcept {
+    return static_cast<Frame::FrameFlags>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
+}
+
+[[nodiscard]] constexpr Frame::FrameFlags operator&(Frame::FrameFlags a, Frame::FrameFlags b) noexcept {
+    return static_cast<Frame::FrameFlags>(static_cast<std::uint32_t>(a) & static_cast<std::uint32_t>(b));
+}
+
+/// Writes debugDescription().
+VIDORRA_API std::ostream& operator<<(std::ostream& stream, const Frame& frame);
+
+}  // namespace vidorra

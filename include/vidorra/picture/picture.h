@@ -1,0 +1,142 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+#include "vidorra/core/geometry.h"
+#include "vidorra/picture/mem_buffer.h"
+
+namespace vidorra {
+
+/// A picture: its size, format and colour range, and up to four planes of pixels in up to four buffers.
+///
+/// Copies share the pixels and nothing detaches by itself: whoever writes pixels asks editable() before,
+/// calls makeEditable() if they are to become private, and calls markModified() when it has finished. A
+/// device that reads the pixels is preceded by flush().
+///
+///     Picture picture(Size{1920, 1080}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG, 32);
+///     std::memset(picture.data()[0], 16, picture.linesize()[0] * 1080);
+///     picture.markModified();
+///
+/// Planes: which buffer holds a plane is found by address, a slot has no fixed plane. Plane 3 is always an
+/// alpha plane of full resolution. Full buffers stand in front of empty slots. Owns: a reference to each of
+/// its buffers, none to a plane. Threads: an object belongs to one thread at a time; pictures that share
+/// pixels may live on different threads. Errors: std::bad_alloc when there is no memory, besides what the
+/// operations say.
+class VIDORRA_API Picture {
+public:
+    using Planes = std::array<std::uint8_t*, 4>;
+    using Linesizes = std::array<int, 4>;
+
+    /// Empty: 0 by 0, AV_PIX_FMT_NONE, AVCOL_RANGE_UNSPECIFIED.
+    Picture() noexcept = default;
+
+    /// New heap memory with undefined content, all planes in one buffer, line sizes in multiples of
+    /// `alignment` bytes. As allocBuffer().
+    Picture(Size size, AVPixelFormat format, AVColorRange range, int alignment);
+
+    /// A private copy of the given planes. As allocBuffer().
+    Picture(Size size, const std::uint8_t* const* data, const int* linesize, AVPixelFormat format,
+            AVColorRange range, int alignment);
+
+    /// A picture that lies inside a buffer of the caller's making: four planes and four line sizes, taken as
+    /// they are.
+    Picture(MemBuffer buffer, Size size, std::uint8_t* const* data, const int* linesize, AVPixelFormat format,
+            AVColorRange range);
+
+    /// Shares the memory of a frame, which keeps its own references; a frame that does not own its memory is
+    /// copied, with line sizes for alignment 1. Throws FFmpegError with AvError::InvalidArgument for a frame
+    /// in the format to which the FFmpeg in use gave the number of NVA12.
+    explicit Picture(AVFrame* frame);
+
+    /// The colour of `picture` with the pixels of `alpha` as its alpha plane, sharing the memory of both.
+    /// `picture` is YUV420P, YUVA420P, NV12 or NVA12, whose own alpha plane is replaced; `alpha` is GRAY8 of
+    /// the same size. Throws std::logic_error for other formats, for another size, when all four buffers are
+    /// taken by colour, and when the pixels of `alpha` lie in none of its buffers.
+    Picture(const Picture& picture, const Picture& alpha);
+
+    [[nodiscard]] Size frameSize() const noexcept { return mSize; }
+    [[nodiscard]] AVPixelFormat pixelFormat() const noexcept { return mFormat; }
+    [[nodiscard]] AVColorRange colorRange() const noexcept { return mRange; }
+
+    /// The four plane pointers, null where there is no plane. Valid while the picture holds its buffers.
+    [[nodiscard]] const Planes& data() const noexcept { return mData; }
+
+    /// Bytes from one row to the next in each plane.
+    [[nodiscard]] const Linesizes& linesize() const noexcept { return mLinesize; }
+
+    /// Whether the picture has no memory; nothing else is looked at.
+    [[nodiscard]] bool empty() const noexcept { return mBuffers[0].empty(); }
+
+    /// Whether nobody else holds the pixels. False when empty.
+    [[nodiscard]] bool editable() const noexcept;
+
+    /// Whether a device can reach all of the pixels. False when empty.
+    [[nodiscard]] bool isBufferDMA() const noexcept;
+
+    /// Whether any buffer is external memory.
+    [[nodiscard]] bool isBufferExternal() const noexcept;
+
+    /// Says that the CPU has written pixels. Throws std::logic_error when a buffer is shared.
+    void markModified();
+
+    /// Makes what the CPU has written visible to the device, where the memory belongs to one.
+    void flush() const noexcept;
+
+    /// Whether the format has an alpha component or a palette. False for a value that is no format.
+    [[nodiscard]] bool hasAlpha() const noexcept;
+
+    /// New memory in buffer 0 for the picture's size and format, with 32 spare bytes behind the last plane.
+    /// Without effect when width or height is below 1. Throws FFmpegError for a size, format or alignment
+    /// that FFmpeg refuses.
+    void allocBuffer(int alignment);
+
+    /// Drops buffers that hold no plane and sorts the others by address. Not for a cropped picture whose
+    /// planes have all left a buffer.
+    void removeUnusedBuffers();
+
+    /// Makes every buffer private, copying those that are shared into heap memory; the planes move along. A
+    /// buffer that cannot be copied stays shared, and those before it stay private.
+    void makeEditable();
+
+    /// Copies the pixels of a picture of the same size and format; the colour range stays. Does nothing
+    /// between two empty pictures. Throws std::runtime_error when this picture is not editable, or when size
+    /// or format differ.
+    void copyFrom(const Picture& other);
+
+    /// Copies pixels from planes of this picture's size and format. Does nothing when empty. Throws
+    /// std::runtime_error when this picture is not editable.
+    void copyFrom(const std::uint8_t* const* data, const int* linesize);
+
+    /// A view of the part that `rect` and the picture have in common, rounded down to whole chroma samples.
+    /// It shares the memory. A rectangle outside gives a view of 0 by 0 that still holds the buffers. Throws
+    /// std::invalid_argument when the format has no descriptor and the part is not the whole.
+    [[nodiscard]] Picture crop(Rect rect) const;
+
+    /// Makes a frame share this memory, in place of what it held: buffers, planes, line sizes, size, format
+    /// and range. The frame comes from av_frame_alloc or was reset.
+    void fillAVFrame(AVFrame* frame) const;
+
+    /// "1920x1080, nv12 (tv,editable)", or "(empty picture)". Throws std::logic_error for a colour range
+    /// without a name.
+    [[nodiscard]] std::string debugDescription() const;
+
+private:
+    [[nodiscard]] bool holdsAPlane(const MemBuffer& buffer) const noexcept;
+
+    Size mSize;
+    AVPixelFormat mFormat = AV_PIX_FMT_NONE;
+    AVColorRange mRange = AVCOL_RANGE_UNSPECIFIED;
+    std::array<MemBuffer, 4> mBuffers;
+    Planes mData{};
+    Linesizes mLinesize{};
+};
+
+/// Writes debugDescription().
+VIDORRA_API std::ostream& operator<<(std::ostream& stream, const Picture& picture);
+
+}  // namespace vidorra

@@ -1,0 +1,28 @@
+#pragma once
+
+/// Everything public of the library.
+
+#include "logger/logger.h"
+#include "vdr_utils/bad_alloc.h"
+#include "vidorra/core/av_error.h"
+#include "vidorra/core/av_ptr.h"
+#include "vidorra/core/av_res.h"
+#include "vidorra/core/bad_cast.h"
+#include "vidorra/core/color.h"
+#include "vidorra/core/dictionary.h"
+#include "vidorra/core/enum_text.h"
+#include "vidorra/core/ffmpeg_error.h"
+#include "vidorra/core/ffmpeg_log.h"
+#include "vidorra/core/format.h"
+#include "vidorra/core/geometry.h"
+#include "vidorra/core/metadata.h"
+#include "vidorra/core/timestamp.h"
+#include "vidorra/demux/audio_decoder.h"
+#include "vidorra/demux/decoder_base.h"
+#include "vidorra/demux/format_context.h"
+#include "vidorra/demux/packet.h"
+#include "vidorra/demux/video_decoder.h"
+#include "vidorra/picture/frame.h"
+#include "vidorra/picture/mem_buffer.h"
+#include "vidorra/picture/picture.h"
+#include "vidorra/picture/video_frame.h"

@@ -1,0 +1,156 @@
+// The operations of Picture that change what a picture shows or where it looks.
+
+#include <algorithm>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "picture/plane_in_buffer.h"
+#include "platform/ffmpeg/pixel_formats.h"
+#include "vidorra/core/enum_text.h"
+#include "vidorra/picture/picture.h"
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+namespace vidorra {
+namespace {
+
+// AV_PIX_FMT_FLAG_PAL and the flag of formats with a pretended palette, which later generations no longer
+// define.
+constexpr int kPaletteFlags = 0x42;
+
+std::optional<AVPixelFormat> formatWithAlpha(AVPixelFormat format) {
+    switch (format) {
+    case AV_PIX_FMT_YUV420P:
+    case AV_PIX_FMT_YUVA420P:
+        return AV_PIX_FMT_YUVA420P;
+    case AV_PIX_FMT_NV12:
+    case NVA12:
+        return NVA12;
+    default:
+        return std::nullopt;
+    }
+}
+
+void movePlane(std::uint8_t*& plane, std::ptrdiff_t distance) {
+    if (plane != nullptr) {
+        plane += distance;
+    }
+}
+
+}  // namespace
+
+Picture::Picture(const Picture& picture, const Picture& alpha) : Picture(picture) {
+    constexpr const char* kName = "Picture(const Picture& picture, const Picture& alpha): ";
+    const std::optional<AVPixelFormat> format = formatWithAlpha(picture.mFormat);
+    if (!format) {
+        throw std::logic_error(std::string(kName) + "Unsupported pixel format for picture: " +
+                               std::to_string(static_cast<int>(picture.mFormat)));
+    }
+    mFormat = *format;
+    if (alpha.mFormat != AV_PIX_FMT_GRAY8) {
+        throw std::logic_error(std::string(kName) + "Unsupported pixel format for alpha: " +
+                               std::to_string(static_cast<int>(alpha.mFormat)));
+    }
+    if (picture.mSize != alpha.mSize) {
+        throw std::logic_error("Images picture and alpha have different frameSize() value");
+    }
+    mData[3] = nullptr;
+    removeUnusedBuffers();
+    const auto slot = std::find_if(mBuffers.begin(), mBuffers.end(),
+                                   [](const MemBuffer& buffer) { return buffer.empty(); });
+    if (slot == mBuffers.end()) {
+        throw std::logic_error("No free slot for alpha buffer was found.");
+    }
+    const auto source =
+        std::find_if(alpha.mBuffers.begin(), alpha.mBuffers.end(),
+                     [&alpha](const MemBuffer& buffer) { return isInBuffer(alpha.mData[0], buffer); });
+    if (source == alpha.mBuffers.end()) {
+        throw std::logic_error("Buffer for alpha alpha wasn't  found.");
+    }
+    *slot = *source;
+    mData[3] = alpha.mData[0];
+    mLinesize[3] = alpha.mLinesize[0];
+}
+
+void Picture::makeEditable() {
+    for (MemBuffer& buffer : mBuffers) {
+        if (buffer.empty()) {
+            break;
+        }
+        if (buffer.writeable()) {
+            continue;
+        }
+        const std::uint8_t* oldData = buffer.data();
+        const std::size_t size = buffer.size();
+        buffer.makeWriteable();
+        for (std::uint8_t*& plane : mData) {
+            if (isInBuffer(plane, oldData, size)) {
+                plane = buffer.data() + (plane - oldData);
+            }
+        }
+    }
+}
+
+void Picture::copyFrom(const Picture& other) {
+    if (empty() && other.empty()) {
+        return;
+    }
+    if (!editable()) {
+        throw std::runtime_error("copyFrom: picture is not editable");
+    }
+    if (mSize != other.mSize || mFormat != other.mFormat) {
+        throw std::runtime_error("copyFrom: mismath picture size / pixel format");
+    }
+    copyFrom(other.mData.data(), other.mLinesize.data());
+}
+
+void Picture::copyFrom(const std::uint8_t* const* data, const int* linesize) {
+    if (empty()) {
+        return;
+    }
+    if (!editable()) {
+        throw std::runtime_error("copyFrom: picture is not editable");
+    }
+    ffmpeg_ext::copyImage(mData.data(), mLinesize.data(), data, linesize, mFormat, mSize.width, mSize.height);
+    markModified();
+}
+
+Picture Picture::crop(Rect rect) const {
+    const Rect whole{0, 0, mSize.width, mSize.height};
+    Rect part = rect.intersected(whole);
+    Picture result = *this;
+    if (part == whole) {
+        return result;
+    }
+    const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(mFormat);
+    if (descriptor == nullptr) {
+        throw std::invalid_argument("Picture::crop: the pixel format has no descriptor");
+    }
+    const int chromaX = descriptor->log2_chroma_w;
+    const int chromaY = descriptor->log2_chroma_h;
+    // Down to the chroma grid; the view can be smaller than what was asked for.
+    const int maskX = ~((1 << chromaX) - 1);
+    const int maskY = ~((1 << chromaY) - 1);
+    part = {part.x & maskX, part.y & maskY, part.width & maskX, part.height & maskY};
+    int steps[4] = {};
+    ffmpeg_ext::fillMaxPixelSteps(steps, mFormat);
+
+    const std::ptrdiff_t x = part.x;
+    const std::ptrdiff_t y = part.y;
+    movePlane(result.mData[0], x * steps[0] + y * mLinesize[0]);
+    if ((descriptor->flags & kPaletteFlags) == 0) {
+        for (std::size_t plane : {1, 2}) {
+            movePlane(result.mData[plane],
+                      ((x * steps[plane]) >> chromaX) + (y >> chromaY) * mLinesize[plane]);
+        }
+    }
+    // Plane 3 is an alpha plane of full resolution.
+    movePlane(result.mData[3], x * steps[3] + y * mLinesize[3]);
+    result.mSize = {part.width, part.height};
+    return result;
+}
+
+}  // namespace vidorra

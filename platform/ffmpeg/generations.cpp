@@ -1,0 +1,118 @@
+#include "platform/ffmpeg/generations.h"
+
+#include <array>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/avutil.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/dict.h>
+#include <libavutil/mem.h>
+}
+
+// One line for each thing that came or went with a version.
+#define HAVE_CH_LAYOUT (LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 24, 100))
+#define HAVE_CHANNEL_MASK_FIELD (LIBAVUTIL_VERSION_MAJOR < 59)
+#define HAVE_PACKET_TIME_BASE (LIBAVCODEC_VERSION_MAJOR >= 59)
+#define DICTIONARY_SIZE_IS_INT (LIBAVCODEC_VERSION_MAJOR < 59)
+
+// While both the fields of the old and of the new channel layout exist, both are kept in step: callers may
+// use either.
+#if HAVE_CHANNEL_MASK_FIELD
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#endif
+
+namespace vidorra::ffmpeg_ext {
+
+std::uint64_t channelMask(const AVCodecParameters& parameters) {
+#if HAVE_CH_LAYOUT
+    if (parameters.ch_layout.order == AV_CHANNEL_ORDER_NATIVE) {
+        return parameters.ch_layout.u.mask;
+    }
+#endif
+#if HAVE_CHANNEL_MASK_FIELD
+    return parameters.channel_layout;
+#else
+    return 0;
+#endif
+}
+
+int channelCount(const AVCodecParameters& parameters) {
+#if HAVE_CH_LAYOUT
+    if (parameters.ch_layout.nb_channels > 0) {
+        return parameters.ch_layout.nb_channels;
+    }
+#endif
+#if HAVE_CHANNEL_MASK_FIELD
+    return parameters.channels > 0 ? parameters.channels : __builtin_popcountll(parameters.channel_layout);
+#else
+    return 0;
+#endif
+}
+
+void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask) {
+    if (mask == 0) {
+        return;
+    }
+#if HAVE_CH_LAYOUT
+    av_channel_layout_uninit(&parameters.ch_layout);
+    av_channel_layout_from_mask(&parameters.ch_layout, mask);
+#endif
+#if HAVE_CHANNEL_MASK_FIELD
+    parameters.channel_layout = mask;
+    parameters.channels = __builtin_popcountll(mask);
+#endif
+}
+
+std::uint64_t defaultChannelMask(int channels) {
+    // FFmpeg's own table differs by generation above eight channels.
+    constexpr std::array<std::uint64_t, 9> kMasks = {0, 0x4, 0x3, 0xb, 0x107, 0x37, 0x3f, 0x70f, 0x63f};
+    constexpr std::uint64_t kHexadecagonal = 0x18003f737;
+    if (channels == 16) {
+        return kHexadecagonal;
+    }
+    return channels >= 0 && channels < static_cast<int>(kMasks.size())
+               ? kMasks[static_cast<std::size_t>(channels)]
+               : 0;
+}
+
+void resetPacket(AVPacket& packet) {
+    packet = AVPacket{};
+    packet.pts = AV_NOPTS_VALUE;
+    packet.dts = AV_NOPTS_VALUE;
+    packet.pos = -1;
+#if HAVE_PACKET_TIME_BASE
+    packet.time_base = AVRational{0, 1};
+#endif
+}
+
+int packetStrings(const AVPacket& packet, AVDictionary** strings) {
+    for (int i = 0; i < packet.side_data_elems; ++i) {
+        const AVPacketSideData& entry = packet.side_data[i];
+        if (entry.type == AV_PKT_DATA_STRINGS_METADATA) {
+            return av_packet_unpack_dictionary(entry.data, entry.size, strings);
+        }
+    }
+    return 0;
+}
+
+int setPacketStrings(AVPacket& packet, const AVDictionary* strings) {
+#if DICTIONARY_SIZE_IS_INT
+    int size = 0;
+    std::uint8_t* data = av_packet_pack_dictionary(const_cast<AVDictionary*>(strings), &size);
+#else
+    std::size_t size = 0;
+    std::uint8_t* data = av_packet_pack_dictionary(const_cast<AVDictionary*>(strings), &size);
+#endif
+    if (data == nullptr) {
+        return AVERROR(ENOMEM);
+    }
+    const int res = av_packet_add_side_data(&packet, AV_PKT_DATA_STRINGS_METADATA, data, size);
+    if (res < 0) {
+        av_free(data);
+        return res;
+    }
+    return 0;
+}
+
+}  // namespace vidorra::ffmpeg_ext

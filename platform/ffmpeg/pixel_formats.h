@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+#include <libavutil/pixfmt.h>
+}
+
+struct AVFrame;
+struct AVPixFmtDescriptor;
+
+/// FFmpeg's questions about pixel formats, with the format NVA12 among them. A build of FFmpeg for devices
+/// has that format; in a distribution's its number belongs to another one, which thus has no place in the
+/// library and is unknown here. Nothing else of the project asks FFmpeg about a pixel format.
+namespace vidorra::ffmpeg_ext {
+
+/// NV12 with a full-resolution alpha plane in plane 3; plane 2 is absent.
+inline constexpr auto kNva12 = static_cast<AVPixelFormat>(193);
+
+/// Null for a value that is no format.
+const AVPixFmtDescriptor* pixelFormatDescriptor(AVPixelFormat format);
+
+/// Null for a value that is no format.
+const char* pixelFormatName(AVPixelFormat format);
+
+/// AV_PIX_FMT_NONE for an unknown name.
+AVPixelFormat pixelFormatFromName(const char* name);
+
+/// Bytes from one pixel to the next in each plane, 0 where there is no plane or no such format.
+void fillMaxPixelSteps(int steps[4], AVPixelFormat format);
+
+/// av_image_fill_arrays: lays the planes of a picture out behind `source`, which may be null. Gives the size
+/// in bytes or a negative FFmpeg code.
+int fillImageArrays(std::uint8_t* data[4], int linesize[4], const std::uint8_t* source, AVPixelFormat format,
+                    int width, int height, int align);
+
+/// av_image_get_buffer_size: the size in bytes of a picture, or a negative FFmpeg code.
+int imageBufferSize(AVPixelFormat format, int width, int height, int align);
+
+/// av_image_copy. A palette or an alpha plane is copied where both sides have one.
+void copyImage(std::uint8_t* const destination[4], const int destinationLinesize[4],
+               const std::uint8_t* const source[4], const int sourceLinesize[4], AVPixelFormat format,
+               int width, int height);
+
+/// Whether a frame made by FFmpeg has the number of NVA12 but is in the format to which FFmpeg gave that
+/// number.
+bool isForeignNva12(const AVFrame& frame);
+
+}  // namespace vidorra::ffmpeg_ext

@@ -1,0 +1,179 @@
+#include "logger/logger.h"
+
+#include <array>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <sstream>
+#include <utility>
+
+namespace logger {
+namespace {
+
+std::atomic<Level> gLevel{Level::Warning};
+
+struct SinkSlot {
+    // Guards `sink`, and held while it runs: that is what keeps lines whole and in one order.
+    std::mutex mutex;
+    Sink sink;
+};
+
+// Never destroyed: objects with static life may log while the process exits.
+SinkSlot& sinkSlot() {
+    static auto* slot = new SinkSlot;
+    return *slot;
+}
+
+// Set while this thread runs the sink, so that a sink that logs meets neither itself nor the lock again.
+thread_local bool tInsideSink = false;
+
+const char* levelName(Level level) {
+    switch (level) {
+    case Level::Error:
+        return "error";
+    case Level::Warning:
+        return "warning";
+    case Level::Notice:
+        return "notice";
+    case Level::Info:
+        return "info";
+    case Level::Debug:
+        return "debug";
+    case Level::Trace:
+        return "trace";
+    }
+    return "log";
+}
+
+void writeToStderr(Level level, std::string_view line) {
+    std::string text;
+    text.reserve(line.size() + 16);
+    text.append(levelName(level)).append(": ").append(line).append("\n");
+    std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+bool enabled(Level level) noexcept {
+    return level <= gLevel.load(std::memory_order_relaxed);
+}
+
+void write(Level level, std::string_view line) noexcept {
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
+        line.remove_suffix(1);
+    }
+    try {
+        if (tInsideSink) {
+            writeToStderr(level, line);
+            return;
+        }
+        auto& slot = sinkSlot();
+        const std::lock_guard lock(slot.mutex);
+        if (!slot.sink) {
+            writeToStderr(level, line);
+            return;
+        }
+        tInsideSink = true;
+        struct Leave {
+            ~Leave() { tInsideSink = false; }
+        } leave;
+        // A copy, since the sink may replace itself.
+        const Sink sink = slot.sink;
+        sink(level, line);
+    } catch (...) {
+        // Deliberate: logging happens in destructors and in call-backs from C, which nothing may leave.
+    }
+}
+
+void printLine(Level level, const char* format, std::va_list args) {
+    if (!enabled(level)) {
+        return;
+    }
+    std::array<char, 1024> buffer{};
+    std::va_list copy;
+    va_copy(copy, args);
+    const int length = std::vsnprintf(buffer.data(), buffer.size(), format, copy);
+    va_end(copy);
+    if (length < 0) {
+        return;
+    }
+    if (static_cast<std::size_t>(length) < buffer.size()) {
+        write(level, {buffer.data(), static_cast<std::size_t>(length)});
+        return;
+    }
+    std::string text(static_cast<std::size_t>(length), '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, args);
+    write(level, text);
+}
+
+}  // namespace
+
+void setLevel(Level level) noexcept {
+    gLevel.store(level, std::memory_order_relaxed);
+}
+
+Level level() noexcept {
+    return gLevel.load(std::memory_order_relaxed);
+}
+
+void setSink(Sink sink) {
+    auto& slot = sinkSlot();
+    if (tInsideSink) {
+        // This thread holds the lock already.
+        slot.sink.swap(sink);
+        return;
+    }
+    const std::lock_guard lock(slot.mutex);
+    slot.sink.swap(sink);
+}
+
+struct MessageOstream::Line {
+    Level level;
+    std::ostringstream stream;
+};
+
+MessageOstream::MessageOstream(Level level, std::string_view prefix) {
+    if (enabled(level)) {
+        mLine.reset(new Line{level, {}});
+        mLine->stream << prefix;
+    }
+}
+
+MessageOstream::MessageOstream(MessageOstream&& other) noexcept = default;
+
+MessageOstream::~MessageOstream() {
+    if (mLine) {
+        try {
+            write(mLine->level, mLine->stream.str());
+        } catch (...) {
+            // No memory for the line: nothing left to report it with.
+        }
+    }
+}
+
+std::ostream& MessageOstream::ostream() noexcept {
+    return mLine->stream;
+}
+
+MessageOstream log(Level level) {
+    return MessageOstream(level);
+}
+
+MessageOstream log(Level level, const std::string& prefix) {
+    return MessageOstream(level, prefix);
+}
+
+void print(Level level, const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    printLine(level, format, args);
+    va_end(args);
+}
+
+void warning(const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    printLine(Level::Warning, format, args);
+    va_end(args);
+}
+
+}  // namespace logger
