@@ -237,10 +237,10 @@ std::unique_ptr<DecoderBase> FormatContext::makeDecoder(const AVStream& stream) 
         return decoder;
     } catch (const FFmpegError& error) {
         if (error.error() == AvError::DecoderNotFound) {
-            logger::log(kLogError) << fmt::format("Codec {} not found", parameters.codec_id);
+            logFormatted(kLogError, {}, "Codec {} not found", parameters.codec_id);
         } else {
-            logger::log(kLogError) << fmt::format("Could not open codec {}: {}", parameters.codec_id,
-                                                  error.error().toString());
+            logFormatted(kLogError, {}, "Could not open codec {}: {}", parameters.codec_id,
+                         error.error().toString());
         }
         return nullptr;
     }

@@ -77,7 +77,8 @@ void MediaFileReader::checkNonInterleavedWarning(const Packet& packet) {
     context.nonInterleaved = mWarningsStore->add(
         fmt::format("File {} contains a non-interleaved media stream, issues with {} may occur", name,
                     isAudio(packet) ? "audio" : "video"));
-    logger::log(kLogWarning) << fmt::format(
+    logFormatted(
+        kLogWarning, {},
         "MediaFileReader: {} contains a non-interleaved media stream: difference {}ms audio {} pkts video {} "
         "pkts",
         name, difference / 1000, context.audioPackets, context.videoPackets);
