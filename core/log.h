@@ -1,6 +1,10 @@
 #pragma once
 
+#include <string>
+#include <utility>
+
 #include "logger/logger.h"
+#include "vidorra/core/format.h"
 
 namespace vidorra {
 
@@ -11,5 +15,14 @@ inline constexpr auto kLogWarning = static_cast<logger::Level>(2);
 inline constexpr auto kLogInfo = static_cast<logger::Level>(4);
 inline constexpr auto kLogSource = static_cast<logger::Level>(5);
 inline constexpr auto kLogCodec = static_cast<logger::Level>(6);
+
+/// Logs a formatted line, which costs no formatting when the level is disabled.
+template <class... Args>
+void logFormatted(logger::Level level, const std::string& prefix, fmt::format_string<Args...> format,
+                  Args&&... args) {
+    if (logger::MessageOstream message = logger::log(level, prefix)) {
+        message << fmt::format(format, std::forward<Args>(args)...);
+    }
+}
 
 }  // namespace vidorra

@@ -1,7 +1,10 @@
 #include "vidorra/demux/audio_decoder.h"
 
+#include <utility>
+
 extern "C" {
 #include <libavcodec/codec_par.h>
+#include <libavutil/frame.h>
 }
 
 namespace vidorra {
@@ -12,6 +15,16 @@ void AudioDecoder::validateCodecParams(const AVCodecParameters& parameters) {
     if (parameters.codec_type != AVMEDIA_TYPE_AUDIO) {
         throw FFmpegError(AvError::InvalidArgument, "AudioDecoder cannot be used for video");
     }
+}
+
+tl::expected<AudioFrame, AvError> AudioDecoder::receive() const {
+    return receiveAvFrame().map([](const AvPtr<AVFrame>& frame) { return toAudioFrame(*frame); });
+}
+
+AudioFrame AudioDecoder::toAudioFrame(const AVFrame& frame) {
+    AudioBuffer buffer;
+    buffer.loadAVFrame(&frame);
+    return {std::move(buffer), Timestamp(Timebase(), frame.best_effort_timestamp)};
 }
 
 }  // namespace vidorra

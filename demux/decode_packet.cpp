@@ -16,17 +16,15 @@ bool isVideo(const DecoderBase& decoder) {
 }
 
 Result sendFailure(const std::string& url, const DecoderBase& decoder, const Packet& packet, AvError error) {
-    logger::log(kLogWarning) << fmt::format("Could not send {} packet from {}:{}, error: {}",
-                                            isVideo(decoder) ? "video" : "audio", url, packet.stream_index,
-                                            AvRes(error));
+    logFormatted(kLogWarning, {}, "Could not send {} packet from {}:{}, error: {}",
+                 isVideo(decoder) ? "video" : "audio", url, packet.stream_index, AvRes(error));
     return tl::unexpected(error);
 }
 
 Result decodeFailure(const std::string& url, const DecoderBase& decoder, const Packet& packet,
                      AvError error) {
-    logger::log(kLogWarning) << fmt::format("Could not decode {} from {}:{}: {}",
-                                            isVideo(decoder) ? "Video" : "Audio", url, packet.stream_index,
-                                            AvRes(error));
+    logFormatted(kLogWarning, {}, "Could not decode {} from {}:{}: {}", isVideo(decoder) ? "Video" : "Audio",
+                 url, packet.stream_index, AvRes(error));
     return tl::unexpected(error);
 }
 

@@ -22,7 +22,7 @@ DecoderBase::~DecoderBase() {
     try {
         const AvRes res = drain();
         if (!res.ok) {
-            logger::log(kLogError, mPrefix) << fmt::format("Decoder draining is failed: {}", res);
+            logFormatted(kLogError, mPrefix, "Decoder draining is failed: {}", res);
         }
     } catch (...) {
         // No memory for the log line.

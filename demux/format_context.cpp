@@ -1,13 +1,12 @@
 #include "vidorra/demux/format_context.h"
 
-#include <array>
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
 #include "core/log.h"
 #include "core/wrapping.h"
-#include "demux/decode_packet.h"
+#include "demux/error_text.h"
 #include "demux/h264_key_packet.h"
 #include "platform/ffmpeg/generations.h"
 #include "vdr_utils/bad_alloc.h"
@@ -28,12 +27,6 @@ constexpr AVRational kMicroseconds = {1, 1000000};
 
 // A demuxer of FFmpeg builds for devices, which sets the key flags of its packets itself.
 constexpr const char* kRawPacketFormat = "rawpacket";
-
-std::string errorText(int code) {
-    std::array<char, 255> text{};
-    av_strerror(code, text.data(), text.size());
-    return text.data();
-}
 
 void setDefaultChannelMasks(const AVFormatContext& context) {
     for (unsigned i = 0; i < context.nb_streams; ++i) {
@@ -210,26 +203,6 @@ void FormatContext::setKeyFrameFlag(Packet& packet) const {
     packet.setFlag(key ? Packet::KeyFrame::Yes : Packet::KeyFrame::No);
 }
 
-VideoFrame FormatContext::decodeVideoPacket(const Packet& packet) {
-    const std::unique_ptr<DecoderBase>& decoder = getCodecContext(static_cast<unsigned>(packet.stream_index));
-    if (!decoder) {
-        return {};
-    }
-    const AVMediaType type = decoder->codecContext()->codec_type;
-    if (type == AVMEDIA_TYPE_AUDIO) {
-        logger::warning("decodeVideoPacket(): %s:%d media format \"%s\" is not supported", mUrl.c_str(),
-                        packet.stream_index, av_get_media_type_string(type));
-        return {};
-    }
-    if (type != AVMEDIA_TYPE_VIDEO) {
-        logger::warning("%s:%d media format \"%s\" is not supported", mUrl.c_str(), packet.stream_index,
-                        av_get_media_type_string(type));
-        return {};
-    }
-    const tl::expected<AvPtr<AVFrame>, AvError> frame = decodePacket(mUrl, *decoder, packet);
-    return frame ? VideoDecoder::toVideoFrame(**frame) : VideoFrame();
-}
-
 std::unique_ptr<DecoderBase>& FormatContext::getCodecContext(unsigned streamIndex) {
     const auto found = mDecoders.find(static_cast<int>(streamIndex));
     if (found != mDecoders.end()) {
@@ -249,7 +222,9 @@ std::unique_ptr<DecoderBase> FormatContext::makeDecoder(const AVStream& stream) 
     const AVCodecParameters& parameters = *stream.codecpar;
     try {
         std::unique_ptr<DecoderBase> decoder;
+        std::optional<DecoderBase::ChosenCodec> chosen;
         if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
+            chosen = VideoDecoder::chooseCodec(parameters, VideoDecoder::Acceleration::None);
             decoder = std::make_unique<VideoDecoder>();
         } else if (parameters.codec_type == AVMEDIA_TYPE_AUDIO) {
             AudioDecoder::validateCodecParams(parameters);
@@ -257,17 +232,17 @@ std::unique_ptr<DecoderBase> FormatContext::makeDecoder(const AVStream& stream) 
         } else {
             return nullptr;
         }
-        Dictionary options = decoder->prepareCodec(std::nullopt, parameters);
+        Dictionary options = decoder->prepareCodec(std::move(chosen), parameters);
         // One thread a stream: neither frames nor slices in parallel.
         av_dict_set(options.address(), "thread_type", "0", 0);
         decoder->openCodec(options);
         return decoder;
     } catch (const FFmpegError& error) {
         if (error.error() == AvError::DecoderNotFound) {
-            logger::log(kLogError) << fmt::format("Codec {} not found", parameters.codec_id);
+            logFormatted(kLogError, {}, "Codec {} not found", parameters.codec_id);
         } else {
-            logger::log(kLogError) << fmt::format("Could not open codec {}: {}", parameters.codec_id,
-                                                  error.error().toString());
+            logFormatted(kLogError, {}, "Could not open codec {}: {}", parameters.codec_id,
+                         error.error().toString());
         }
         return nullptr;
     }

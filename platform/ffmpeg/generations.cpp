@@ -5,13 +5,16 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/avutil.h>
+#include <libavutil/bprint.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/dict.h>
+#include <libavutil/frame.h>
 #include <libavutil/mem.h>
 }
 
 // One line for each thing that came or went with a version.
 #define HAVE_CH_LAYOUT (LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 24, 100))
+#define HAVE_FRAME_DURATION (LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100))
 #define HAVE_CHANNEL_MASK_FIELD (LIBAVUTIL_VERSION_MAJOR < 59)
 #define HAVE_PACKET_TIME_BASE (LIBAVCODEC_VERSION_MAJOR >= 59)
 #define DICTIONARY_SIZE_IS_INT (LIBAVCODEC_VERSION_MAJOR < 59)
@@ -24,43 +27,112 @@ extern "C" {
 
 namespace vidorra::ffmpeg_ext {
 
-std::uint64_t channelMask(const AVCodecParameters& parameters) {
+namespace {
+
+// Streams and frames have the same fields.
+template <class T>
+std::uint64_t maskOf(const T& object) {
 #if HAVE_CH_LAYOUT
-    if (parameters.ch_layout.order == AV_CHANNEL_ORDER_NATIVE) {
-        return parameters.ch_layout.u.mask;
+    if (object.ch_layout.order == AV_CHANNEL_ORDER_NATIVE) {
+        return object.ch_layout.u.mask;
     }
 #endif
 #if HAVE_CHANNEL_MASK_FIELD
-    return parameters.channel_layout;
+    return object.channel_layout;
 #else
     return 0;
 #endif
 }
 
-int channelCount(const AVCodecParameters& parameters) {
+template <class T>
+int countOf(const T& object) {
 #if HAVE_CH_LAYOUT
-    if (parameters.ch_layout.nb_channels > 0) {
-        return parameters.ch_layout.nb_channels;
+    if (object.ch_layout.nb_channels > 0) {
+        return object.ch_layout.nb_channels;
     }
 #endif
 #if HAVE_CHANNEL_MASK_FIELD
-    return parameters.channels > 0 ? parameters.channels : __builtin_popcountll(parameters.channel_layout);
+    return object.channels > 0 ? object.channels : __builtin_popcountll(object.channel_layout);
 #else
     return 0;
 #endif
 }
 
-void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask) {
+template <class T>
+void setMaskOf(T& object, std::uint64_t mask) {
     if (mask == 0) {
         return;
     }
 #if HAVE_CH_LAYOUT
-    av_channel_layout_uninit(&parameters.ch_layout);
-    av_channel_layout_from_mask(&parameters.ch_layout, mask);
+    av_channel_layout_uninit(&object.ch_layout);
+    av_channel_layout_from_mask(&object.ch_layout, mask);
 #endif
 #if HAVE_CHANNEL_MASK_FIELD
-    parameters.channel_layout = mask;
-    parameters.channels = __builtin_popcountll(mask);
+    object.channel_layout = mask;
+    object.channels = __builtin_popcountll(mask);
+#endif
+}
+
+}  // namespace
+
+std::uint64_t channelMask(const AVCodecParameters& parameters) {
+    return maskOf(parameters);
+}
+
+std::uint64_t channelMask(const AVFrame& frame) {
+    return maskOf(frame);
+}
+
+int channelCount(const AVCodecParameters& parameters) {
+    return countOf(parameters);
+}
+
+void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask) {
+    setMaskOf(parameters, mask);
+}
+
+void setChannelMask(AVFrame& frame, std::uint64_t mask) {
+    setMaskOf(frame, mask);
+}
+
+bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b) {
+    return maskOf(a) == maskOf(b) && countOf(a) == countOf(b);
+}
+
+std::string describeChannelMask(std::uint64_t mask) {
+    if (mask == 0) {
+        return "0 channels";
+    }
+#if HAVE_CH_LAYOUT
+    AVChannelLayout layout{};
+    std::array<char, 1024> text{};
+    if (av_channel_layout_from_mask(&layout, mask) >= 0) {
+        av_channel_layout_describe(&layout, text.data(), text.size());
+    }
+    return text.data();
+#else
+    AVBPrint text;
+    av_bprint_init(&text, 0, AV_BPRINT_SIZE_UNLIMITED);
+    av_bprint_channel_layout(&text, __builtin_popcountll(mask), mask);
+    std::string result = text.str != nullptr ? text.str : "";
+    av_bprint_finalize(&text, nullptr);
+    return result;
+#endif
+}
+
+std::int64_t frameDuration(const AVFrame& frame) {
+#if HAVE_FRAME_DURATION
+    return frame.duration;
+#else
+    return frame.pkt_duration;
+#endif
+}
+
+void setFrameDuration(AVFrame& frame, std::int64_t duration) {
+#if HAVE_FRAME_DURATION
+    frame.duration = duration;
+#else
+    frame.pkt_duration = duration;
 #endif
 }
 

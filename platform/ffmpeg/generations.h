@@ -1,23 +1,37 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 struct AVCodecParameters;
 struct AVDictionary;
+struct AVFrame;
 struct AVPacket;
 
 /// What FFmpeg's generations (libavcodec 58 to 63) do under different names. Its source is the only file of
 /// the project that asks for a version of FFmpeg.
 namespace vidorra::ffmpeg_ext {
 
-/// The channel mask of an audio stream, 0 when it has none.
+/// The channel mask of an audio stream or frame, 0 when it has none.
 std::uint64_t channelMask(const AVCodecParameters& parameters);
+std::uint64_t channelMask(const AVFrame& frame);
 
 /// The number of channels of an audio stream, which can be known without a mask.
 int channelCount(const AVCodecParameters& parameters);
 
-/// Sets the mask and with it the number of channels. A mask of 0 leaves the parameters alone.
+/// Sets the mask and with it the number of channels. A mask of 0 leaves both alone.
 void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask);
+void setChannelMask(AVFrame& frame, std::uint64_t mask);
+
+/// Whether two audio streams have the same channels in the same order.
+bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b);
+
+/// FFmpeg's text for a mask, such as "stereo"; "0 channels" for 0.
+std::string describeChannelMask(std::uint64_t mask);
+
+/// The duration of the packet that a frame came from, in the packet's unit; 0 when it is not known.
+std::int64_t frameDuration(const AVFrame& frame);
+void setFrameDuration(AVFrame& frame, std::int64_t duration);
 
 /// The usual mask for a number of channels, the same on every generation; 0 where there is none.
 std::uint64_t defaultChannelMask(int channels);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vidorra/demux/decoder_base.h"
+#include "vidorra/picture/audio_frame.h"
 
 namespace vidorra {
 
@@ -11,6 +12,14 @@ public:
 
     /// Throws FFmpegError with AvError::InvalidArgument when the parameters are not those of an audio stream.
     static void validateCodecParams(const AVCodecParameters& parameters);
+
+    /// The next frame with a copy of its samples, at its best-effort time in microseconds. Errors as
+    /// receiveAvFrame(); throws std::runtime_error for a frame whose channel layout and sample format have no
+    /// size.
+    [[nodiscard]] tl::expected<AudioFrame, AvError> receive() const;
+
+    /// What receive() makes of a frame from receiveAvFrame().
+    [[nodiscard]] static AudioFrame toAudioFrame(const AVFrame& frame);
 };
 
 }  // namespace vidorra

@@ -9,8 +9,10 @@
 
 #include "vidorra/core/export.h"
 #include "vidorra/core/ffmpeg_fwd.h"
+#include "vidorra/core/timestamp.h"
 #include "vidorra/demux/decoder_base.h"
 #include "vidorra/demux/packet.h"
+#include "vidorra/picture/audio_frame.h"
 #include "vidorra/picture/video_frame.h"
 
 namespace vidorra {
@@ -97,6 +99,44 @@ public:
     /// nor video, and for one whose decoder could not be found or opened, which is logged once. Throws
     /// std::out_of_range for a stream that does not exist, std::logic_error when closed.
     [[nodiscard]] std::unique_ptr<DecoderBase>& getCodecContext(unsigned streamIndex);
+
+    /// Decodes a packet of an audio stream: at most one frame for one packet, with a copy of the samples. As
+    /// decodeVideoPacket(); throws std::runtime_error besides for a frame whose layout and format have no
+    /// size.
+    ///
+    /// A frame and the duration of its packet are brought together: samples beyond the duration are cut at
+    /// the end, and a frame with too few, as the first of many files is, starts later by what is missing.
+    [[nodiscard]] AudioFrame decodeAudioPacket(const Packet& packet);
+
+    /// Takes over the open decoders of another source for streams of equal parameters, the bit rate aside;
+    /// both sources need the same number of streams. It saves opening them, and the decoded streams continue
+    /// without a break. Streams of `other` for which this source has a decoder afterwards have none there,
+    /// and no new one is made for them.
+    void moveDecodersFromContext(FormatContext* other);
+
+    /// Tells the demuxer which packets of a stream to leave out, as a value of FFmpeg's AVDiscard:
+    /// AVDISCARD_NONE or AVDISCARD_ALL. Throws std::runtime_error when closed, std::out_of_range for a stream
+    /// that does not exist.
+    void discardTrackAtIndex(unsigned index, int discard);
+
+    /// Goes to the last key frame at or before a time, given with the time origin in it. Does nothing when
+    /// closed. Throws std::runtime_error with FFmpeg's text when the source cannot do that. Decoders keep
+    /// what they hold: see drainDecoders().
+    void seek(Timestamp to);
+
+    /// Throws away what the decoders still hold and makes them ready for new data.
+    void drainDecoders();
+
+    /// A value of the source's metadata, empty when there is none, and when closed.
+    [[nodiscard]] std::string metadata(const std::string& key) const;
+
+    /// Whether the source cannot seek, as a pipe cannot. False when closed.
+    [[nodiscard]] bool isStreamed() const noexcept;
+
+protected:
+    [[nodiscard]] const std::string& url() const noexcept { return mUrl; }
+    [[nodiscard]] std::int64_t timeOrigin() const noexcept { return mTimeOrigin; }
+    void setTimeOrigin(std::int64_t origin) noexcept { mTimeOrigin = origin; }
 
 private:
     static int interrupt_cb(void* opaque);

@@ -8,6 +8,18 @@ namespace vidorra {
 /// A decoder of pictures.
 class VIDORRA_API VideoDecoder : public DecoderBase {
 public:
+    enum class Acceleration { None, Hardware };
+
+    /// The hardware decoder for a stream, with the options to open it with. Nothing without
+    /// Acceleration::Hardware, and where the FFmpeg in use has no hardware decoder for the codec. Throws
+    /// FFmpegError with AvError::InvalidArgument when hardware is asked for a stream that is not video.
+    [[nodiscard]] static std::optional<ChosenCodec> chooseCodec(const AVCodecParameters& parameters,
+                                                                Acceleration acceleration);
+
+    /// Whether the decoder is one of the hardware decoders that chooseCodec() knows. Acceleration::None
+    /// before prepareCodec().
+    [[nodiscard]] Acceleration fetchAcceleration() const;
+
     ~VideoDecoder() override;
 
     /// The next frame, mended: the formats that mean full range by their name (YUVJ420P and its kin) become

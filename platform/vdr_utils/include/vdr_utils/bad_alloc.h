@@ -4,10 +4,12 @@
 #include <string>
 #include <utility>
 
+#include "vdr_utils/export.h"
+
 namespace vx::vdr::utils {
 
 /// A failed allocation that says what could not be allocated.
-class __attribute__((visibility("default"))) BadAlloc : public std::bad_alloc {
+class VDR_UTILS_API BadAlloc : public std::bad_alloc {
 public:
     explicit BadAlloc(std::string message) : mMessage(std::move(message)) {}
 

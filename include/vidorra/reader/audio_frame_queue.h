@@ -1,0 +1,20 @@
+#pragma once
+
+#include "vidorra/reader/blocking_frame_buffer_base.h"
+
+namespace vidorra {
+
+/// Answers a time with the frame that covers it, or begins up to 5 microseconds later, and gives that frame
+/// away, so that no sample is played twice. Frames that have ended go. A frame is given whole, at its own
+/// start time.
+class VIDORRA_API AudioFrameQueue : public BlockingFrameBufferBase<std::queue<AudioFrame>> {
+public:
+    using BlockingFrameBufferBase::BlockingFrameBufferBase;
+    ~AudioFrameQueue() override;
+
+protected:
+    [[nodiscard]] AudioFrame findFrame(Timestamp pts, std::queue<AudioFrame>& frames,
+                                       OperationLock& lock) override;
+};
+
+}  // namespace vidorra

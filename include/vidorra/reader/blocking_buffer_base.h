@@ -1,0 +1,73 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "vidorra/core/export.h"
+
+namespace vidorra {
+
+/// The lock, the two conditions and the end of a bounded hand-over between a thread that pushes and threads
+/// that pop.
+///
+/// Threads: all operations from any thread.
+class VIDORRA_API BlockingBufferBase {
+public:
+    /// The lock of a buffer while something is done to it. When it goes, it wakes one waiter of the other
+    /// side, unless told not to. It converts to false when it was not obtained.
+    class VIDORRA_API OperationLock {
+    public:
+        OperationLock() = default;
+        /// Takes over a lock, owned or not, and the condition of the other side.
+        OperationLock(std::unique_lock<std::mutex>&& lock, std::condition_variable* target);
+        OperationLock(OperationLock&& other) noexcept;
+        OperationLock& operator=(OperationLock&&) = delete;
+        ~OperationLock();
+
+        explicit operator bool() const noexcept { return mLock.owns_lock(); }
+
+        /// Whether the other side is woken at the end.
+        void setNotify(bool notify) noexcept { mNotify = notify; }
+
+    private:
+        std::condition_variable* mNotifyTarget = nullptr;
+        std::unique_lock<std::mutex> mLock;
+        bool mNotify = false;
+    };
+
+    BlockingBufferBase() = default;
+    BlockingBufferBase(const BlockingBufferBase&) = delete;
+    BlockingBufferBase& operator=(const BlockingBufferBase&) = delete;
+    virtual ~BlockingBufferBase();
+
+    [[nodiscard]] virtual bool empty() const = 0;
+    [[nodiscard]] virtual bool full() const = 0;
+
+    /// Ends the hand-over for good: every waiter wakes, and nothing can be pushed or popped any more.
+    void stop();
+
+    /// The lock as soon as there is room. Not obtained when there is none within `timeout`, and after stop().
+    /// A timeout of 0 or less does not wait for room.
+    [[nodiscard]] OperationLock tryLockForPushFor(std::chrono::microseconds timeout);
+
+    /// The lock as soon as there is something to pop, otherwise as tryLockForPushFor().
+    [[nodiscard]] OperationLock tryLockForPopFor(std::chrono::microseconds timeout);
+
+private:
+    template <class Duration, class Predicate>
+    OperationLock tryLock(Duration timeout, std::condition_variable& waitOn, std::condition_variable& target,
+                          Predicate predicate);
+
+    // Changes to false under mMutex, so that no waiter misses it.
+    std::atomic<bool> mRunning{true};
+    // Guards what derived classes hold.
+    std::mutex mMutex;
+    // A pusher waits here for room.
+    std::condition_variable mCanPush;
+    // Poppers wait here for something to pop.
+    std::condition_variable mCanPop;
+};
+
+}  // namespace vidorra

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <queue>
+
+#include "vidorra/core/export.h"
+#include "vidorra/core/timestamp.h"
+#include "vidorra/picture/audio_frame.h"
+#include "vidorra/picture/video_frame.h"
+#include "vidorra/reader/blocking_buffer_base.h"
+
+namespace vidorra {
+
+/// A bounded buffer of frames that one thread pushes in the order of their time stamps and others ask for by
+/// time. Which frame answers is the derived class's business.
+///
+/// A derived class calls stop() in its destructor if threads may still wait.
+///
+/// Threads: one pushes, any number pop. empty() and full() take no lock.
+template <class Container>
+class BlockingFrameBufferBase : public BlockingBufferBase {
+public:
+    using Frame = typename Container::value_type;
+
+    /// Full with this many frames.
+    explicit BlockingFrameBufferBase(std::size_t capacity);
+    ~BlockingFrameBufferBase() override;
+
+    [[nodiscard]] bool empty() const override;
+    [[nodiscard]] bool full() const override;
+
+    /// Stores a frame, waiting up to `timeout` for room. Gives whether it was stored; if not, the frame stays
+    /// with the caller. A frame that the poppers have already passed by takes the place of the oldest one.
+    /// Throws std::logic_error for a null time stamp, and for one that is not greater than that of the frame
+    /// pushed before.
+    [[nodiscard]] bool push(Frame&& frame, std::chrono::microseconds timeout);
+
+    /// The frame for a time, waiting up to `timeout` for the first one. Empty when none came, when none
+    /// answers, and after stop(). Throws std::invalid_argument for a null time; std::logic_error for a time
+    /// that is not greater than the one asked for before, once there is a frame to look at.
+    [[nodiscard]] Frame pop(Timestamp pts, std::chrono::microseconds timeout);
+
+protected:
+    /// Selects the answer to a request, and removes what is no longer needed. Called with the lock held, with
+    /// at least one frame. Clearing the lock's notification leaves the pusher asleep.
+    [[nodiscard]] virtual Frame findFrame(Timestamp pts, Container& frames, OperationLock& lock) = 0;
+
+private:
+    Container mFrames;
+    std::size_t mCapacity;
+    // Only the pushing thread reads and writes it.
+    Timestamp mLastPushed;
+    Timestamp mLastPopped;
+    // The size of mFrames, for those who ask without the lock. Written under it.
+    std::atomic<std::size_t> mSize{0};
+};
+
+extern template class VIDORRA_API BlockingFrameBufferBase<std::deque<VideoFrame>>;
+extern template class VIDORRA_API BlockingFrameBufferBase<std::queue<AudioFrame>>;
+
+}  // namespace vidorra

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "vidorra/reader/blocking_frame_buffer_base.h"
+
+namespace vidorra {
+
+/// Answers a time with the frame nearest to it and keeps that frame, so that a picture can be shown again:
+/// the last frame is repeated until a newer one comes. Older frames go.
+class VIDORRA_API VideoFrameQueue : public BlockingFrameBufferBase<std::deque<VideoFrame>> {
+public:
+    using BlockingFrameBufferBase::BlockingFrameBufferBase;
+    ~VideoFrameQueue() override;
+
+    /// Whether `next` is the better answer to `pts` than `current`, the frame before it. In the middle it is.
+    [[nodiscard]] static bool choose(Timestamp pts, Timestamp current, Timestamp next);
+
+protected:
+    [[nodiscard]] VideoFrame findFrame(Timestamp pts, std::deque<VideoFrame>& frames,
+                                       OperationLock& lock) override;
+};
+
+}  // namespace vidorra

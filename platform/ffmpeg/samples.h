@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+#include <libavutil/samplefmt.h>
+}
+
+/// What FFmpeg's sample functions lack.
+namespace vidorra::ffmpeg_ext {
+
+/// av_samples_get_buffer_size without padding: the bytes of `samples` samples in each of `channels` channels,
+/// or a negative FFmpeg code. Unlike FFmpeg's, it takes 0 samples, of valid channels and format, for a size
+/// of 0.
+int sampleBufferSize(int channels, std::uint64_t samples, AVSampleFormat format);
+
+/// The loudness of up to eight channels, in the layout that av_audio_level_calc fills.
+struct AudioLevelRecord {
+    float peak[8];
+    float rms[8];
+};
+
+/// Measures interleaved samples: for each of the first eight channels the greatest magnitude and the root
+/// mean square, both linear with full scale at 1, to which floating-point samples beyond it are limited. An
+/// addition that some builds of FFmpeg have, under its name there. Formats for planes are taken as their
+/// interleaved counterparts. Nothing is written for an unknown format.
+void av_audio_level_calc(const void* samples, std::int64_t count, std::int64_t channels,
+                         AVSampleFormat format, AudioLevelRecord* level);
+
+}  // namespace vidorra::ffmpeg_ext

@@ -1,0 +1,3 @@
+#pragma once
+
+#define VDR_UTILS_API __attribute__((visibility("default")))

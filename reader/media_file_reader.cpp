@@ -1,0 +1,154 @@
+#include "vidorra/reader/media_file_reader.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "core/wrapping.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+namespace vidorra {
+namespace {
+
+constexpr std::chrono::microseconds kAnalyzeDuration{2000000};
+
+}  // namespace
+
+MediaFileReader::MediaFileReader(const std::string& url, PlaybackMode mode,
+                                 std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> store)
+    : mPlaybackMode(mode), mWarningsStore(std::move(store)) {
+    setUrl(url);
+}
+
+MediaFileReader::~MediaFileReader() = default;
+
+bool MediaFileReader::open() {
+    if (isOpened()) {
+        throw std::logic_error("movie file reader already opened");
+    }
+    mAudioTrack.reset();
+    mVideoTrack.reset();
+    FormatContext::open("", true, kAnalyzeDuration);
+    // Deliberate: whatever the source says of its time origin, the reader's time begins at the file's own
+    // zero.
+    setTimeOrigin(0);
+    selectTracks(0, 0);
+    mLastPts = Timestamp();
+    return true;
+}
+
+void MediaFileReader::close() {
+    FormatContext::close();
+    clearWarningsCtx();
+}
+
+void MediaFileReader::selectTracks(std::optional<unsigned> audio, std::optional<unsigned> video) {
+    if (!isOpened()) {
+        throw std::logic_error("movie file reader cannot select tracks because it is not opened yet");
+    }
+    mAudioTrack.reset();
+    mVideoTrack.reset();
+    unsigned audioTracks = 0;
+    unsigned videoTracks = 0;
+    for (unsigned i = 0; i < tracksNumber(); ++i) {
+        bool selected = false;
+        switch (trackAtIndex(i)->codecpar->codec_type) {
+        case AVMEDIA_TYPE_AUDIO:
+            selected = audio == audioTracks++;
+            if (selected) {
+                mAudioTrack = i;
+            }
+            break;
+        case AVMEDIA_TYPE_VIDEO:
+            selected = video == videoTracks++;
+            if (selected) {
+                mVideoTrack = i;
+            }
+            break;
+        default:
+            break;
+        }
+        discardTrackAtIndex(i, selected ? AVDISCARD_NONE : AVDISCARD_ALL);
+    }
+}
+
+std::variant<std::monostate, AudioFrame, VideoFrame> MediaFileReader::read() {
+    if (!mAudioTrack && !mVideoTrack) {
+        return {};
+    }
+    bool restarted = false;
+    while (isOpened() && !isEOF()) {
+        const Packet packet = readPacket();
+        if (packet.size > 0) {
+            watch(packet);
+            if (isAudio(packet)) {
+                AudioFrame frame = decodeAudioPacket(packet);
+                if (!frame.empty()) {
+                    return frame;
+                }
+            } else if (isVideo(packet)) {
+                VideoFrame frame = decodeVideoPacket(packet);
+                if (!frame.empty()) {
+                    callbackIfDecodingIsSlow(frame);
+                    return frame;
+                }
+            }
+            continue;
+        }
+        if (mPlaybackMode != PlaybackMode::Loop || !isEOF() || isStreamed()) {
+            return {};
+        }
+        if (restarted) {
+            // A whole pass without a frame: the next one would give none either.
+            return {};
+        }
+        restart();
+        restarted = true;
+    }
+    return {};
+}
+
+void MediaFileReader::restart() {
+    if (!isOpened()) {
+        throw std::logic_error("movie file reader cannot be restarted because it is not opened yet");
+    }
+    if (isStreamed()) {
+        throw std::runtime_error("movie file is not seekable, restart is not supported");
+    }
+    clearWarningsCtx();
+    // The origin is taken out of the target again: this is the file's own zero, however many passes lie
+    // behind.
+    seek(Timestamp(Timebase(), timeOrigin()));
+    setTimeOrigin(mLastPts.value);
+    drainDecoders();
+}
+
+MediaFileReader::State MediaFileReader::getState() const noexcept {
+    if (!isOpened()) {
+        return State::Closed;
+    }
+    return isEOF() ? State::Eof : State::Opened;
+}
+
+bool MediaFileReader::isAudio(const Packet& packet) const noexcept {
+    return mAudioTrack && static_cast<int>(*mAudioTrack) == packet.stream_index;
+}
+
+bool MediaFileReader::isVideo(const Packet& packet) const noexcept {
+    return mVideoTrack && static_cast<int>(*mVideoTrack) == packet.stream_index;
+}
+
+void MediaFileReader::watch(const Packet& packet) {
+    // In this order: the first compares with the end of the packets before this one.
+    checkNonInterleavedWarning(packet);
+    checkZeroDurationWarning(packet);
+    const Timestamp end(Timebase(), wrappingAdd(packet.pts, packet.duration));
+    if (mLastPts.isNull || end > mLastPts) {
+        mLastPts = end;
+    }
+}
+
+}  // namespace vidorra
