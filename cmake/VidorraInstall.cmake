@@ -20,5 +20,8 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfigVersion.cmake
         DESTINATION ${config_dir})
 
+# The prefix is said relative to the file, so that an installed tree can be moved, as `cmake --install --prefix` does.
+file(RELATIVE_PATH VIDORRA_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" VIDORRA_PC_TO_PREFIX ${VIDORRA_PC_TO_PREFIX})
 configure_file(cmake/vidorra.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vidorra.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vidorra.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

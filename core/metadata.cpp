@@ -17,6 +17,8 @@ void Metadata::addValue(std::string key, const char* value) {
     addValue(std::move(key), std::string(value));
 }
 
+// Deliberate: keys are passed by value throughout, as callers know it; those that only look up copy them too.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 bool Metadata::hasKey(std::string key) const {
     return mValues.count(key) != 0;
 }
@@ -33,6 +35,7 @@ std::string Metadata::operator[](std::string key) const {
 void Metadata::removeValue(std::string key) {
     mValues.erase(key);
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 std::ostream& operator<<(std::ostream& stream, const Metadata& metadata) {
     bool first = true;

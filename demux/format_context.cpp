@@ -42,6 +42,8 @@ void setDefaultChannelMasks(const AVFormatContext& context) {
 
 FormatContext::FormatContext() : mInterrupted(std::make_unique<std::atomic<bool>>(false)) {}
 
+// Deliberate: not noexcept, since the source that was moved from stays usable and so needs a mark of its own.
+// NOLINTNEXTLINE(performance-noexcept-move-constructor)
 FormatContext::FormatContext(FormatContext&& other) : FormatContext() {
     *this = std::move(other);
 }

@@ -40,7 +40,7 @@ public:
     FormatContext(const FormatContext&) = delete;
     FormatContext& operator=(const FormatContext&) = delete;
     /// Leaves the other one closed. Not while another thread calls interrupt() on either.
-    FormatContext(FormatContext&& other);
+    FormatContext(FormatContext&& other);  // NOLINT(performance-noexcept-move-constructor): allocates
     FormatContext& operator=(FormatContext&& other) noexcept;
     ~FormatContext();
 

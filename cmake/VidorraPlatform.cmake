@@ -1,0 +1,30 @@
+# The closed interfaces, each a target NAME::NAME. A device's maker puts a package of their own in place of ours with
+#   -DVIDORRA_<NAME>_PACKAGE=<CMake package that defines NAME::NAME>
+# Ours is compiled into libvidorra.so; a package's is linked to it. docs/PLATFORM.md says more.
+set(VIDORRA_PLATFORM_LIBRARIES "")
+set(VIDORRA_PLATFORM_PACKAGES "")
+set(VIDORRA_PLATFORM_OWN "")
+
+macro(vidorra_platform name)
+    string(TOUPPER ${name} upper)
+    set(VIDORRA_${upper}_PACKAGE "" CACHE STRING
+        "CMake package whose target ${name}::${name} replaces platform/${name}; empty for ours")
+    if(VIDORRA_${upper}_PACKAGE)
+        find_package(${VIDORRA_${upper}_PACKAGE} REQUIRED)
+        if(NOT TARGET ${name}::${name})
+            message(FATAL_ERROR "The package ${VIDORRA_${upper}_PACKAGE} does not define ${name}::${name}")
+        endif()
+        list(APPEND VIDORRA_PLATFORM_LIBRARIES ${name}::${name})
+        list(APPEND VIDORRA_PLATFORM_PACKAGES ${VIDORRA_${upper}_PACKAGE})
+    else()
+        add_library(${name}_headers INTERFACE)
+        add_library(${name}::${name} ALIAS ${name}_headers)
+        target_include_directories(${name}_headers INTERFACE ${PROJECT_SOURCE_DIR}/platform/${name}/include)
+        list(APPEND VIDORRA_PLATFORM_OWN ${name})
+    endif()
+endmacro()
+
+# Here and not in platform/, since the targets of a package are seen in and below the folder that looks for it.
+vidorra_platform(logger)
+vidorra_platform(vdr_utils)
+list(REMOVE_DUPLICATES VIDORRA_PLATFORM_PACKAGES)

@@ -1,0 +1,50 @@
+// Shows that the library's lines reach the logger that replaced ours, whichever way they are written.
+#include <iostream>
+#include <string>
+
+#include <vidorra/vidorra.h>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+int main(int argc, char** argv) try {
+    if (argc != 2) {
+        std::cerr << "usage: replacement_program FILE\n";
+        return 2;
+    }
+    const std::string path = argv[1];
+    {
+        vidorra::FormatContext source;
+        source.setUrl(path);
+        source.open("", true, std::chrono::seconds(1));
+        const vidorra::Packet packet = source.readPacket();
+        // A stream's decoder logs with a prefix.
+        if (!source.getCodecContext(static_cast<unsigned>(packet.stream_index))) {
+            std::cerr << "no decoder\n";
+            return 1;
+        }
+    }
+    // FFmpeg's lines come through print().
+    ffmpeg_enable_logging();
+    av_log(nullptr, AV_LOG_ERROR, "from FFmpeg");
+
+    const std::string log = logger::deviceLog();
+    std::cout << log;
+    int failures = 0;
+    for (const std::string& line : {
+             "5|" + path + " opened, time origin 0\n",
+             "5|" + path + " closed, 1 packets read\n",
+             std::string("opening codec: \"mpeg4\"\n"),
+             std::string("1|from FFmpeg\n"),
+         }) {
+        if (log.find(line) == std::string::npos) {
+            std::cerr << "missing: " << line;
+            ++failures;
+        }
+    }
+    return failures == 0 ? 0 : 1;
+} catch (const std::exception& error) {
+    std::cerr << error.what() << '\n';
+    return 1;
+}

@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Builds the library with a logger of another make, and a program that looks into that logger:
+#   replacement_test.sh SOURCE_DIR WORK_DIR CMAKE CXX
+set -euo pipefail
+source=$1 work=$2 cmake=$3 cxx=$4
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+prefix=$work/prefix
+common=(-G Ninja -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS=-O0 -DCMAKE_PREFIX_PATH="$prefix"
+        -DCMAKE_INSTALL_PREFIX="$prefix")
+
+# build SOURCE NAME OPTIONS...
+build() {
+    "$cmake" -S "$1" -B "$work/$2" "${common[@]}" "${@:3}"
+    "$cmake" --build "$work/$2"
+}
+
+rm -rf "$prefix"
+build "$here/device_logger" device_logger
+"$cmake" --install "$work/device_logger"
+# The build folder of the library is kept from run to run, and follows changes as any does.
+build "$source" library -DVIDORRA_LOGGER_PACKAGE=device_logger
+"$cmake" --install "$work/library"
+
+library=$(find "$prefix" -name libvidorra.so)
+if nm --dynamic --defined-only "$library" | grep ' [TW] _ZN6logger'; then
+    echo "libvidorra.so still defines a logger of its own" >&2
+    exit 1
+fi
+if [ -n "$(find "$prefix/include/vidorra/platform" -name logger.h)" ]; then
+    echo "our logger's header is installed beside the other one" >&2
+    exit 1
+fi
+
+build "$here/program" program
+ffmpeg -hide_banner -loglevel error -nostdin -y -f lavfi -i testsrc2=size=160x90:rate=25 -t 0.2 -c:v mpeg4 \
+    "$work/clip.mp4"
+"$work/program/replacement_program" "$work/clip.mp4"

@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Checks the layout of all our C++ files with clang-format, and looks for defects in the library's sources with
+# clang-tidy, which needs the compile commands of the preset release.
+#   tools/check_style.sh          all
+#   tools/check_style.sh format   the layout alone
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+tools/install_packages.sh style
+
+# What git knows or would add, but not what it ignores; in a copy without git, what lies outside build folders.
+if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+    mapfile -t files < <(git ls-files --cached --others --exclude-standard '*.cpp' '*.h' | sort -u)
+else
+    mapfile -t files < <(find . -name build -prune -o \( -name '*.cpp' -o -name '*.h' \) -printf '%P\n' | sort)
+fi
+existing=()
+for file in "${files[@]}"; do
+    if [ -f "$file" ]; then
+        existing+=("$file")
+    fi
+done
+echo "== clang-format, ${#existing[@]} files"
+clang-format-14 --dry-run -Werror "${existing[@]}"
+if [ "${1-}" = format ]; then
+    exit 0
+fi
+
+if [ ! -f build/release/compile_commands.json ]; then
+    tools/install_packages.sh build test
+    cmake --preset release >/dev/null
+fi
+# The sources outside these folders are programs: tests, benchmarks, examples.
+programs='^(tests|benchmarks|fuzz|examples)/'
+pattern=$(printf '%s\n' "${existing[@]}" | grep '\.cpp$' | grep -vE "$programs" | paste -sd '|')
+echo "== clang-tidy"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! run-clang-tidy-14 -quiet -p build/release -j "$(nproc)" "^$PWD/(${pattern})\$" >"$log" 2>&1; then
+    grep -vE '^clang-tidy-14 |warnings generated' "$log"
+    exit 1
+fi
+echo "no findings"
