@@ -3,6 +3,7 @@
 /// Everything public of the library.
 
 #include "logger/logger.h"
+#include "udmabuf/udmabuf.h"
 #include "vdr_utils/bad_alloc.h"
 #include "vidorra/core/av_error.h"
 #include "vidorra/core/av_ptr.h"
@@ -22,7 +23,11 @@
 #include "vidorra/demux/format_context.h"
 #include "vidorra/demux/packet.h"
 #include "vidorra/demux/video_decoder.h"
+#include "vidorra/picture/best_fit_picture_allocator.h"
+#include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/picture/frame.h"
 #include "vidorra/picture/mem_buffer.h"
 #include "vidorra/picture/picture.h"
+#include "vidorra/picture/picture_allocator.h"
+#include "vidorra/picture/udmabuf_picture_allocator.h"
 #include "vidorra/picture/video_frame.h"
