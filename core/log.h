@@ -18,7 +18,7 @@ inline constexpr auto kLogCodec = static_cast<logger::Level>(6);
 
 /// Logs a formatted line, which costs no formatting when the level is disabled.
 template <class... Args>
-void logFormatted(logger::Level level, const std::string& prefix, fmt::format_string<Args...> format,
+void logFormatted(logger::Level level, const std::string& prefix, FormatString<Args...> format,
                   Args&&... args) {
     if (logger::MessageOstream message = logger::log(level, prefix)) {
         message << fmt::format(format, std::forward<Args>(args)...);

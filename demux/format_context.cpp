@@ -84,7 +84,7 @@ bool FormatContext::open(const std::string& format, bool findStreamInfo,
         throw std::bad_alloc();
     }
     // Constant from some generation on.
-    const auto* inputFormat = format.empty() ? nullptr : av_find_input_format(format.c_str());
+    auto* inputFormat = format.empty() ? nullptr : av_find_input_format(format.c_str());
     mInterrupted->store(false);
     if (mInterruptEnabled) {
         mFormatContext->interrupt_callback = {interrupt_cb, mInterrupted.get()};

@@ -5,20 +5,48 @@
 namespace vidorra {
 namespace {
 
-// The address of the next start code 0, 0, 1 in [position, end), null without one. The byte 1 is rare in
-// coded data, so the search for it, which the C library does with vectors, runs far faster than a look at
-// each byte.
+// Sixteen bytes, which GCC and clang keep in a vector register where there is one.
+using Bytes = std::uint8_t __attribute__((vector_size(16)));
+
+constexpr std::size_t kBlock = 128;
+
+Bytes load(const std::uint8_t* from) {
+    Bytes bytes;
+    std::memcpy(&bytes, from, sizeof(bytes));
+    return bytes;
+}
+
+// Whether two zero bytes in a row begin within the kBlock bytes from here on. Reads one byte more.
+bool hasTwoZeros(const std::uint8_t* block) {
+    // All ones in the lanes where a pair was found.
+    decltype(Bytes() == Bytes()) found{};
+    for (std::size_t i = 0; i < kBlock; i += sizeof(Bytes)) {
+        found |= (load(block + i) | load(block + i + 1)) == 0;
+    }
+    std::uint64_t halves[2];
+    static_assert(sizeof(halves) == sizeof(found));
+    std::memcpy(halves, &found, sizeof(found));
+    return (halves[0] | halves[1]) != 0;
+}
+
+// The address of the next start code 0, 0, 1 in [position, end), null without one. Two zero bytes in a row
+// are rare in coded data, so nearly all of a packet is skipped in blocks: a look at each byte can take longer
+// than reading the packet from its file, and a search for a single byte stops at every 256th.
 const std::uint8_t* findStartCode(const std::uint8_t* position, const std::uint8_t* end) {
     while (end - position >= 3) {
-        const void* found = std::memchr(position + 2, 1, static_cast<std::size_t>(end - position - 2));
-        if (found == nullptr) {
-            return nullptr;
+        const std::uint8_t* stop = end - 2;
+        if (end - position >= static_cast<std::ptrdiff_t>(kBlock + 2)) {
+            stop = position + kBlock;
+            if (!hasTwoZeros(position)) {
+                position = stop;
+                continue;
+            }
         }
-        const auto* one = static_cast<const std::uint8_t*>(found);
-        if (one[-1] == 0 && one[-2] == 0) {
-            return one - 2;
+        for (; position != stop; ++position) {
+            if (position[0] == 0 && position[1] == 0 && position[2] == 1) {
+                return position;
+            }
         }
-        position = one - 1;
     }
     return nullptr;
 }

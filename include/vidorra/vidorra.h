@@ -3,6 +3,7 @@
 /// Everything public of the library.
 
 #include "logger/logger.h"
+#include "udmabuf/udmabuf.h"
 #include "vdr_utils/bad_alloc.h"
 #include "vdr_utils/warning.h"
 #include "vdr_utils/warnings_store_async.h"
@@ -26,9 +27,13 @@
 #include "vidorra/demux/video_decoder.h"
 #include "vidorra/picture/audio_buffer.h"
 #include "vidorra/picture/audio_frame.h"
+#include "vidorra/picture/best_fit_picture_allocator.h"
+#include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/picture/frame.h"
 #include "vidorra/picture/mem_buffer.h"
 #include "vidorra/picture/picture.h"
+#include "vidorra/picture/picture_allocator.h"
+#include "vidorra/picture/udmabuf_picture_allocator.h"
 #include "vidorra/picture/video_frame.h"
 #include "vidorra/reader/audio_frame_queue.h"
 #include "vidorra/reader/blocking_buffer_base.h"

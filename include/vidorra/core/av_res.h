@@ -31,7 +31,7 @@ struct [[nodiscard]] AvRes {
     /// Does nothing after a success. After a failure throws FFmpegError with the error and the formatted
     /// message.
     template <class... Args>
-    void throwIfError(fmt::format_string<Args...> format, Args&&... args) const {
+    void throwIfError(FormatString<Args...> format, Args&&... args) const {
         if (!ok) {
             raise(fmt::format(format, std::forward<Args>(args)...));
         }

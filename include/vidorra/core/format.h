@@ -5,13 +5,27 @@
 /// which stands as a number.
 
 #include <fmt/format.h>
+#if __has_include(<fmt/std.h>)
 #include <fmt/std.h>
+#else
+// Older releases take a path by its stream operator, which writes the same text.
+#include <fmt/ostream.h>
+#endif
 
 #include <string_view>
 
 #include "vidorra/core/enum_text.h"
 
 namespace vidorra {
+
+/// A format string whose fields are checked against the arguments when it is compiled, where fmt can do that.
+#if FMT_VERSION >= 80000
+template <class... Args>
+using FormatString = fmt::format_string<Args...>;
+#else
+template <class... Args>
+using FormatString = fmt::string_view;
+#endif
 
 /// Base of formatters that print the text form of a value as a string, with a string's width, precision and
 /// alignment.
@@ -20,7 +34,9 @@ struct TextFormatter : fmt::formatter<std::string_view> {
     template <class Context>
     auto format(const T& value, Context& context) const {
         using vidorra::to_string;
-        return fmt::formatter<std::string_view>::format(std::string_view(to_string(value)), context);
+        // A copy, since older releases format through formatters that are not const.
+        fmt::formatter<std::string_view> text = *this;
+        return text.format(std::string_view(to_string(value)), context);
     }
 };
 

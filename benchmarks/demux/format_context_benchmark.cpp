@@ -1,0 +1,236 @@
+// What FormatContext costs above FFmpeg itself: reading with decoding, and reading alone.
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include <vidorra/vidorra.h>
+
+#include "support/measure.h"
+#include "support/media.h"
+#include "support/process.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+#ifdef VIDORRA_BENCHMARK_OPENCV
+#include <opencv2/videoio.hpp>
+#endif
+
+namespace {
+
+using vidorra::bench::Comparison;
+using vidorra::bench::Stopwatch;
+
+constexpr std::chrono::seconds kAnalyzeDuration(2);
+
+// A picture of 1080p at a common bit rate, with B-frames.
+std::filesystem::path h264File(bool shortFile) {
+    const std::string seconds = shortFile ? "0.4" : "5";
+    return vidorra::test::mediaFile(
+        "benchmark.mp4",
+        {"-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=30,noise=alls=8:allf=t", "-t", seconds, "-c:v",
+         "libx264", "-preset", "veryfast", "-bf", "2", "-g", "60", "-b:v", "8M", "-pix_fmt", "yuv420p"});
+}
+
+// The same packets, with Annex B start codes.
+std::filesystem::path transportStream(const std::filesystem::path& mp4) {
+    return vidorra::test::mediaFile("benchmark.ts", {"-i", mp4.string(), "-c", "copy"});
+}
+
+void check(int result, const char* what) {
+    if (result < 0) {
+        throw std::runtime_error(what);
+    }
+}
+
+// A file opened with FFmpeg alone, as FormatContext opens it.
+class PlainSource {
+public:
+    explicit PlainSource(const std::string& path) {
+        AVDictionary* options = nullptr;
+        av_dict_set_int(&options, "analyzeduration", std::chrono::microseconds(kAnalyzeDuration).count(), 0);
+        check(avformat_open_input(&mContext, path.c_str(), nullptr, &options), "avformat_open_input");
+        av_dict_free(&options);
+        check(avformat_find_stream_info(mContext, nullptr), "avformat_find_stream_info");
+    }
+    PlainSource(const PlainSource&) = delete;
+    PlainSource& operator=(const PlainSource&) = delete;
+    ~PlainSource() { avformat_close_input(&mContext); }
+
+    [[nodiscard]] AVFormatContext* context() const { return mContext; }
+
+private:
+    AVFormatContext* mContext = nullptr;
+};
+
+vidorra::FormatContext openSource(const std::string& path) {
+    vidorra::FormatContext source;
+    source.setUrl(path);
+    source.open("", true, kAnalyzeDuration);
+    return source;
+}
+
+int decodeByPlainLoop(const std::string& path, Stopwatch& stopwatch) {
+    const PlainSource source(path);
+    const AVCodecParameters* parameters = source.context()->streams[0]->codecpar;
+    const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
+    AVCodecContext* decoder = avcodec_alloc_context3(codec);
+    check(avcodec_parameters_to_context(decoder, parameters), "avcodec_parameters_to_context");
+    decoder->thread_count = 1;
+    decoder->thread_type = 0;
+    check(avcodec_open2(decoder, codec, nullptr), "avcodec_open2");
+    AVPacket* packet = av_packet_alloc();
+    AVFrame* frame = av_frame_alloc();
+    int frames = 0;
+    stopwatch.start();
+    while (av_read_frame(source.context(), packet) >= 0) {
+        check(avcodec_send_packet(decoder, packet), "avcodec_send_packet");
+        av_packet_unref(packet);
+        while (avcodec_receive_frame(decoder, frame) >= 0) {
+            ++frames;
+            av_frame_unref(frame);
+        }
+    }
+    stopwatch.stop();
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    avcodec_free_context(&decoder);
+    return frames;
+}
+
+int decodeByFormatContext(const std::string& path, Stopwatch& stopwatch) {
+    vidorra::FormatContext source = openSource(path);
+    if (!source.getCodecContext(0)) {
+        throw std::runtime_error("no decoder");
+    }
+    int frames = 0;
+    stopwatch.start();
+    for (vidorra::Packet packet = source.readPacket(); packet.size > 0; packet = source.readPacket()) {
+        frames += source.decodeVideoPacket(packet).empty() ? 0 : 1;
+    }
+    stopwatch.stop();
+    return frames;
+}
+
+#ifdef VIDORRA_BENCHMARK_OPENCV
+void decodeByOpenCv(const std::string& path, Stopwatch& stopwatch) {
+    setenv("OPENCV_FFMPEG_CAPTURE_OPTIONS", "threads;1", 1);
+    cv::VideoCapture capture(path, cv::CAP_FFMPEG);
+    cv::Mat image;
+    stopwatch.start();
+    while (capture.read(image)) {
+    }
+    stopwatch.stop();
+}
+#endif
+
+void benchmarkDecoding(const std::string& path, int repetitions) {
+    const std::string ours = "FormatContext";
+    const std::string plain = "plain libavcodec loop";
+    const std::string program = "ffmpeg -threads 1 -f null";
+    int plainFrames = 0;
+    int ourFrames = 0;
+
+    Comparison comparison("read and decode H.264 1080p, one thread");
+    comparison.add(plain, [&](Stopwatch& stopwatch) { plainFrames = decodeByPlainLoop(path, stopwatch); });
+    comparison.add(ours, [&](Stopwatch& stopwatch) { ourFrames = decodeByFormatContext(path, stopwatch); });
+    comparison.add(program, [&](Stopwatch& stopwatch) {
+        stopwatch.start();
+        vidorra::test::run(
+            {"ffmpeg", "-nostdin", "-loglevel", "error", "-threads", "1", "-i", path, "-f", "null", "-"});
+        stopwatch.stop();
+    });
+#ifdef VIDORRA_BENCHMARK_OPENCV
+    const std::string openCv = "OpenCV VideoCapture";
+    comparison.add(openCv, [&](Stopwatch& stopwatch) { decodeByOpenCv(path, stopwatch); });
+#endif
+    comparison.run(repetitions);
+    if (plainFrames == 0 || plainFrames != ourFrames) {
+        throw std::runtime_error("the loops decoded " + std::to_string(plainFrames) + " and " +
+                                 std::to_string(ourFrames) + " frames");
+    }
+    comparison.printTable();
+    std::printf("  %-44s %10d\n", "frames", ourFrames);
+    comparison.printRatio(ours, plain, 1.02);
+    comparison.printRatio(ours, program, 1.0);
+#ifdef VIDORRA_BENCHMARK_OPENCV
+    comparison.printRatio(ours, openCv, 0.8);
+#endif
+}
+
+// Reads a file from end to end, so often that the time can be measured; opening it does not count.
+struct Reading {
+    std::string path;
+    int passes;
+
+    long byAvReadFrame(Stopwatch& stopwatch) const {
+        long packets = 0;
+        AVPacket* packet = av_packet_alloc();
+        for (int i = 0; i < passes; ++i) {
+            const PlainSource source(path);
+            stopwatch.start();
+            while (av_read_frame(source.context(), packet) >= 0) {
+                ++packets;
+                av_packet_unref(packet);
+            }
+            stopwatch.stop();
+        }
+        av_packet_free(&packet);
+        return packets;
+    }
+
+    long byReadPacket(Stopwatch& stopwatch) const {
+        long packets = 0;
+        for (int i = 0; i < passes; ++i) {
+            vidorra::FormatContext source = openSource(path);
+            stopwatch.start();
+            for (vidorra::Packet packet = source.readPacket(); packet.size > 0;
+                 packet = source.readPacket()) {
+                ++packets;
+            }
+            stopwatch.stop();
+        }
+        return packets;
+    }
+};
+
+void benchmarkReading(const std::string& container, const std::filesystem::path& path, int repetitions,
+                      int passes) {
+    const std::string ours = "readPacket";
+    const std::string plain = "av_read_frame";
+    const Reading reading{path.string(), passes};
+    long plainPackets = 0;
+    long ourPackets = 0;
+
+    Comparison comparison("read H.264 from " + container);
+    comparison.add(plain, [&](Stopwatch& stopwatch) { plainPackets = reading.byAvReadFrame(stopwatch); });
+    comparison.add(ours, [&](Stopwatch& stopwatch) { ourPackets = reading.byReadPacket(stopwatch); });
+    comparison.run(repetitions);
+    if (plainPackets == 0 || plainPackets != ourPackets) {
+        throw std::runtime_error("the loops read " + std::to_string(plainPackets) + " and " +
+                                 std::to_string(ourPackets) + " packets");
+    }
+    comparison.printTable();
+    std::printf("  %-44s %10ld of %ld bytes\n", "packets", ourPackets,
+                static_cast<long>(std::filesystem::file_size(path)) * passes / ourPackets);
+    comparison.printRatio(ours, plain, 1.5);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    const vidorra::bench::Options options = vidorra::bench::parseOptions(argc, argv);
+    const std::filesystem::path mp4 = h264File(options.shortRun);
+    const std::filesystem::path ts = transportStream(mp4);
+    benchmarkDecoding(mp4.string(), options.repetitions);
+    const int passes = options.shortRun ? 1 : 20;
+    benchmarkReading("MP4", mp4, options.repetitions, passes);
+    benchmarkReading("MPEG-TS", ts, options.repetitions, passes);
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+}

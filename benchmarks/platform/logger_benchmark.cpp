@@ -1,0 +1,52 @@
+// What a log line costs whose level is disabled, beside an empty loop.
+#include <cstdio>
+
+#include "logger/logger.h"
+#include "support/measure.h"
+
+namespace {
+
+// Keeps the compiler from leaving out what computes the value, and from unrolling over it.
+void keep(long value) {
+    asm volatile("" : : "r"(value) : "memory");
+}
+
+template <class Line>
+auto loop(long count, Line line) {
+    return [count, line](vidorra::bench::Stopwatch& stopwatch) {
+        stopwatch.start();
+        for (long i = 0; i < count; ++i) {
+            line(i);
+            keep(i);
+        }
+        stopwatch.stop();
+    };
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const vidorra::bench::Options options = vidorra::bench::parseOptions(argc, argv);
+    const long count = options.shortRun ? 1000 : 10'000'000;
+    const std::string prefix = "benchmark: ";
+
+    vidorra::bench::Comparison comparison("log lines at a disabled level, " + std::to_string(count) +
+                                          " a run");
+    comparison.add("empty loop", loop(count, [](long) {}));
+    comparison.add("log(level) << text << number",
+                   loop(count, [](long i) { logger::log(logger::Level::Trace) << "line " << i; }));
+    comparison.add("log(level, prefix) << text << number", loop(count, [prefix](long i) {
+                       logger::log(logger::Level::Trace, prefix) << "line " << i;
+                   }));
+    comparison.add("print(level, format, number)",
+                   loop(count, [](long i) { logger::print(logger::Level::Trace, "line %ld", i); }));
+    comparison.run(options.repetitions);
+    comparison.printTable();
+
+    const double empty = comparison.cpu("empty loop");
+    for (const char* name : {"log(level) << text << number", "log(level, prefix) << text << number",
+                             "print(level, format, number)"}) {
+        std::printf("  %-44s %10.2f ns a line above the empty loop\n", name,
+                    (comparison.cpu(name) - empty) / static_cast<double>(count) * 1e9);
+    }
+}

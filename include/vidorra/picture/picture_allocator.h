@@ -1,0 +1,29 @@
+#pragma once
+
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+#include "vidorra/core/geometry.h"
+#include "vidorra/picture/picture.h"
+
+namespace vidorra {
+
+/// Where processing code gets the pictures that it writes to, so that the caller decides where pixels live:
+/// on the heap, in one fixed region, or where a device reaches them.
+///
+/// An allocator, and the memory that it hands out, must outlive its pictures. Threads: allocate() from any
+/// thread; pictures may be released on any thread.
+class VIDORRA_API PictureAllocator {
+public:
+    PictureAllocator(const PictureAllocator&) = delete;
+    PictureAllocator& operator=(const PictureAllocator&) = delete;
+    virtual ~PictureAllocator();
+
+    /// An editable picture with undefined content. Throws std::bad_alloc when there is no memory, and
+    /// FFmpegError for a size or format that FFmpeg refuses; a derived class may throw more.
+    [[nodiscard]] virtual Picture allocate(Size size, AVPixelFormat format, AVColorRange range) = 0;
+
+protected:
+    PictureAllocator() = default;
+};
+
+}  // namespace vidorra

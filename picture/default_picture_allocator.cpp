@@ -1,0 +1,16 @@
+#include "vidorra/picture/default_picture_allocator.h"
+
+namespace vidorra {
+
+PictureAllocator* getDefaultPictureAllocator() {
+    class DefaultPictureAllocator : public PictureAllocator {
+    public:
+        Picture allocate(Size size, AVPixelFormat format, AVColorRange range) override {
+            return Picture(size, format, range, 32);
+        }
+    };
+    static DefaultPictureAllocator allocator;
+    return &allocator;
+}
+
+}  // namespace vidorra

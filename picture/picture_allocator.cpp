@@ -1,0 +1,7 @@
+#include "vidorra/picture/picture_allocator.h"
+
+namespace vidorra {
+
+PictureAllocator::~PictureAllocator() = default;
+
+}  // namespace vidorra
