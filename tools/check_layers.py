@@ -106,8 +106,8 @@ class Project:
     def wrong_include(self, source, name, quoted):
         """Why `source` may not include `name`, or None."""
         target = self.find(name)
-        # An example is a small program of its own, whose headers lie beside its sources.
-        if quoted and self.folder(source) == "examples" and (source.parent / name).is_file():
+        # Examples and the parts of platform/ stand alone, with headers of their own beside their sources.
+        if quoted and self.folder(source) in ("examples", "platform") and (source.parent / name).is_file():
             return None
         if target is None:
             if quoted:
