@@ -27,4 +27,5 @@ endmacro()
 # Here and not in platform/, since the targets of a package are seen in and below the folder that looks for it.
 vidorra_platform(logger)
 vidorra_platform(vdr_utils)
+vidorra_platform(udmabuf)
 list(REMOVE_DUPLICATES VIDORRA_PLATFORM_PACKAGES)

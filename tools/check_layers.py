@@ -106,6 +106,9 @@ class Project:
     def wrong_include(self, source, name, quoted):
         """Why `source` may not include `name`, or None."""
         target = self.find(name)
+        # Examples and the parts of platform/ stand alone, with headers of their own beside their sources.
+        if quoted and self.folder(source) in ("examples", "platform") and (source.parent / name).is_file():
+            return None
         if target is None:
             if quoted:
                 return f'"{name}" is no file of the project; headers of others stand in angle brackets'
@@ -114,7 +117,7 @@ class Project:
             return f"<{name}> is a header of ours, which stands in quotes"
         source_folder, target_folder = self.folder(source), self.folder(target)
         if source_folder == "examples":
-            if target_folder == "examples" or self.is_public(target):
+            if self.is_public(target):
                 return None
             return f"{name} is private, and examples are callers"
         if self.is_public(source) and not self.is_public(target):
