@@ -1,0 +1,222 @@
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "frames.h"
+#include "support/throw_text.h"
+
+namespace vidorra::test {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr microseconds kLong{30000000};
+
+TEST(BlockingFrameBuffer, TakesFramesInRisingOrderOnly) {
+    VideoFrameQueue queue(60);
+    ASSERT_TRUE(queue.push(videoFrame(10), kNoWait));
+    EXPECT_THROW_TEXT(std::logic_error,
+                      "BlockingFrameBufferBase::push(): frame PTS must be greater than last added one",
+                      (void)queue.push(videoFrame(10), kNoWait));
+    EXPECT_THROW_TEXT(std::logic_error,
+                      "BlockingFrameBufferBase::push(): frame PTS must be greater than last added one",
+                      (void)queue.push(videoFrame(9), kNoWait));
+    EXPECT_TRUE(queue.push(videoFrame(11), kNoWait)) << "the refused frames changed nothing";
+}
+
+TEST(BlockingFrameBuffer, RefusesAFrameWithoutATime) {
+    VideoFrameQueue queue(60);
+    EXPECT_THROW_TEXT(std::logic_error, "BlockingFrameBufferBase::push(): frame PTS must not be empty",
+                      (void)queue.push(VideoFrame(), kNoWait));
+}
+
+TEST(BlockingFrameBuffer, RefusesARequestWithoutATime) {
+    VideoFrameQueue queue(60);
+    EXPECT_THROW_TEXT(std::invalid_argument, "BlockingFrameBufferBase::pop(): pts must not be empty",
+                      (void)queue.pop(Timestamp(), kNoWait));
+}
+
+TEST(BlockingFrameBuffer, AnswersRequestsInRisingOrderOnly) {
+    VideoFrameQueue queue(60);
+    ASSERT_TRUE(queue.push(videoFrame(10), kNoWait));
+    ASSERT_FALSE(queue.pop(at(20), kNoWait).empty());
+    for (const std::int64_t time : {20, 19}) {
+        EXPECT_THROW_TEXT(std::logic_error,
+                          "BlockingFrameBufferBase::pop(): pts must be greater than last requested one",
+                          (void)queue.pop(at(time), kNoWait));
+    }
+    EXPECT_FALSE(queue.pop(at(21), kNoWait).empty());
+}
+
+TEST(BlockingFrameBuffer, LooksAtTheOrderOfRequestsOnlyWithAFrameToLookAt) {
+    AudioFrameQueue queue(100);
+    ASSERT_TRUE(queue.push(audioFrame(10, 10), kNoWait));
+    ASSERT_FALSE(queue.pop(at(15), kNoWait).empty());
+    EXPECT_TRUE(queue.pop(at(15), kNoWait).empty());
+    ASSERT_TRUE(queue.push(audioFrame(20, 10), kNoWait));
+    EXPECT_THROW((void)queue.pop(at(15), kNoWait), std::logic_error);
+}
+
+TEST(BlockingFrameBuffer, ARequestThatMetNoFrameDoesNotCountAsTheLast) {
+    VideoFrameQueue queue(60);
+    EXPECT_TRUE(queue.pop(at(50), kNoWait).empty());
+    ASSERT_TRUE(queue.push(videoFrame(10), kNoWait));
+    EXPECT_FALSE(queue.pop(at(50), kNoWait).empty());
+}
+
+TEST(BlockingFrameBuffer, IsFullAtItsCapacityAndLeavesTheFrameWithTheCaller) {
+    VideoFrameQueue queue(2);
+    EXPECT_TRUE(queue.empty());
+    ASSERT_TRUE(queue.push(videoFrame(1), kNoWait));
+    EXPECT_FALSE(queue.empty());
+    EXPECT_FALSE(queue.full());
+    ASSERT_TRUE(queue.push(videoFrame(2), kNoWait));
+    EXPECT_TRUE(queue.full());
+    VideoFrame frame = videoFrame(3);
+    EXPECT_FALSE(queue.push(std::move(frame), kNoWait));
+    EXPECT_FALSE(frame.empty());
+    EXPECT_EQ(queue.pop(at(2), kNoWait).timestamp().value, 2);
+    EXPECT_TRUE(queue.push(std::move(frame), kNoWait))
+        << "a frame that found no room is not the last one pushed";
+}
+
+TEST(BlockingFrameBuffer, AFrameThatTheCallersHavePassedTakesThePlaceOfTheOldest) {
+    VideoFrameQueue queue(3);
+    ASSERT_TRUE(queue.push(videoFrame(10), kNoWait));
+    ASSERT_FALSE(queue.pop(at(100), kNoWait).empty());
+    for (const std::int64_t time : {20, 30, 100}) {
+        ASSERT_TRUE(queue.push(videoFrame(time), kNoWait));
+        EXPECT_FALSE(queue.full());
+    }
+    ASSERT_TRUE(queue.push(videoFrame(101), kNoWait));
+    ASSERT_TRUE(queue.push(videoFrame(102), kNoWait));
+    EXPECT_TRUE(queue.full());
+    EXPECT_EQ(queue.pop(at(101), kNoWait).timestamp().value, 101);
+}
+
+TEST(BlockingFrameBuffer, WaitsAsLongAsItIsTold) {
+    VideoFrameQueue queue(1);
+    const auto start = steady_clock::now();
+    EXPECT_TRUE(queue.pop(at(1), milliseconds(60)).empty());
+    EXPECT_GE(steady_clock::now() - start, milliseconds(60));
+
+    ASSERT_TRUE(queue.push(videoFrame(1), kNoWait));
+    const auto startPush = steady_clock::now();
+    EXPECT_FALSE(queue.push(videoFrame(2), milliseconds(60)));
+    EXPECT_GE(steady_clock::now() - startPush, milliseconds(60));
+}
+
+TEST(BlockingFrameBuffer, ATimeoutBelowZeroDoesNotWait) {
+    VideoFrameQueue queue(1);
+    EXPECT_TRUE(queue.pop(at(1), microseconds::min()).empty());
+    ASSERT_TRUE(queue.push(videoFrame(1), microseconds(-1)));
+    EXPECT_FALSE(queue.push(videoFrame(2), microseconds::min()));
+}
+
+TEST(BlockingFrameBuffer, TheLongestTimeoutWaitsForAFrame) {
+    VideoFrameQueue queue(1);
+    auto answer = std::async(std::launch::async, [&] { return queue.pop(at(1), microseconds::max()); });
+    ASSERT_TRUE(queue.push(videoFrame(1), microseconds::max()));
+    EXPECT_FALSE(answer.get().empty());
+}
+
+TEST(BlockingFrameBuffer, APushWakesAPopThatWaits) {
+    AudioFrameQueue queue(100);
+    std::promise<void> begun;
+    auto answer = std::async(std::launch::async, [&] {
+        begun.set_value();
+        return queue.pop(at(5), kLong);
+    });
+    begun.get_future().wait();
+    ASSERT_TRUE(queue.push(audioFrame(0, 10), kNoWait));
+    EXPECT_EQ(answer.get().timestamp().value, 0);
+}
+
+TEST(BlockingFrameBuffer, APopThatMakesRoomWakesAPushThatWaits) {
+    VideoFrameQueue queue(2);
+    ASSERT_TRUE(queue.push(videoFrame(1), kNoWait));
+    ASSERT_TRUE(queue.push(videoFrame(2), kNoWait));
+    auto stored = std::async(std::launch::async, [&] { return queue.push(videoFrame(3), kLong); });
+    // The first frame answers and stays: no room, and nobody is woken for nothing.
+    EXPECT_EQ(queue.pop(at(1), kNoWait).timestamp().value, 1);
+    EXPECT_EQ(stored.wait_for(milliseconds(50)), std::future_status::timeout);
+    EXPECT_EQ(queue.pop(at(2), kNoWait).timestamp().value, 2);
+    EXPECT_TRUE(stored.get());
+}
+
+TEST(BlockingFrameBuffer, StopWakesEveryoneAndIsFinal) {
+    VideoFrameQueue full(1);
+    VideoFrameQueue empty(1);
+    ASSERT_TRUE(full.push(videoFrame(1), kNoWait));
+    std::vector<std::future<bool>> results;
+    for (int i = 0; i < 4; ++i) {
+        results.push_back(
+            std::async(std::launch::async, [&empty, i] { return empty.pop(at(i), kLong).empty(); }));
+    }
+    results.push_back(std::async(std::launch::async, [&full] { return !full.push(videoFrame(2), kLong); }));
+    full.stop();
+    empty.stop();
+    for (std::future<bool>& result : results) {
+        EXPECT_TRUE(result.get());
+    }
+    EXPECT_TRUE(full.pop(at(10), kLong).empty()) << "also when there is a frame";
+    EXPECT_FALSE(empty.push(videoFrame(1), kLong)) << "also when there is room";
+}
+
+TEST(BlockingFrameBuffer, SeveralCallersGetEachFrameOnce) {
+    AudioFrameQueue queue(10);
+    constexpr std::int64_t kFrames = 2000;
+    // Times are asked for in order; a request that met no frame may be repeated.
+    std::mutex order;
+    std::int64_t next = 0;
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 4; ++i) {
+        callers.emplace_back([&] {
+            for (;;) {
+                const std::lock_guard lock(order);
+                if (next == kFrames * 10) {
+                    return;
+                }
+                const AudioFrame frame = queue.pop(at(next), kLong);
+                EXPECT_EQ(frame.timestamp().value, next);
+                next += 10;
+            }
+        });
+    }
+    for (std::int64_t i = 0; i < kFrames; ++i) {
+        ASSERT_TRUE(queue.push(audioFrame(i * 10, 10), kLong));
+    }
+    for (std::thread& caller : callers) {
+        caller.join();
+    }
+    EXPECT_TRUE(queue.empty());
+}
+
+TEST(OperationLock, IsFalseWithoutALock) {
+    EXPECT_FALSE(BlockingBufferBase::OperationLock());
+    std::mutex mutex;
+    std::condition_variable condition;
+    EXPECT_FALSE(BlockingBufferBase::OperationLock(std::unique_lock(mutex, std::defer_lock), &condition));
+    EXPECT_TRUE(BlockingBufferBase::OperationLock(std::unique_lock(mutex), &condition));
+}
+
+TEST(OperationLock, HoldsTheMutexOfTheBuffer) {
+    VideoFrameQueue queue(1);
+    auto lock = queue.tryLockForPushFor(kNoWait);
+    ASSERT_TRUE(lock);
+    auto other = std::async(std::launch::async, [&] { return queue.push(videoFrame(1), kNoWait); });
+    EXPECT_EQ(other.wait_for(milliseconds(30)), std::future_status::timeout);
+    { const BlockingBufferBase::OperationLock released = std::move(lock); }
+    EXPECT_TRUE(other.get());
+    EXPECT_FALSE(queue.tryLockForPushFor(kNoWait)) << "full";
+    EXPECT_TRUE(queue.tryLockForPopFor(kNoWait));
+}
+
+}  // namespace
+}  // namespace vidorra::test

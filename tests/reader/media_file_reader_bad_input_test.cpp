@@ -1,0 +1,251 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <vidorra/vidorra.h>
+
+#include "clips.h"
+#include "support/log_capture.h"
+
+namespace vidorra::test {
+namespace {
+
+using Mode = MediaFileReader::PlaybackMode;
+using State = MediaFileReader::State;
+
+struct Seen {
+    std::vector<std::int64_t> audio;
+    std::vector<std::int64_t> video;
+    std::vector<int> widths;
+};
+
+// What a file gives, up to `limit` frames.
+Seen read(MediaFileReader& reader, std::size_t limit = 10000) {
+    Seen seen;
+    while (seen.audio.size() + seen.video.size() < limit) {
+        const auto frame = reader.read();
+        if (const auto* audio = std::get_if<AudioFrame>(&frame)) {
+            seen.audio.push_back(audio->timestamp().value);
+        } else if (const auto* video = std::get_if<VideoFrame>(&frame)) {
+            seen.video.push_back(video->timestamp().value);
+            seen.widths.push_back(video->picture().frameSize().width);
+        } else {
+            break;
+        }
+    }
+    return seen;
+}
+
+Seen readOnce(const std::string& path) {
+    MediaFileReader reader(path, Mode::Once, nullptr);
+    reader.open();
+    Seen seen = read(reader);
+    EXPECT_EQ(reader.getState(), State::Eof);
+    return seen;
+}
+
+TEST(ReaderBadInput, AudioAlone) {
+    const Seen seen = readOnce(audioOnly());
+    EXPECT_TRUE(seen.video.empty());
+    EXPECT_FALSE(seen.audio.empty());
+}
+
+TEST(ReaderBadInput, VideoAlone) {
+    const Seen seen = readOnce(videoOnly());
+    EXPECT_TRUE(seen.audio.empty());
+    EXPECT_EQ(seen.video.size(), 25U);
+}
+
+TEST(ReaderBadInput, NeitherAudioNorVideoGivesNothingAndReadsNothing) {
+    const std::string path = temporaryFile("words.srt", "1\n00:00:00,000 --> 00:00:01,000\nwords\n");
+    for (const Mode mode : {Mode::Once, Mode::Loop}) {
+        MediaFileReader reader(path, mode, nullptr);
+        reader.open();
+        EXPECT_EQ(reader.read().index(), 0U);
+        EXPECT_EQ(reader.getState(), State::Opened);
+    }
+}
+
+TEST(ReaderBadInput, AStartFarFromZeroIsKept) {
+    const std::string path = mediaFile(
+        "late.mkv", pictures("0.4") + std::vector<std::string>{"-output_ts_offset", "3600", "-c:v", "mjpeg"});
+    EXPECT_EQ(readOnce(path).video.front(), 3600000000);
+    MediaFileReader loop(path, Mode::Loop, nullptr);
+    loop.open();
+    const Seen seen = read(loop, 20);
+    // The second pass is measured from the file's own zero.
+    EXPECT_EQ(seen.video[10], 3600400000 + 3600000000);
+}
+
+TEST(ReaderBadInput, RawVideoHasNoTimeStamps) {
+    const std::string path =
+        mediaFile("raw.h264", pictures("0.4") + std::vector<std::string>{"-c:v", "libx264", "-bf", "0"});
+    const Seen seen = readOnce(path);
+    ASSERT_FALSE(seen.video.empty());
+    MediaFileReader loop(path, Mode::Loop, nullptr);
+    loop.open();
+    EXPECT_THROW(read(loop, 30), std::runtime_error) << "it cannot go back";
+}
+
+TEST(ReaderBadInput, AnAviWithoutTimeStampsIsRead) {
+    const std::string path =
+        mediaFile("plain.avi", pictures("0.4") + std::vector<std::string>{"-c:v", "mpeg4", "-bf", "0"});
+    EXPECT_EQ(readOnce(path).video.size(), 10U);
+}
+
+TEST(ReaderBadInput, AFileCutInTheMiddleGivesWhatThereIs) {
+    for (const char* name : {"cut.mkv", "cut.ts", "cut.avi"}) {
+        SCOPED_TRACE(name);
+        const std::string whole = fileContent(
+            mediaFile(std::string("whole-") + name,
+                      pictures("1") + tone("1") +
+                          std::vector<std::string>{"-c:v", "mpeg2video", "-bf", "0", "-c:a", "mp2"}));
+        const LogCapture log;
+        const Seen seen = readOnce(temporaryFile(name, whole.substr(0, whole.size() / 2)));
+        EXPECT_GT(seen.video.size(), 5U);
+        EXPECT_LT(seen.video.size(), 25U);
+    }
+}
+
+// A file whose video has a codec that nobody knows.
+std::string unknownVideo(const std::vector<std::string>& more, const std::string& name) {
+    std::string content = fileContent(mediaFile("known-" + name, more));
+    const std::string known = "FFV1";
+    const std::string unknown = "ZZZ1";
+    for (std::size_t at = content.find(known); at != std::string::npos; at = content.find(known, at)) {
+        content.replace(at, known.size(), unknown);
+    }
+    return temporaryFile(name, content);
+}
+
+TEST(ReaderBadInput, AnUnknownCodecIsSaidOnceAndALoopOfItEnds) {
+    const std::string path =
+        unknownVideo(pictures("0.4") + std::vector<std::string>{"-c:v", "ffv1"}, "unknown.avi");
+    for (const Mode mode : {Mode::Once, Mode::Loop}) {
+        const LogCapture log;
+        MediaFileReader reader(path, mode, nullptr);
+        reader.open();
+        EXPECT_EQ(reader.read().index(), 0U);
+        EXPECT_EQ(reader.getState(), State::Eof);
+        EXPECT_THAT(log.texts(), testing::ElementsAre("Codec none not found"));
+    }
+}
+
+TEST(ReaderBadInput, AnUnknownCodecBesideAGoodOneLeavesTheGoodOne) {
+    const std::string path = unknownVideo(
+        pictures("0.4") + tone("0.4") + std::vector<std::string>{"-c:v", "ffv1", "-c:a", "pcm_s16le"},
+        "half.avi");
+    const LogCapture log;
+    MediaFileReader reader(path, Mode::Loop, nullptr);
+    reader.open();
+    const Seen seen = read(reader, 50);
+    EXPECT_EQ(seen.audio.size(), 50U);
+    EXPECT_THAT(log.texts(), testing::ElementsAre("Codec none not found"));
+}
+
+TEST(ReaderBadInput, TheSizeOfThePicturesMayChange) {
+    std::string content;
+    for (const char* size : {"64x48", "96x64"}) {
+        content += fileContent(
+            mediaFile(std::string("size-") + size + ".m2v",
+                      {"-f", "lavfi", "-i", std::string("testsrc2=rate=25:duration=0.4:size=") + size, "-c:v",
+                       "mpeg2video", "-bf", "0", "-f", "mpeg2video"}));
+    }
+    const Seen seen = readOnce(temporaryFile("sizes.m2v", content));
+    EXPECT_THAT(seen.widths, testing::Contains(64));
+    EXPECT_THAT(seen.widths, testing::Contains(96));
+}
+
+TEST(ReaderBadInput, AStillPictureLoops) {
+    for (const char* name : {"still.png", "still.bmp", "still.gif", "still.tiff"}) {
+        SCOPED_TRACE(name);
+        MediaFileReader reader(mediaFile(name, pictures("0.04") + std::vector<std::string>{"-frames:v", "1"}),
+                               Mode::Loop, nullptr);
+        reader.open();
+        const Seen seen = read(reader, 5);
+        ASSERT_EQ(seen.video.size(), 5U);
+        for (std::size_t i = 1; i < seen.video.size(); ++i) {
+            EXPECT_GT(seen.video[i], seen.video[i - 1]);
+        }
+    }
+}
+
+TEST(ReaderBadInput, AStillPictureWhoseDemuxerGivesNoSecondPassEnds) {
+    MediaFileReader reader(
+        mediaFile("still.jpg", pictures("0.04") + std::vector<std::string>{"-frames:v", "1", "-update", "1"}),
+        Mode::Loop, nullptr);
+    reader.open();
+    EXPECT_EQ(read(reader).video.size(), 1U);
+    EXPECT_EQ(reader.getState(), State::Eof);
+}
+
+TEST(ReaderBadInput, SamplesWithoutALayoutGetTheUsualOne) {
+    MediaFileReader reader(audioOnly(), Mode::Once, nullptr);
+    reader.open();
+    const auto frame = reader.read();
+    ASSERT_TRUE(std::holds_alternative<AudioFrame>(frame));
+    constexpr unsigned long kMono = 4;
+    EXPECT_EQ(std::get<AudioFrame>(frame).audioBuffer().channelLayout(), kMono);
+}
+
+TEST(ReaderBadInput, MoreChannelsThanAnyLayoutHasThrow) {
+    // Ten channels, of which FFmpeg says nothing but their number.
+    const std::string path = mediaFile(
+        "ten.wav",
+        {"-f", "lavfi", "-i", "anullsrc=cl=mono:r=48000:d=0.1", "-filter_complex",
+         "[0]asplit=10[a][b][c][d][e][f][g][h][i][j];[a][b][c][d][e][f][g][h][i][j]amerge=inputs=10", "-c:a",
+         "pcm_s16le"});
+    MediaFileReader reader(path, Mode::Once, nullptr);
+    reader.open();
+    EXPECT_THROW(static_cast<void>(reader.read()), std::runtime_error);
+}
+
+TEST(ReaderBadInput, SeveralFramesInOnePacketLoseSome) {
+    const LogCapture log;
+    const Seen seen =
+        readOnce(mediaFile("adpcm.wav", tone("2") + std::vector<std::string>{"-c:a", "adpcm_ms"}));
+    EXPECT_FALSE(seen.audio.empty());
+    EXPECT_THAT(log.texts(), testing::Contains(testing::StartsWith("Could not send audio packet from ")));
+}
+
+TEST(ReaderBadInput, PacketsWithoutADurationAreToldOfAndRead) {
+    class Store : public vx::vdr::utils::WarningsStoreAsync {
+    public:
+        vx::vdr::utils::Warning add(const std::string& text) override {
+            raised.push_back(text);
+            return WarningsStoreAsync::add(text);
+        }
+        std::vector<std::string> raised;
+    };
+    // Two pictures a second in a Matroska file without a default duration.
+    const std::string path =
+        mediaFile("unknown-duration.mkv",
+                  {"-f", "lavfi", "-i", "testsrc2=size=64x48:rate=25:duration=0.4", "-c:v", "libvpx",
+                   "-deadline", "realtime", "-vf", "settb=1/1000,setpts='N*40+mod(N,2)'", "-fps_mode", "vfr",
+                   "-enc_time_base", "1/1000"});
+    const auto store = std::make_shared<Store>();
+    const LogCapture log;
+    MediaFileReader reader(path, Mode::Once, store);
+    reader.open();
+    bool without = false;
+    {
+        FormatContext source;
+        source.setUrl(path);
+        source.open("", true, std::chrono::seconds(2));
+        for (Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket()) {
+            without = without || packet.duration == 0;
+        }
+    }
+    ASSERT_TRUE(without) << "the file is meant to have packets without a duration";
+    EXPECT_EQ(read(reader).video.size(), 10U);
+    EXPECT_THAT(
+        store->raised,
+        testing::Contains("Duration of video packets cannot be retrieved from \"unknown-duration.mkv\""));
+}
+
+}  // namespace
+}  // namespace vidorra::test
