@@ -17,7 +17,7 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-__extension__ using Wide = __int128;
+__extension__ typedef __int128 Wide;
 
 constexpr std::int64_t kMin64 = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kMax64 = std::numeric_limits<std::int64_t>::max();

@@ -173,7 +173,8 @@ TEST(CopyImage, OfGrayNeedsNoPalette) {
 }
 
 TEST(CopyImage, OfNoFormatCopiesNothing) {
-    for (const AVPixelFormat format : {AV_PIX_FMT_NONE, static_cast<AVPixelFormat>(9999)}) {
+    for (const int number : {-1, 9999}) {
+        const auto format = static_cast<AVPixelFormat>(number);
         const Image source(AV_PIX_FMT_GRAY8, 13, 7, 1, 1);
         Image destination(AV_PIX_FMT_GRAY8, 13, 7, 1, 2);
         const std::vector<std::uint8_t> before = destination.memory;

@@ -187,7 +187,8 @@ TEST(ImageLayout, OfPaletteFormatHasThePaletteBehindTheIndices) {
 }
 
 TEST(ImageLayout, OfNoFormatIsAnError) {
-    for (const AVPixelFormat format : {AV_PIX_FMT_NONE, static_cast<AVPixelFormat>(9999)}) {
+    for (const int number : {-1, 9999}) {
+        const auto format = static_cast<AVPixelFormat>(number);
         std::array<std::uint8_t*, 4> data{};
         std::array<int, 4> linesizes{};
         EXPECT_LT(fillImageArrays(data.data(), linesizes.data(), nullptr, format, 16, 16, 1), 0);
