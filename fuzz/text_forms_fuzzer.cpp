@@ -1,5 +1,6 @@
 // Values read from text: no word may do more than be refused, and what was read must come back from its own
 // text form.
+#include <cstring>
 #include <sstream>
 
 #include <vidorra/vidorra.h>
@@ -22,6 +23,11 @@ std::string firstWord(const std::string& text) {
     return word;
 }
 
+// what() ends at the first zero byte.
+bool sameText(const char* what, const std::string& expected) {
+    return std::strcmp(what, expected.c_str()) == 0;
+}
+
 template <class Value>
 std::string textOf(Value value) {
     std::ostringstream stream;
@@ -37,7 +43,7 @@ void readEnum(const std::string& text, const std::string& complaint, Value befor
     try {
         stream >> value;
     } catch (const vidorra::BadCast& error) {
-        expect(error.what() == complaint + firstWord(text), "a refusal quotes the word");
+        expect(sameText(error.what(), complaint + firstWord(text)), "a refusal quotes the word");
         expect(value == whenRefused, "a refusal leaves the promised value");
         return;
     }
@@ -54,8 +60,7 @@ void readColor(const std::string& text) {
         std::snprintf(hex, sizeof(hex), "#%02x%02x%02x%02x", color.red, color.green, color.blue, color.alpha);
         expect(vidorra::Color(hex) == color, "a colour is read back from its hexadecimal text");
     } catch (const std::runtime_error& error) {
-        expect(error.what() == std::string(("Can not parse color value " + text).c_str()),
-               "a refusal quotes the text");
+        expect(sameText(error.what(), "Can not parse color value " + text), "a refusal quotes the text");
     }
     std::istringstream stream(text);
     vidorra::Color color;

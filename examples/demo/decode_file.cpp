@@ -1,5 +1,6 @@
 #include "decode_file.h"
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <ostream>
@@ -24,10 +25,10 @@ class FileDecoder {
 public:
     FileDecoder(const Options& options, std::ostream& output) : mOptions(options), mOutput(output) {}
 
-    void run() {
+    FileFacts run() {
         open();
         const auto start = std::chrono::steady_clock::now();
-        for (vidorra::Packet packet = mSource.readPacket(); packet.size > 0; packet = mSource.readPacket()) {
+        for (vidorra::Packet packet = mSource.readPacket(); !mSource.isEOF(); packet = mSource.readPacket()) {
             take(packet);
         }
         for (unsigned index = 0; index < mStreams.size(); ++index) {
@@ -36,6 +37,7 @@ public:
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
         mBar.clear();
         summarise(elapsed.count());
+        return facts();
     }
 
 private:
@@ -55,7 +57,13 @@ private:
     // Some formats show a stream when its first packet comes.
     void addNewStreams() {
         while (mStreams.size() < mSource.tracksNumber()) {
-            mStreams.emplace_back(mSource, static_cast<unsigned>(mStreams.size()));
+            const auto index = static_cast<unsigned>(mStreams.size());
+            const AVMediaType type = mSource.trackAtIndex(index)->codecpar->codec_type;
+            int& first = type == AVMEDIA_TYPE_VIDEO ? mFirstVideo : mFirstAudio;
+            if (first < 0 && (type == AVMEDIA_TYPE_VIDEO || type == AVMEDIA_TYPE_AUDIO)) {
+                first = static_cast<int>(index);
+            }
+            mStreams.emplace_back(mSource, index);
             mBar.clear();
             mOutput << "  " << mStreams.back().description() << '\n';
         }
@@ -65,6 +73,7 @@ private:
         addNewStreams();
         StreamReport& stream = mStreams.at(static_cast<std::size_t>(packet.stream_index));
         stream.count(packet);
+        noteEnd(packet);
         if (stream.isVideo()) {
             take(mSource.decodeVideoPacket(packet), stream);
         }
@@ -93,7 +102,28 @@ private:
         }
         for (auto frame = decoder->receive(); frame; frame = decoder->receive()) {
             take(*frame, mStreams[index]);
+            mKeptBack += static_cast<int>(index) == mFirstVideo ? 1 : 0;
         }
+    }
+
+    // A reader plays the first track of each type.
+    void noteEnd(const vidorra::Packet& packet) {
+        if (packet.stream_index == mFirstVideo || packet.stream_index == mFirstAudio) {
+            mEnd = std::max(mEnd, packet.pts + packet.duration);
+        }
+    }
+
+    [[nodiscard]] FileFacts facts() const {
+        FileFacts result;
+        result.hasVideo = mFirstVideo >= 0;
+        result.hasAudio = mFirstAudio >= 0;
+        result.length = static_cast<double>(mEnd) / 1e6;
+        result.keptBack = mKeptBack;
+        if (result.hasVideo) {
+            const AVRational rate = mSource.trackAtIndex(static_cast<unsigned>(mFirstVideo))->avg_frame_rate;
+            result.frameInterval = rate.num > 0 ? static_cast<double>(rate.den) / rate.num : 0.04;
+        }
+        return result;
     }
 
     void showProgress(const vidorra::Packet& packet) {
@@ -137,12 +167,16 @@ private:
     ProgressBar mBar;
     std::optional<std::int64_t> mDuration;
     std::optional<std::int64_t> mStart;
+    int mFirstVideo = -1;
+    int mFirstAudio = -1;
+    std::int64_t mEnd = 0;
+    std::uint64_t mKeptBack = 0;
 };
 
 }  // namespace
 
-void decodeFile(const Options& options, std::ostream& output) {
-    FileDecoder(options, output).run();
+FileFacts decodeFile(const Options& options, std::ostream& output) {
+    return FileDecoder(options, output).run();
 }
 
 }  // namespace demo

@@ -3,11 +3,12 @@
 #include <iosfwd>
 
 #include "options.h"
+#include "play_file.h"
 
 namespace demo {
 
-/// Reads the whole file, decodes its video and writes what it saw. Throws std::runtime_error for a file that
-/// cannot be read, or whose video gives no frame.
-void decodeFile(const Options& options, std::ostream& output);
+/// Reads the whole file, decodes its video, writes what it saw, and gives what playing it needs to know.
+/// Throws std::runtime_error for a file that cannot be read, or whose video gives no frame.
+FileFacts decodeFile(const Options& options, std::ostream& output);
 
 }  // namespace demo

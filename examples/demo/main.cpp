@@ -1,10 +1,11 @@
-// A tour of the library: what it makes of a media file.
+// A tour of the library: what it makes of a media file, and how it plays one.
 #include <iostream>
 
 #include <vidorra/vidorra.h>
 
 #include "decode_file.h"
 #include "options.h"
+#include "play_file.h"
 
 int main(int argc, char** argv) {
     demo::Options options;
@@ -20,7 +21,10 @@ int main(int argc, char** argv) {
     }
     try {
         ffmpeg_enable_logging();
-        demo::decodeFile(options, std::cout);
+        const demo::FileFacts facts = demo::decodeFile(options, std::cout);
+        if (facts.hasVideo) {
+            demo::playFile(options, facts, std::cout);
+        }
         return 0;
     } catch (const std::exception& error) {
         std::cout << std::flush;

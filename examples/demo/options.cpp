@@ -1,19 +1,38 @@
 #include "options.h"
 
+#include <cstdlib>
 #include <stdexcept>
 #include <string_view>
 
 namespace demo {
 
 const char* const kUsage =
-    "usage: demo FILE [-v]\n"
+    "usage: demo FILE [-v] [--loops N | --seconds N] [--realtime] [--plot OUT.svg]\n"
     "\n"
-    "Reads a media file, decodes its video, and says what it saw.\n"
+    "Reads a media file, decodes its video, and says what it saw. Then plays the file in a loop by a clock\n"
+    "of 30 ticks a second, and says how that went.\n"
     "\n"
-    "  -v  describe each frame\n"
-    "  -h  this text\n"
+    "  -v           describe each frame\n"
+    "  --loops N    play the file N times, 3 if nothing else is said\n"
+    "  --seconds N  play for N seconds\n"
+    "  --realtime   play at the pace of the real clock, otherwise as fast as possible\n"
+    "  --plot OUT   draw the times served over the times asked for\n"
+    "  -h           this text\n"
     "\n"
     "Exits with 0, with 1 when the file cannot be read or decoded, or with 2 for a wrong command line.\n";
+
+namespace {
+
+double positiveNumber(std::string_view option, const char* text) {
+    char* end = nullptr;
+    const double number = text != nullptr ? std::strtod(text, &end) : 0;
+    if (text == nullptr || *end != '\0' || !(number > 0) || number > 1e6) {
+        throw std::invalid_argument(std::string(option) + " needs a number above 0");
+    }
+    return number;
+}
+
+}  // namespace
 
 Options parseOptions(int argc, char** argv) {
     Options options;
@@ -24,6 +43,18 @@ Options parseOptions(int argc, char** argv) {
             onlyFiles = true;
         } else if (!onlyFiles && argument == "-v") {
             options.verbose = true;
+        } else if (!onlyFiles && argument == "--realtime") {
+            options.realtime = true;
+        } else if (!onlyFiles && argument == "--loops") {
+            options.loops = positiveNumber(argument, argv[++i]);
+        } else if (!onlyFiles && argument == "--seconds") {
+            options.seconds = positiveNumber(argument, argv[++i]);
+            options.loops = 0;
+        } else if (!onlyFiles && argument == "--plot") {
+            if (argv[++i] == nullptr) {
+                throw std::invalid_argument("--plot needs a file");
+            }
+            options.plot = argv[i];
         } else if (!onlyFiles && (argument == "-h" || argument == "--help")) {
             options.help = true;
         } else if (!onlyFiles && argument.size() > 1 && argument.front() == '-') {

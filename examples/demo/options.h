@@ -9,6 +9,13 @@ struct Options {
     std::string file;
     bool verbose = false;
     bool help = false;
+    /// Whether playing is paced by the real clock.
+    bool realtime = false;
+    /// How long to play: so many loops, or if that is 0 so many seconds.
+    double loops = 3;
+    double seconds = 0;
+    /// Where the plot goes; nowhere if empty.
+    std::string plot;
 };
 
 /// Reads the command line. Throws std::invalid_argument for one that makes no sense.

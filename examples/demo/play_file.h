@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+
+#include "options.h"
+
+namespace demo {
+
+/// What playing a file in a loop needs to know of it.
+struct FileFacts {
+    /// Of one pass, in seconds.
+    double length = 0;
+    /// Between two frames of the video, in seconds.
+    double frameInterval = 0;
+    /// Frames that the decoder gives only when it hears that no packet follows.
+    std::uint64_t keptBack = 0;
+    bool hasAudio = false;
+    bool hasVideo = false;
+};
+
+/// Plays the file in a loop by a clock of 30 ticks a second, says how it went, and draws a plot of it. Throws
+/// std::runtime_error for a file that cannot be played.
+void playFile(const Options& options, const FileFacts& facts, std::ostream& output);
+
+}  // namespace demo

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+namespace vidorra::test {
+
+/// The scan for H.264 key packets in its plainest form: `size` - 3 looks at the data, each of which moves one
+/// byte on, or four behind a start code. It may look behind the data, so it runs over a copy with zeroes
+/// behind it.
+inline bool literalKeyScan(const std::uint8_t* data, std::size_t size) {
+    if (size <= 3) {
+        return false;
+    }
+    std::vector<std::uint8_t> padded(4 * size + 64, 0);
+    std::memcpy(padded.data(), data, size);
+    bool sequenceSet = false;
+    bool pictureSet = false;
+    bool idrSlice = false;
+    std::size_t position = 0;
+    for (std::size_t look = 0; look < size - 3; ++look) {
+        if (padded[position] != 0 || padded[position + 1] != 0 || padded[position + 2] != 1) {
+            position += 1;
+            continue;
+        }
+        switch (padded[position + 3] % 32) {
+        case 7:
+            sequenceSet = true;
+            break;
+        case 8:
+            if (sequenceSet && !pictureSet && !idrSlice) {
+                pictureSet = true;
+            }
+            break;
+        case 5:
+            if (pictureSet) {
+                idrSlice = true;
+            }
+            break;
+        default:
+            break;
+        }
+        if (sequenceSet && pictureSet && idrSlice) {
+            return true;
+        }
+        position += 4;
+    }
+    return false;
+}
+
+}  // namespace vidorra::test
