@@ -18,7 +18,7 @@ build  libfmt-dev         formats messages
 build  libexpected-dev    results that are a value or an error
 test   libgtest-dev       GoogleTest, runs the tests
 test   libgmock-dev       GoogleTest, matchers of the tests
-test   libbenchmark-dev   Google Benchmark, for the benchmarks
+test   libavfilter-dev    FFmpeg: filter graphs, through which a test sends frames
 test   ffmpeg             makes the media that the tests read
 test   python3            checks the sources against the project rules
 demo   ffmpeg             makes the sample file

@@ -13,8 +13,9 @@ import sys
 # C symbols of the libraries that we build on, whoever defines them.
 FOREIGN = re.compile(r"(av|avcodec|avformat|avfilter|avio|avpriv|avutil|sws|swr|swresample|swscale|ff|FT)_")
 
-# Members of our namespaces, with their type information, thunks and local statics.
-OURS = re.compile(r"_Z(T[VTIS]|T[hv][n\d_]*_|TC|GV|GR)?Z?N[KVRO]*(7vidorra|6logger|2vx)")
+# Members of our namespaces and of the closed interface UdmaBuf, which has none, with their type information, thunks and
+# local statics.
+OURS = re.compile(r"_Z(T[VTIS]|T[hv][n\d_]*_|TC|GV|GR)?Z?N[KVRO]*(7vidorra|6logger|2vx|7UdmaBuf)|_ZT[VTIS]7UdmaBuf$")
 
 GLOBALS = {
     "_Z21ffmpeg_enable_loggingv",
