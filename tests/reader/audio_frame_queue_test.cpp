@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"AtTheEndBeforeAGap", 1200, std::nullopt, {1300}},
                     Row{"InTheGapWithinTheTolerance", 1295, 1300, {}},
                     Row{"LaterThanTheEnd", 1400, std::nullopt, {}}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST(AudioFrameQueue, NoSampleIsGivenTwice) {
     AudioFrameQueue queue(100);

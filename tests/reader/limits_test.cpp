@@ -44,7 +44,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"vp8.webm", {"-c:v", "libvpx", "-deadline", "realtime"}, 50},
                     Row{"vp9.webm", {"-c:v", "libvpx-vp9", "-deadline", "realtime", "-cpu-used", "8"}, 50},
                     Row{"av1.mkv", {"-c:v", "libaom-av1", "-cpu-used", "8", "-usage", "realtime"}, 50}),
-    [](const auto& info) { return info.param.file.substr(0, info.param.file.find('.')); });
+    [](const auto& row) { return row.param.file.substr(0, row.param.file.find('.')); });
 
 // Samples read from two seconds of a tone, and samples that the file holds.
 struct AudioRow {
@@ -75,8 +75,8 @@ INSTANTIATE_TEST_SUITE_P(Codecs, RoundedDurations,
                                          AudioRow{"pcm.mkv", {"-c:a", "pcm_s16le"}, true},
                                          AudioRow{"opus.mkv", {"-c:a", "libopus"}, false},
                                          AudioRow{"flac.mkv", {"-c:a", "flac"}, false}),
-                         [](const auto& info) {
-                             std::string name = info.param.file;
+                         [](const auto& row) {
+                             std::string name = row.param.file;
                              name[name.find('.')] = '_';
                              return name;
                          });

@@ -55,6 +55,8 @@ long oneReader(const std::string& path, std::mt19937& random) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Queues run over here by design, which need not be told each time.
+    logger::setLevel(logger::Level::Error);
     const auto seconds = std::chrono::seconds(argc > 1 ? std::atoi(argv[1]) : 20);
     const std::vector<std::string> paths = {vidorra::test::audioAndVideo(), vidorra::test::fourTracks()};
     const auto end = steady_clock::now() + seconds;

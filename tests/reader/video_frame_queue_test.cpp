@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"EqualToAFrame", {100, 200, 300}, 200, 200, {200, 300}},
                     Row{"LaterThanTheLast", {100, 200, 300}, 900, 300, {300}},
                     Row{"OneFrameOnly", {100}, 900, 100, {100}}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST(VideoFrameQueue, RepeatsTheLastFrameUntilANewerOneComes) {
     VideoFrameQueue queue(60);
@@ -97,7 +97,7 @@ TEST(VideoFrameQueueChoose, AZeroDenominatorMakesTheFramesEqual) {
 
 // The rule once more, in whole numbers on the common scale of all bases of the grid. It holds where the
 // rescaling that the rule contains is exact.
-bool chooseByTheRule(__int128 pts, __int128 current, __int128 next) {
+bool chooseByTheRule(std::int64_t pts, std::int64_t current, std::int64_t next) {
     if (current == next) {
         return current < pts;
     }
@@ -117,17 +117,17 @@ TEST(VideoFrameQueueChoose, AgreesWithTheRuleOverRandomBasesAndValues) {
     int chosen = 0;
     for (int round = 0; round < 200000; ++round) {
         Timestamp stamps[3];
-        __int128 exact[3];
+        std::int64_t exact[3];
         for (int i = 0; i < 3; ++i) {
             const std::int32_t den = denominators[random() % denominators.size()];
             // Even counts, so that half of a difference is a whole number in the base of the request.
             const std::int64_t value = static_cast<std::int64_t>(random() % 4000) * 2 - 4000;
             stamps[i] = {{1, den}, value};
-            exact[i] = static_cast<__int128>(value) * (kScale / den);
+            exact[i] = value * (kScale / den);
         }
         // Only where the half has no rounding in the base of the request.
-        const __int128 unit = kScale / stamps[0].timebase.den;
-        const __int128 difference = exact[2] - exact[1];
+        const std::int64_t unit = kScale / stamps[0].timebase.den;
+        const std::int64_t difference = exact[2] - exact[1];
         const bool sameBase = stamps[1].timebase == stamps[2].timebase;
         if (!sameBase || difference % (2 * unit) != 0) {
             continue;
