@@ -6,6 +6,7 @@
 
 #include "demux/clips.h"
 #include "demux/decoders.h"
+#include "demux/quiet_ffmpeg.h"
 #include "support/ffprobe.h"
 #include "support/log_capture.h"
 #include "support/media.h"
@@ -46,7 +47,9 @@ struct Unopenable {
     const char* error;
 };
 
-class UnopenableSource : public testing::TestWithParam<Unopenable> {};
+class UnopenableSource : public testing::TestWithParam<Unopenable> {
+    const test::QuietFfmpeg mQuiet;
+};
 
 TEST_P(UnopenableSource, ThrowsWithTheUrlAndFfmpegsText) {
     const std::string url = GetParam().url();
@@ -106,6 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& row) { return row.param.name; });
 
 TEST(ForcedFormat, AFileOfAnotherFormatCannotBeOpened) {
+    const test::QuietFfmpeg quiet;
     const std::string url = fileOf("H264InMp4").string();
     FormatContext source;
     source.setUrl(url);
@@ -119,7 +123,13 @@ struct Cut {
     const char* extension;
 };
 
+void PrintTo(const Cut& cut, std::ostream* stream) {
+    *stream << cut.clip;
+}
+
 class CutFile : public testing::TestWithParam<Cut> {
+    const test::QuietFfmpeg mQuiet;
+
 protected:
     std::filesystem::path file =
         temporaryFile(std::string("cut.") + GetParam().extension, firstPart(GetParam().clip, 0.55));
@@ -166,7 +176,9 @@ INSTANTIATE_TEST_SUITE_P(, CutFile,
 
 // Every part of a file may be damaged: nothing may be thrown by the decoder, nothing read outside of a
 // packet.
-class DamagedFile : public testing::TestWithParam<Cut> {};
+class DamagedFile : public testing::TestWithParam<Cut> {
+    const test::QuietFfmpeg mQuiet;
+};
 
 TEST_P(DamagedFile, IsReadToItsEndWithoutAnException) {
     std::string content = fileContent(fileOf(GetParam().clip));

@@ -9,6 +9,7 @@
 
 #include "demux/clips.h"
 #include "demux/decoders.h"
+#include "demux/quiet_ffmpeg.h"
 #include "support/log_capture.h"
 #include "support/throw_text.h"
 #include "vidorra/core/ffmpeg_error.h"
@@ -210,6 +211,8 @@ TEST(DecoderBaseOpen, ConsumesTheOptionsThatTheCodecKnows) {
 }
 
 TEST(DecoderBaseOpen, AFailureThrowsWithTheNameOfTheCodec) {
+    const test::QuietFfmpeg quiet;
+    const LogCapture log;
     DecoderBase decoder;
     Dictionary options = decoder.prepareCodec(std::nullopt, *soundWithoutChannels());
     EXPECT_THROW_TEXT(FFmpegError,
@@ -218,10 +221,11 @@ TEST(DecoderBaseOpen, AFailureThrowsWithTheNameOfTheCodec) {
 }
 
 TEST(DecoderBaseOpen, AFailureLeavesTheContextWithItsCodecAndTheRestOfTheOptions) {
+    const test::QuietFfmpeg quiet;
+    const LogCapture log(6);
     DecoderBase decoder;
     Dictionary options = decoder.prepareCodec(std::nullopt, *soundWithoutChannels());
     av_dict_set(options.address(), "unknown", "2", 0);
-    const LogCapture log(6);
     EXPECT_THROW(decoder.openCodec(options), FFmpegError);
     ASSERT_NE(decoder.codecContext(), nullptr);
     EXPECT_EQ(decoder.codecContext()->codec, avcodec_find_decoder(AV_CODEC_ID_PCM_S16LE));

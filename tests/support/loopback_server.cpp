@@ -45,6 +45,7 @@ void LoopbackServer::serve() {
         }
         sent += static_cast<std::size_t>(count);
     }
+    mSentAll = true;
     mStop.get_future().wait();
     close(client);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <future>
 #include <string>
 #include <thread>
@@ -18,12 +19,16 @@ public:
     /// "tcp://127.0.0.1:" and the port.
     const std::string& url() const { return mUrl; }
 
+    /// Whether a client came and the last byte is on its way.
+    bool sentAll() const { return mSentAll; }
+
 private:
     void serve();
 
     std::string mContent;
     std::string mUrl;
     int mListener = -1;
+    std::atomic<bool> mSentAll{false};
     std::promise<void> mStop;
     std::thread mThread;
 };
