@@ -279,10 +279,12 @@ TEST(PictureCrop, MovesTheAlphaPlaneAsTheFirst) {
 
 TEST(PictureCrop, MovesAnAlphaPlaneByItsOwnLineSize) {
     const Picture colour = noisePicture(Size{64, 48}, AV_PIX_FMT_NV12, 1, 64);
-    const Picture alpha = noisePicture(Size{64, 48}, AV_PIX_FMT_GRAY8, 2, 1).crop(Rect{1, 1, 60, 44});
-    const Picture whole(colour.crop(Rect{0, 0, 60, 44}), alpha);
+    const Picture alpha = noisePicture(Size{100, 100}, AV_PIX_FMT_GRAY8, 2, 1).crop(Rect{1, 1, 64, 48});
+    const Picture whole(colour, alpha);
+    ASSERT_NE(whole.linesize()[3], whole.linesize()[0]);
     const Picture view = whole.crop(Rect{10, 6, 20, 20});
-    EXPECT_EQ(view.data()[3] - alpha.data()[0], 10 + 6 * alpha.linesize()[0]);
+    EXPECT_EQ(view.data()[3] - alpha.data()[0], 10 + 6 * 100);
+    EXPECT_EQ(view.data()[0] - colour.data()[0], 10 + 6 * 64);
 }
 
 TEST(PictureCrop, OfRgbaMovesFourBytesForAPixelAndRoundsNothing) {
@@ -292,12 +294,16 @@ TEST(PictureCrop, OfRgbaMovesFourBytesForAPixelAndRoundsNothing) {
     EXPECT_EQ(view.data()[0] - source.data()[0], 3 * 4 + 5 * source.linesize()[0]);
 }
 
-TEST(PictureCrop, KeepsThePaletteWhereItIs) {
-    const Picture source = noisePicture(Size{64, 48}, AV_PIX_FMT_PAL8);
+// Decoders give a palette a line size too.
+TEST(PictureCrop, KeepsThePaletteWhereItIsWhateverItsLineSize) {
+    const Picture pixels = noisePicture(Size{64, 48}, AV_PIX_FMT_PAL8, 1, 1);
+    ASSERT_NE(pixels.data()[1], nullptr);
+    const int linesizes[4] = {64, 4};
+    const Picture source(MemBuffer(64, true), Size{64, 48}, pixels.data().data(), linesizes, AV_PIX_FMT_PAL8,
+                         AVCOL_RANGE_JPEG);
     const Picture view = source.crop(Rect{3, 5, 7, 9});
-    ASSERT_NE(source.data()[1], nullptr);
     EXPECT_EQ(view.data()[1], source.data()[1]);
-    EXPECT_EQ(view.data()[0] - source.data()[0], 3 + 5 * source.linesize()[0]);
+    EXPECT_EQ(view.data()[0] - source.data()[0], 3 + 5 * 64);
 }
 
 TEST(PictureCrop, OfRowsThatStandBottomUpGoesUp) {

@@ -256,6 +256,16 @@ TEST(PictureFromFrame, CopiesNothingFromAFrameWithoutPixels) {
     EXPECT_EQ(picture.colorRange(), AVCOL_RANGE_JPEG);
 }
 
+TEST(PictureFromFrame, OfAFrameWithoutBuffersAndPlanesHasPrivateMemoryAllTheSame) {
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_PAL8, AV_PIX_FMT_RGBA}) {
+        const FramePtr frame = newFrame(Size{33, 17}, format);
+        const Picture picture(frame.get());
+        EXPECT_FALSE(picture.empty());
+        EXPECT_TRUE(picture.editable());
+        EXPECT_NE(picture.data()[0], nullptr);
+    }
+}
+
 TEST(PictureFromFrame, RefusesAFrameWithoutBuffersInAnUnknownFormat) {
     const FramePtr frame = newFrame(Size{8, 8}, AV_PIX_FMT_NONE);
     EXPECT_THROW_TEXT(FFmpegError, ffmpegErrorText("Failed to get size of image: ", AVERROR(EINVAL)),

@@ -78,20 +78,17 @@ TEST_P(PictureBeyondInt, HasNoMemoryAndDoesNotOverflow) {
 }
 
 // 16 bytes for a pixel in four planes come closer to the limit than any other format.
-INSTANTIATE_TEST_SUITE_P(Picture, PictureBeyondInt,
-                         testing::Values(HugeRow{.name = "byTheSpareBytesTo32OverIt",
-                                                 .size = {511, 262657},
-                                                 .format = AV_PIX_FMT_GBRAPF32,
-                                                 .alignment = 1},
-                                         HugeRow{.name = "byTheSpareBytesToOneOverIt",
-                                                 .size = {16382, 8193},
-                                                 .format = AV_PIX_FMT_GBRAPF32,
-                                                 .alignment = 1},
-                                         HugeRow{.name = "notEvenWithTheSpareBytes",
-                                                 .size = {7204, 18631},
-                                                 .format = AV_PIX_FMT_GBRAPF32,
-                                                 .alignment = 1}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(
+    Picture, PictureBeyondInt,
+    testing::Values(
+        HugeRow{
+            .name = "bySeventeenBytes", .size = {511, 262657}, .format = AV_PIX_FMT_GBRAPF32, .alignment = 1},
+        HugeRow{.name = "byOneByte", .size = {16382, 8193}, .format = AV_PIX_FMT_GBRAPF32, .alignment = 1},
+        HugeRow{.name = "byNothingAndStillTooMuch",
+                .size = {7204, 18631},
+                .format = AV_PIX_FMT_GBRAPF32,
+                .alignment = 1}),
+    nameOf);
 
 TEST(PictureShortage, OfANewPictureIsBadAlloc) {
     const AllocationLimit limit(600);
