@@ -7,6 +7,7 @@
 
 #include <vidorra/vidorra.h>
 
+#include "support/decoding.h"
 #include "support/measure.h"
 #include "support/media.h"
 #include "support/process.h"
@@ -16,91 +17,25 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-#ifdef VIDORRA_BENCHMARK_OPENCV
-#include <opencv2/videoio.hpp>
-#endif
-
 namespace {
 
 using vidorra::bench::Comparison;
+using vidorra::bench::decodeByPlainLoop;
+using vidorra::bench::h264File;
+using vidorra::bench::kAnalyzeDuration;
+using vidorra::bench::PlainSource;
 using vidorra::bench::Stopwatch;
-
-constexpr std::chrono::seconds kAnalyzeDuration(2);
-
-// 1080p at a common bit rate, with B-frames; a short run gets by with a few small frames.
-std::filesystem::path h264File(bool shortRun) {
-    const std::string size = shortRun ? "320x180" : "1920x1080";
-    const std::string seconds = shortRun ? "0.4" : "5";
-    return vidorra::test::mediaFile(
-        "benchmark.mp4",
-        {"-f", "lavfi", "-i", "testsrc2=size=" + size + ":rate=30,noise=alls=8:allf=t", "-t", seconds, "-c:v",
-         "libx264", "-preset", "veryfast", "-bf", "2", "-g", "60", "-b:v", "8M", "-pix_fmt", "yuv420p"});
-}
 
 // The same packets, with Annex B start codes.
 std::filesystem::path transportStream(const std::filesystem::path& mp4) {
     return vidorra::test::mediaFile("benchmark.ts", {"-i", mp4.string(), "-c", "copy"});
 }
 
-void check(int result, const char* what) {
-    if (result < 0) {
-        throw std::runtime_error(what);
-    }
-}
-
-// A file opened with FFmpeg alone, as FormatContext opens it.
-class PlainSource {
-public:
-    explicit PlainSource(const std::string& path) {
-        AVDictionary* options = nullptr;
-        av_dict_set_int(&options, "analyzeduration", std::chrono::microseconds(kAnalyzeDuration).count(), 0);
-        check(avformat_open_input(&mContext, path.c_str(), nullptr, &options), "avformat_open_input");
-        av_dict_free(&options);
-        check(avformat_find_stream_info(mContext, nullptr), "avformat_find_stream_info");
-    }
-    PlainSource(const PlainSource&) = delete;
-    PlainSource& operator=(const PlainSource&) = delete;
-    ~PlainSource() { avformat_close_input(&mContext); }
-
-    [[nodiscard]] AVFormatContext* context() const { return mContext; }
-
-private:
-    AVFormatContext* mContext = nullptr;
-};
-
 vidorra::FormatContext openSource(const std::string& path) {
     vidorra::FormatContext source;
     source.setUrl(path);
     source.open("", true, kAnalyzeDuration);
     return source;
-}
-
-int decodeByPlainLoop(const std::string& path, Stopwatch& stopwatch) {
-    const PlainSource source(path);
-    const AVCodecParameters* parameters = source.context()->streams[0]->codecpar;
-    const AVCodec* codec = avcodec_find_decoder(parameters->codec_id);
-    AVCodecContext* decoder = avcodec_alloc_context3(codec);
-    check(avcodec_parameters_to_context(decoder, parameters), "avcodec_parameters_to_context");
-    decoder->thread_count = 1;
-    decoder->thread_type = 0;
-    check(avcodec_open2(decoder, codec, nullptr), "avcodec_open2");
-    AVPacket* packet = av_packet_alloc();
-    AVFrame* frame = av_frame_alloc();
-    int frames = 0;
-    stopwatch.start();
-    while (av_read_frame(source.context(), packet) >= 0) {
-        check(avcodec_send_packet(decoder, packet), "avcodec_send_packet");
-        av_packet_unref(packet);
-        while (avcodec_receive_frame(decoder, frame) >= 0) {
-            ++frames;
-            av_frame_unref(frame);
-        }
-    }
-    stopwatch.stop();
-    av_frame_free(&frame);
-    av_packet_free(&packet);
-    avcodec_free_context(&decoder);
-    return frames;
 }
 
 int decodeByFormatContext(const std::string& path, Stopwatch& stopwatch) {
@@ -116,18 +51,6 @@ int decodeByFormatContext(const std::string& path, Stopwatch& stopwatch) {
     stopwatch.stop();
     return frames;
 }
-
-#ifdef VIDORRA_BENCHMARK_OPENCV
-void decodeByOpenCv(const std::string& path, Stopwatch& stopwatch) {
-    setenv("OPENCV_FFMPEG_CAPTURE_OPTIONS", "threads;1", 1);
-    cv::VideoCapture capture(path, cv::CAP_FFMPEG);
-    cv::Mat image;
-    stopwatch.start();
-    while (capture.read(image)) {
-    }
-    stopwatch.stop();
-}
-#endif
 
 void benchmarkDecoding(const std::string& path, int repetitions) {
     const std::string ours = "FormatContext";
@@ -147,7 +70,7 @@ void benchmarkDecoding(const std::string& path, int repetitions) {
     });
 #ifdef VIDORRA_BENCHMARK_OPENCV
     const std::string openCv = "OpenCV VideoCapture";
-    comparison.add(openCv, [&](Stopwatch& stopwatch) { decodeByOpenCv(path, stopwatch); });
+    comparison.add(openCv, [&](Stopwatch& stopwatch) { vidorra::bench::decodeByOpenCv(path, stopwatch); });
 #endif
     comparison.run(repetitions);
     if (plainFrames == 0 || plainFrames != ourFrames) {
