@@ -1,11 +1,13 @@
-// Readers that come and go at random while callers ask them for frames, for so many seconds. For the thread
-// sanitizer.
+// For the thread sanitizer.
+//   reader_soak SECONDS      readers that come and go at random while callers ask them for frames
+//   reader_soak --destroy N  N readers that go at each of four moments
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <mutex>
 #include <random>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -52,11 +54,40 @@ long oneReader(const std::string& path, std::mt19937& random) {
     return frames;
 }
 
+// Readers that go right after they came, before they are ready, while they decode, and while their thread
+// waits for room.
+void destroyAtEachMoment(long times) {
+    const std::string path = test::audioAndVideo();
+    for (long i = 0; i < times; ++i) {
+        const MediaFileReaderAsync gone(path, MediaFileReader::PlaybackMode::Loop, 0, 0, nullptr);
+    }
+    for (long i = 0; i < times; ++i) {
+        const MediaFileReaderAsync reader(path, MediaFileReader::PlaybackMode::Loop, 0, 0, nullptr);
+        std::this_thread::sleep_for(microseconds(i % 1000));
+    }
+    for (long i = 0; i < times; ++i) {
+        MediaFileReaderAsync reader(path, MediaFileReader::PlaybackMode::Loop, 0, 0, nullptr);
+        while (reader.getVideoFrame(test::at(1), microseconds(0)).empty()) {
+            std::this_thread::sleep_for(microseconds(100));
+        }
+    }
+    for (long i = 0; i < times; ++i) {
+        const MediaFileReaderAsync reader(path, MediaFileReader::PlaybackMode::Loop, 0, 0, nullptr);
+        // Enough for one of the queues to fill.
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    }
+    std::cout << times << " readers destroyed at each of four moments\n";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     // Queues run over here by design, which need not be told each time.
     logger::setLevel(logger::Level::Error);
+    if (argc > 2 && std::string(argv[1]) == "--destroy") {
+        destroyAtEachMoment(std::atol(argv[2]));
+        return 0;
+    }
     const auto seconds = std::chrono::seconds(argc > 1 ? std::atoi(argv[1]) : 20);
     const std::vector<std::string> paths = {vidorra::test::audioAndVideo(), vidorra::test::fourTracks()};
     const auto end = steady_clock::now() + seconds;
