@@ -91,12 +91,12 @@ TEST(LoggerThreads, LinesReachStderrWhole) {
 
 TEST(LoggerThreads, NoCallOfTheOldSinkIsUnderWayWhenSetSinkReturns) {
     const LogCapture restoreLater;
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 10; ++round) {
         std::latch entered(1);
         bool finished = false;
         logger::setSink([&](Level, std::string_view) {
             entered.count_down();
-            for (int i = 0; i < 200; ++i) {
+            for (int i = 0; i < 20; ++i) {
                 std::this_thread::yield();
             }
             finished = true;
