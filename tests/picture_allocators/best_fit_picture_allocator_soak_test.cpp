@@ -35,7 +35,7 @@ constexpr std::size_t kBlockAlignment = 64;
 
 long operations() {
     const char* text = std::getenv("VIDORRA_SOAK_OPERATIONS");
-    return text != nullptr ? std::stol(text) : 400000;
+    return text != nullptr ? std::stol(text) : 200000;
 }
 
 // A picture whose whole block is filled with one number of its own.

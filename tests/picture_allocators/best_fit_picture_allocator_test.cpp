@@ -464,6 +464,17 @@ TEST(BestFitPictureAllocator, TheSameShapeBehindGoesBeforeTheSameSizeInFront) {
     EXPECT_EQ(units.take(100), 0u);
 }
 
+TEST(BestFitPictureAllocator, OfSeveralBlocksOfTheSameSizeTheFirstIsTaken) {
+    Units units(1000);
+    for (int i = 0; i < 5; ++i) {
+        units.take(10);
+    }
+    units.give(30);
+    units.give(10);
+    EXPECT_EQ(units.take(5, 2), 10u);
+    EXPECT_EQ(units.take(5, 2), 30u);
+}
+
 TEST(BestFitPictureAllocator, OfSeveralBlocksOfTheSameShapeTheFirstIsTaken) {
     Units units(1000);
     for (int i = 0; i < 5; ++i) {
@@ -588,22 +599,21 @@ TEST(BestFitPictureAllocator, ASoleCandidateOfExactlyTheSizeLeavesARestOfNothing
     EXPECT_EQ(units.take(110), 0u);
 }
 
-TEST(BestFitPictureAllocator, ARestOfNothingJoinsItsNeighbour) {
-    Units units(110);
+TEST(BestFitPictureAllocator, ARestOfNothingIsANeighbourToJoinWith) {
+    Units units(211);
+    units.take(50, 2);
+    units.take(1);
     units.take(40);
     units.take(60);
     units.take(10);
+    units.give(101);
+    units.give(141);
+    EXPECT_EQ(units.take(100), 101u);
+    units.give(101);
     units.give(0);
-    units.give(40);
-    units.take(100);
-    units.give(0);
-    // The block of 100 kept its shape, so it is found without a second rest.
+    EXPECT_THROW(units.take(150), std::bad_alloc);
+    // Joined with its rest the block of this shape has lost it, so the first of the size is taken.
     EXPECT_EQ(units.take(100), 0u);
-    units.give(0);
-    // Joined with the rest it is 100 long still.
-    EXPECT_EQ(units.take(99), 0u);
-    EXPECT_EQ(units.take(1), 99u);
-    EXPECT_THROW(units.take(1), std::bad_alloc);
 }
 
 TEST(BestFitPictureAllocator, ABlockTakenWholeIsReusedWholeByItsShape) {
