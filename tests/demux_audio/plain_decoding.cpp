@@ -111,7 +111,8 @@ PlainSound decodePlainly(const Sound& sound) {
     PlainSound result;
     const auto keep = [&] {
         result.frames.push_back({result.packets.size() - 1, input.frame->nb_samples,
-                                 input.frame->best_effort_timestamp, bytesOf(*input.frame, sound.channels)});
+                                 input.frame->best_effort_timestamp, ffmpeg_ext::frameDuration(*input.frame),
+                                 bytesOf(*input.frame, sound.channels)});
         av_frame_unref(input.frame);
     };
     for (; av_read_frame(input.format, input.packet) == 0; av_packet_unref(input.packet)) {

@@ -31,6 +31,7 @@ struct PlainFrame {
     std::size_t packet = 0;
     std::int64_t samples = 0;
     std::int64_t time = 0;
+    std::int64_t duration = 0;
     std::vector<std::uint8_t> bytes;
 };
 

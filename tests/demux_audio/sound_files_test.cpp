@@ -82,10 +82,10 @@ TEST_P(SoundFiles, GiveTheFramesThatPlainCallsGive) {
         const PlainPacket& packet = plain.packets[expected.packet];
         ASSERT_EQ(decoded.packets[expected.packet].time, packet.time);
         ASSERT_EQ(decoded.packets[expected.packet].duration, packet.duration);
-        const std::int64_t frameDuration = sound.framing == Framing::OneForOne ? packet.duration
-                                           : expected.time != test::kNoTime    ? packet.duration
-                                                                               : 0;
-        const Repaired times = repaired(expected.samples, expected.time, frameDuration, sound.rate);
+        if (sound.framing == Framing::OneForOne) {
+            ASSERT_EQ(expected.duration, packet.duration);
+        }
+        const Repaired times = repaired(expected.samples, expected.time, expected.duration, sound.rate);
         ASSERT_EQ(frame.audioBuffer().numberOfSamples(), static_cast<unsigned long>(times.samples));
         ASSERT_EQ(frame.timestamp().value, times.time);
         ASSERT_EQ(frame.timestamp().timebase, Timebase(1, 1000000));
@@ -125,7 +125,7 @@ std::vector<Sound> soundsOfWholePackets() {
 
 class SoundFilesOfWholePackets : public testing::TestWithParam<Sound> {};
 
-TEST_P(SoundFilesOfWholePackets, GiveTheFramesThatThePrograms) {
+TEST_P(SoundFilesOfWholePackets, GiveTheFramesThatTheProgramsGive) {
     const Sound& sound = GetParam();
     const Decoded decoded = decode(sound);
     const ProgramSound program = decodeByPrograms(sound);
