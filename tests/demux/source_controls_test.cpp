@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "demux_audio/sounds.h"
+#include "demux/sounds.h"
 #include "support/log_capture.h"
 #include "support/media.h"
 #include "support/throw_text.h"

@@ -8,7 +8,7 @@
 #include <future>
 #include <optional>
 
-#include "picture_allocators/region.h"
+#include "picture/region.h"
 #include "support/throw_text.h"
 #include "vidorra/core/ffmpeg_error.h"
 #include "vidorra/picture/best_fit_picture_allocator.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "demux_audio/sounds.h"
+#include "demux/sounds.h"
 
 namespace vidorra::test {
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <stdexcept>
 
-#include "demux_audio/sounds.h"
+#include "demux/sounds.h"
 #include "support/log_capture.h"
 #include "support/media.h"
 #include "vidorra/demux/audio_decoder.h"

@@ -1,4 +1,4 @@
-#include "demux_audio/sounds.h"
+#include "demux/sounds.h"
 
 #include <fmt/format.h>
 

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-#include "demux_audio/plain_decoding.h"
-#include "demux_audio/sounds.h"
+#include "demux/plain_decoding.h"
+#include "demux/sounds.h"
 #include "support/log_capture.h"
 
 extern "C" {

@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "picture_allocators/region.h"
+#include "picture/region.h"
 #include "vidorra/picture/best_fit_picture_allocator.h"
 
 namespace vidorra::test {

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <type_traits>
 
-#include "picture_audio/av_frames.h"
+#include "picture/av_frames.h"
 #include "support/media.h"
 #include "support/throw_text.h"
 

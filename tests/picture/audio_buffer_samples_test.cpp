@@ -8,7 +8,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "picture_audio/av_frames.h"
+#include "picture/av_frames.h"
 #include "support/throw_text.h"
 #include "vidorra/picture/audio_buffer.h"
 

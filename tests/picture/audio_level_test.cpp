@@ -9,7 +9,7 @@
 #include <random>
 #include <type_traits>
 
-#include "picture_audio/av_frames.h"
+#include "picture/av_frames.h"
 #include "vidorra/picture/audio_buffer.h"
 
 namespace vidorra {

@@ -4,7 +4,7 @@
 
 #include <type_traits>
 
-#include "demux_audio/sounds.h"
+#include "demux/sounds.h"
 #include "platform/ffmpeg/generations.h"
 #include "support/throw_text.h"
 #include "vidorra/core/ffmpeg_error.h"

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "platform/vdr_utils_store/recorded_changes.h"
+#include "platform/vdr_utils/recorded_changes.h"
 
 namespace vidorra::test {
 namespace {

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "picture_allocators/region.h"
+#include "picture/region.h"
 #include "support/throw_text.h"
 #include "vidorra/core/av_ptr.h"
 #include "vidorra/core/enum_text.h"

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "picture_audio/av_frames.h"
+#include "picture/av_frames.h"
 #include "platform/ffmpeg/generations.h"
 #include "support/throw_text.h"
 #include "vidorra/picture/audio_buffer.h"

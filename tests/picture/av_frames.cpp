@@ -1,4 +1,4 @@
-#include "picture_audio/av_frames.h"
+#include "picture/av_frames.h"
 
 #include <algorithm>
 #include <new>

@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "picture_allocators/region.h"
+#include "picture/region.h"
 #include "vidorra/core/av_ptr.h"
 #include "vidorra/picture/best_fit_picture_allocator.h"
 

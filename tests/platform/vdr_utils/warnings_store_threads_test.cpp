@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/vdr_utils_store/recorded_changes.h"
+#include "platform/vdr_utils/recorded_changes.h"
 
 namespace vidorra::test {
 namespace {

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "demux_audio/plain_decoding.h"
-#include "demux_audio/sounds.h"
+#include "demux/plain_decoding.h"
+#include "demux/sounds.h"
 #include "platform/ffmpeg/generations.h"
 #include "support/media.h"
 #include "vidorra/demux/audio_decoder.h"

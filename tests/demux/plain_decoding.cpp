@@ -1,4 +1,4 @@
-#include "demux_audio/plain_decoding.h"
+#include "demux/plain_decoding.h"
 
 #include <stdexcept>
 

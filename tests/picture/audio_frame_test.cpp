@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "picture_audio/av_frames.h"
+#include "picture/av_frames.h"
 #include "platform/ffmpeg/generations.h"
 #include "support/throw_text.h"
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "demux_audio/sounds.h"
+#include "demux/sounds.h"
 #include "platform/ffmpeg/generations.h"
 #include "support/log_capture.h"
 #include "support/media.h"
