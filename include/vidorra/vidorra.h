@@ -26,3 +26,7 @@
 #include "vidorra/picture/mem_buffer.h"
 #include "vidorra/picture/picture.h"
 #include "vidorra/picture/video_frame.h"
+#include "vidorra/process/alphablend/blend.h"
+#include "vidorra/process/alphablend/multithreaded.h"
+#include "vidorra/process/alphablend/planes.h"
+#include "vidorra/process/compose.h"
