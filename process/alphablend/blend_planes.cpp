@@ -37,6 +37,8 @@ SourceRowPair rowPair(const Planes<NVA12, const unsigned char*>& planes, std::pt
 
 // Full opacity: only the source's own alpha counts.
 struct BlenderRefNoGlobalAlpha {
+    const Kernels* set = &kernels();
+
     // The equation with an alpha of 255 gives the source itself.
     void blendNv12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
         const auto bytes = static_cast<std::size_t>(columns);
@@ -45,19 +47,20 @@ struct BlenderRefNoGlobalAlpha {
         std::memcpy(dst.chroma, src.chroma, bytes);
     }
     void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
-        kernels().blendNva12(dst, src, columns);
+        set->blendNva12(dst, src, columns);
     }
     unsigned char blendLast(unsigned char s, unsigned char) const { return s; }
 };
 
 struct BlenderRefWithGlobalAlpha {
     unsigned char opacity;
+    const Kernels* set = &kernels();
 
     void blendNv12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
-        kernels().fadeNv12(dst, src, columns, opacity);
+        set->fadeNv12(dst, src, columns, opacity);
     }
     void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
-        kernels().fadeNva12(dst, src, columns, opacity);
+        set->fadeNva12(dst, src, columns, opacity);
     }
     // Deliberate: the odd last column is rounded to nearest, all others follow another equation.
     unsigned char blendLast(unsigned char s, unsigned char d) const { return blend255(s, d, opacity); }
