@@ -325,8 +325,13 @@ struct SemiPlanar {
             unsigned char* d = pair.dst.get() + y * width;
             const unsigned char* s = pair.src.get() + y * width;
             const unsigned char* a = pair.alpha.get() + y * width;
-            call(alphablend::RowPair{{d, d + width}, chroma(pair.dst) + y / 2 * width},
-                 alphablend::SourceRowPair{{s, s + width}, chroma(pair.src) + y / 2 * width, {a, a + width}});
+            call(alphablend::RowPair{{d, d + width}, chroma(pair.dst) + y / 2 * width, 2 * width, width},
+                 alphablend::SourceRowPair{{s, s + width},
+                                           chroma(pair.src) + y / 2 * width,
+                                           {a, a + width},
+                                           2 * width,
+                                           width,
+                                           2 * width});
         }
     }
 };
@@ -476,9 +481,9 @@ Case packed32Case(const Options& options, bool argb, Shape shape, double opacity
              .set =
                  [=](const Kernels& set, Pair& pair) {
                      for (int y = 0; y < height; ++y) {
-                         set.blend32(pair.dst.get() + std::ptrdiff_t{4} * width * y,
-                                     pair.src.get() + std::ptrdiff_t{4} * width * y, width, alphaOffset,
-                                     byte);
+                         const std::ptrdiff_t step = std::ptrdiff_t{4} * width;
+                         set.blend32({pair.dst.get() + step * y, pair.src.get() + step * y, step, step},
+                                     width, alphaOffset, byte);
                      }
                  },
              .peers = {},
@@ -542,8 +547,9 @@ Case rgb24Case(const Options& options) {
              .set =
                  [=](const Kernels& set, Pair& pair) {
                      for (int y = 0; y < height; ++y) {
-                         set.blend24(pair.dst.get() + std::ptrdiff_t{3} * width * y,
-                                     pair.src.get() + std::ptrdiff_t{3} * width * y, 3 * width, 127);
+                         const std::ptrdiff_t step = std::ptrdiff_t{3} * width;
+                         set.blend24({pair.dst.get() + step * y, pair.src.get() + step * y, step, step}, step,
+                                     127);
                      }
                  },
              .peers = {},

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <type_traits>
 
 #include "process/alphablend/equations.h"
 #include "process/alphablend/kernels.h"
@@ -17,22 +18,29 @@ using pixel_format::NV12;
 using pixel_format::NVA12;
 
 RowPair rowPair(const Planes<NV12, unsigned char*>& planes, std::ptrdiff_t pair) {
-    unsigned char* luma = planes.data[0] + 2 * pair * planes.linesize[0];
-    return {{luma, luma + planes.linesize[0]}, planes.data[1] + pair * planes.linesize[1]};
+    const std::ptrdiff_t lumaStep = std::ptrdiff_t{2} * planes.linesize[0];
+    unsigned char* luma = planes.data[0] + pair * lumaStep;
+    return {.luma = {luma, luma + planes.linesize[0]},
+            .chroma = planes.data[1] + pair * planes.linesize[1],
+            .lumaStep = lumaStep,
+            .chromaStep = planes.linesize[1]};
 }
 
-SourceRowPair rowPair(const Planes<NV12, const unsigned char*>& planes, std::ptrdiff_t pair) {
-    const unsigned char* luma = planes.data[0] + 2 * pair * planes.linesize[0];
-    return {
-        {luma, luma + planes.linesize[0]}, planes.data[1] + pair * planes.linesize[1], {nullptr, nullptr}};
-}
-
-SourceRowPair rowPair(const Planes<NVA12, const unsigned char*>& planes, std::ptrdiff_t pair) {
-    const unsigned char* luma = planes.data[0] + 2 * pair * planes.linesize[0];
-    const unsigned char* alpha = planes.data[3] + 2 * pair * planes.linesize[3];
-    return {{luma, luma + planes.linesize[0]},
-            planes.data[1] + pair * planes.linesize[1],
-            {alpha, alpha + planes.linesize[3]}};
+template <class F>
+SourceRowPair sourceRowPair(const Planes<F, const unsigned char*>& planes, std::ptrdiff_t pair) {
+    const std::ptrdiff_t lumaStep = std::ptrdiff_t{2} * planes.linesize[0];
+    const unsigned char* luma = planes.data[0] + pair * lumaStep;
+    SourceRowPair rows = {.luma = {luma, luma + planes.linesize[0]},
+                          .chroma = planes.data[1] + pair * planes.linesize[1],
+                          .alpha = {},
+                          .lumaStep = lumaStep,
+                          .chromaStep = planes.linesize[1]};
+    if constexpr (std::is_same_v<F, NVA12>) {
+        rows.alphaStep = std::ptrdiff_t{2} * planes.linesize[3];
+        rows.alpha[0] = planes.data[3] + pair * rows.alphaStep;
+        rows.alpha[1] = rows.alpha[0] + planes.linesize[3];
+    }
+    return rows;
 }
 
 // Full opacity: only the source's own alpha counts.
@@ -76,7 +84,7 @@ void blendPlanesOfSameSizeImpl(const Planes<NV12, unsigned char*>& dst,
     const std::ptrdiff_t last = dst.width - 1;
     for (std::ptrdiff_t pair = 0; pair < dst.height >> 1; ++pair) {
         const RowPair to = rowPair(dst, pair);
-        const SourceRowPair from = rowPair(src, pair);
+        const SourceRowPair from = sourceRowPair(src, pair);
         blender.blendNv12(to, from, dst.width & ~1);
         if ((dst.width & 1) != 0) {
             to.luma[0][last] = blender.blendLast(from.luma[0][last], to.luma[0][last]);
@@ -95,7 +103,7 @@ void blendPlanesOfSameSizeImpl(const Planes<NV12, unsigned char*>& dst,
         return;
     }
     for (std::ptrdiff_t pair = 0; pair < dst.height >> 1; ++pair) {
-        blender.blendNva12(rowPair(dst, pair), rowPair(src, pair), dst.width & ~1);
+        blender.blendNva12(rowPair(dst, pair), sourceRowPair(src, pair), dst.width & ~1);
     }
 }
 
@@ -158,13 +166,14 @@ void blendRgb24Planes(unsigned char** dst, const int* dstLinesize, int dstWidth,
     if (!part) {
         return;
     }
+    const Kernels& set = kernels();
     for (std::ptrdiff_t row = 0; row < part->rows; ++row) {
         unsigned char* to = part->dst + row * dstLinesize[0];
         const unsigned char* from = part->src + row * srcLinesize[0];
         if (byte->value() == 255) {
             std::memcpy(to, from, static_cast<std::size_t>(part->bytes));
         } else {
-            kernels().blend24(to, from, part->bytes, byte->value());
+            set.blend24({to, from, dstLinesize[0], srcLinesize[0]}, part->bytes, byte->value());
         }
     }
 }
@@ -181,11 +190,12 @@ void blend_image_rgb32_ref(int* pixelOffsets, unsigned char* dst, int dstLinesiz
     }
     // All colour bytes are treated alike, so that only the place of alpha matters.
     const bool usual = isPermutation(pixelOffsets);
+    const Kernels& set = kernels();
     for (std::ptrdiff_t row = 0; row < part->rows; ++row) {
         unsigned char* to = part->dst + row * dstLinesize;
         const unsigned char* from = part->src + row * srcLinesize;
         if (usual) {
-            kernels().blend32(to, from, part->bytes / 4, pixelOffsets[3], opacity);
+            set.blend32({to, from, dstLinesize, srcLinesize}, part->bytes / 4, pixelOffsets[3], opacity);
         } else {
             blendRow32(pixelOffsets, to, from, part->bytes, opacity);
         }

@@ -5,16 +5,30 @@
 
 namespace vidorra::alphablend {
 
-/// Two rows of luma and the row of U,V pairs below them.
+/// Two rows of luma and the row of U,V pairs below them. The steps lead to the rows of the next pair, which
+/// kernels may fetch ahead; 0 where there is none.
 struct RowPair {
     unsigned char* luma[2];
     unsigned char* chroma;
+    std::ptrdiff_t lumaStep = 0;
+    std::ptrdiff_t chromaStep = 0;
 };
 struct SourceRowPair {
     const unsigned char* luma[2];
     const unsigned char* chroma;
     /// Only of NVA12.
     const unsigned char* alpha[2];
+    std::ptrdiff_t lumaStep = 0;
+    std::ptrdiff_t chromaStep = 0;
+    std::ptrdiff_t alphaStep = 0;
+};
+
+/// A row of packed pixels, with steps to the next one as above.
+struct PackedRows {
+    unsigned char* dst;
+    const unsigned char* src;
+    std::ptrdiff_t dstStep = 0;
+    std::ptrdiff_t srcStep = 0;
 };
 
 /// The inner loops of blending, for one set of instructions. All sets give the same bytes. No kernel reads or
@@ -29,10 +43,9 @@ struct Kernels {
     /// NVA12 onto NV12 with an opacity from 1 to 254. `columns` is even.
     void (*fadeNva12)(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity);
     /// Pixels of four bytes, of which the one at `alphaOffset` is the alpha, with any opacity.
-    void (*blend32)(unsigned char* dst, const unsigned char* src, std::ptrdiff_t pixels, int alphaOffset,
-                    unsigned opacity);
+    void (*blend32)(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity);
     /// Bytes that all have the same weight, with any opacity.
-    void (*blend24)(unsigned char* dst, const unsigned char* src, std::ptrdiff_t bytes, unsigned opacity);
+    void (*blend24)(const PackedRows& rows, std::ptrdiff_t bytes, unsigned opacity);
 };
 
 /// The loops that define what all others have to give.

@@ -41,21 +41,21 @@ void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t col
     fadeNva12(dst, src, columns, 255);
 }
 
-void blend32(unsigned char* dst, const unsigned char* src, std::ptrdiff_t pixels, int alphaOffset,
-             unsigned opacity) {
+void blend32(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity) {
     for (std::ptrdiff_t i = 0; i < 4 * pixels; i += 4) {
-        const unsigned alpha = faded(src[i + alphaOffset], opacity);
+        const unsigned alpha = faded(rows.src[i + alphaOffset], opacity);
         for (int offset = 0; offset < 4; ++offset) {
             if (offset != alphaOffset) {
-                dst[i + offset] = blend255(src[i + offset], dst[i + offset], alpha);
+                unsigned char& d = rows.dst[i + offset];
+                d = blend255(rows.src[i + offset], d, alpha);
             }
         }
     }
 }
 
-void blend24(unsigned char* dst, const unsigned char* src, std::ptrdiff_t bytes, unsigned opacity) {
+void blend24(const PackedRows& rows, std::ptrdiff_t bytes, unsigned opacity) {
     for (std::ptrdiff_t i = 0; i < bytes; ++i) {
-        dst[i] = blend255(src[i], dst[i], opacity);
+        rows.dst[i] = blend255(rows.src[i], rows.dst[i], opacity);
     }
 }
 

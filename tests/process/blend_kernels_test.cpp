@@ -204,7 +204,7 @@ TEST_P(BlendKernels, Blend32ByItsEquationForAllOperands) {
                 }
             }
             ASSERT_GE(sample, 65536U);
-            kernels().blend32(d.data(), s.data(), static_cast<std::ptrdiff_t>(s.size() / 4), alphaOffset,
+            kernels().blend32({d.data(), s.data()}, static_cast<std::ptrdiff_t>(s.size() / 4), alphaOffset,
                               255);
             ASSERT_EQ(d, expected) << "alpha " << alpha << " at " << alphaOffset;
         }
@@ -226,7 +226,7 @@ TEST_P(BlendKernels, Blend32WithAllAlphasAndOpacities) {
                     expected[i] = a == 0 ? d[i] : referenceBlend255(s[i], d[i], a);
                 }
             }
-            kernels().blend32(d.data(), s.data(), 256, alphaOffset, opacity);
+            kernels().blend32({d.data(), s.data()}, 256, alphaOffset, opacity);
             ASSERT_EQ(d, expected) << "opacity " << opacity << ", alpha at " << alphaOffset;
         }
     }
@@ -240,7 +240,7 @@ TEST_P(BlendKernels, Blend24ByItsEquationForAllOperands) {
         for (std::size_t i = 0; i < d.size(); ++i) {
             expected[i] = referenceBlend255(s[i], d[i], static_cast<int>(opacity));
         }
-        kernels().blend24(d.data(), s.data(), static_cast<std::ptrdiff_t>(d.size()), opacity);
+        kernels().blend24({d.data(), s.data()}, static_cast<std::ptrdiff_t>(d.size()), opacity);
         ASSERT_EQ(d, expected) << "opacity " << opacity;
     }
 }
@@ -280,13 +280,13 @@ TEST_P(BlendKernels, GiveTheBytesOfThePlainLoopsForAllLengthsAndTouchNoOthers) {
             for (int alphaOffset = 0; alphaOffset < 4; ++alphaOffset) {
                 for (const unsigned o : {opacity, 255U}) {
                     expectSame("blend32", [&](const Kernels& set, RowMemory& dst) {
-                        set.blend32(dst.row(0), src.row(0), static_cast<std::ptrdiff_t>(length / 4),
+                        set.blend32({dst.row(0), src.row(0)}, static_cast<std::ptrdiff_t>(length / 4),
                                     alphaOffset, o);
                     });
                 }
             }
             expectSame("blend24", [&](const Kernels& set, RowMemory& dst) {
-                set.blend24(dst.row(0), src.row(0), static_cast<std::ptrdiff_t>(length), opacity);
+                set.blend24({dst.row(0), src.row(0)}, static_cast<std::ptrdiff_t>(length), opacity);
             });
             ASSERT_FALSE(HasFailure());
         }
@@ -315,9 +315,9 @@ TEST_P(BlendKernels, ReadNothingOutsideOfTheirRows) {
             set.fadeNv12(pair, from, columns, 77);
             set.blendNva12(pair, from, columns);
             set.fadeNva12(pair, from, columns, 200);
-            set.blend32(pair.luma[0], from.luma[0], columns / 4, 3, 255);
-            set.blend32(pair.luma[1], from.luma[1], columns / 4, 0, 99);
-            set.blend24(pair.chroma, from.chroma, columns, 31);
+            set.blend32({pair.luma[0], from.luma[0]}, columns / 4, 3, 255);
+            set.blend32({pair.luma[1], from.luma[1]}, columns / 4, 0, 99);
+            set.blend24({pair.chroma, from.chroma}, columns, 31);
         };
         run(kernels(), to);
         run(kPlainKernels, toExpected);
