@@ -310,25 +310,27 @@ VIDORRA_INLINE void blendNva12Rows(const RowPair& dst, const SourceRowPair& src,
 
 // The baseline: 16 bytes at a time, SSE2 and NEON.
 
+using Words __attribute__((vector_size(16))) = std::uint64_t;
+
 struct Alpha16 {
     static bool allTransparent(const unsigned char* row0, const unsigned char* row1) {
-        std::uint64_t any = 0;
-        for (int i = 0; i < kBlock; i += 8) {
-            any |= word(row0 + i) | word(row1 + i);
+        Words any = {0, 0};
+        for (int i = 0; i < kBlock; i += 16) {
+            any |= words(row0 + i) | words(row1 + i);
         }
-        return any == 0;
+        return (any[0] | any[1]) == 0;
     }
     static bool allOpaque(const unsigned char* row0, const unsigned char* row1) {
-        std::uint64_t all = ~std::uint64_t{0};
-        for (int i = 0; i < kBlock; i += 8) {
-            all &= word(row0 + i) & word(row1 + i);
+        Words all = ~Words{0, 0};
+        for (int i = 0; i < kBlock; i += 16) {
+            all &= words(row0 + i) & words(row1 + i);
         }
-        return all == ~std::uint64_t{0};
+        return ~(all[0] & all[1]) == 0;
     }
 
 private:
-    static std::uint64_t word(const unsigned char* bytes) {
-        std::uint64_t result;
+    static Words words(const unsigned char* bytes) {
+        Words result;
         std::memcpy(&result, bytes, sizeof(result));
         return result;
     }
@@ -380,35 +382,76 @@ VIDORRA_INLINE void blend255Vector16(unsigned char* dst, const Lanes<16>& s, con
     store<16>(dst, ((even + (even >> 8)) >> 8) | ((odd + (odd >> 8)) & ~low));
 }
 
-void blend32Vector16(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity) {
-    unsigned char* const dst = rows.dst;
-    const unsigned char* const src = rows.src;
-    using Pixels __attribute__((vector_size(16))) = std::uint32_t;
-    // The destination's alpha gets the weight 0 and so stays.
-    const auto keep = [alphaOffset](int offset) {
-        return alphaOffset == offset ? 0xffff0000U : alphaOffset == offset + 2 ? 0x0000ffffU : 0xffffffffU;
-    };
-    const Pixels keepEven = Pixels{} + keep(0);
-    const Pixels keepOdd = Pixels{} + keep(1);
-    std::ptrdiff_t i = 0;
-    for (; i + 4 <= pixels; i += 4) {
-        prefetchPacked(rows, 4 * i, 4 * pixels);
-        Pixels s;
-        std::memcpy(&s, src + 4 * i, sizeof(s));
-        Pixels alpha = (s >> (8 * alphaOffset)) & 0xff;
-        const Pixels any = alpha;
-        if ((any[0] | any[1] | any[2] | any[3]) == 0) {
-            continue;
-        }
+using Pixels __attribute__((vector_size(16))) = std::uint32_t;
+
+// What is the same for all pixels: masks that take the weight of the alpha byte away, so that the
+// destination's alpha stays.
+struct PackedMasks {
+    Pixels alpha;
+    Pixels even;
+    Pixels odd;
+    int shift;
+
+    explicit PackedMasks(int alphaOffset)
+        : alpha(Pixels{} + (0xffU << (8 * alphaOffset))),
+          even(Pixels{} + weights(alphaOffset, 0)),
+          odd(Pixels{} + weights(alphaOffset, 1)),
+          shift(8 * alphaOffset) {}
+
+private:
+    static std::uint32_t weights(int alphaOffset, int first) {
+        return alphaOffset == first ? 0xffff0000U : alphaOffset == first + 2 ? 0x0000ffffU : 0xffffffffU;
+    }
+};
+
+template <bool kFull>
+VIDORRA_INLINE void blend32Step(unsigned char* dst, const Pixels& s, const PackedMasks& masks,
+                                unsigned opacity) {
+    Pixels alpha = (s & masks.alpha) >> masks.shift;
+    if constexpr (!kFull) {
+        // The upper lane of a pixel is 0 and stays so.
         alpha = (Pixels)(((Lanes<16>)alpha * static_cast<std::uint16_t>(opacity) +
                           static_cast<std::uint16_t>(255)) >>
-                         8) &
-                0xff;
-        alpha |= alpha << 16;
-        blend255Vector16(dst + 4 * i, (Lanes<16>)s, (Lanes<16>)(alpha & keepEven),
-                         (Lanes<16>)(alpha & keepOdd));
+                         8);
     }
-    kPlainKernels.blend32(rest(rows, 4 * i), pixels - i, alphaOffset, opacity);
+    alpha |= alpha << 16;
+    blend255Vector16(dst, (Lanes<16>)s, (Lanes<16>)(alpha & masks.even), (Lanes<16>)(alpha & masks.odd));
+}
+
+template <bool kFull>
+VIDORRA_INLINE void blend32RowVector16(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset,
+                                       unsigned opacity) {
+    const PackedMasks masks(alphaOffset);
+    unsigned char* const dst = rows.dst;
+    const unsigned char* const src = rows.src;
+    const std::ptrdiff_t bytes = 4 * pixels;
+    std::ptrdiff_t i = 0;
+    for (; i + kBlock <= bytes; i += kBlock) {
+        prefetchPacked(rows, i, bytes);
+        Pixels s[4];
+        std::memcpy(s, src + i, sizeof(s));
+        const Words any = (Words)((s[0] | s[1] | s[2] | s[3]) & masks.alpha);
+        if ((any[0] | any[1]) == 0) {
+            continue;
+        }
+        for (int j = 0; j < 4; ++j) {
+            blend32Step<kFull>(dst + i + 16 * j, s[j], masks, opacity);
+        }
+    }
+    for (; i + 16 <= bytes; i += 16) {
+        Pixels s;
+        std::memcpy(&s, src + i, sizeof(s));
+        blend32Step<kFull>(dst + i, s, masks, opacity);
+    }
+    kPlainKernels.blend32(rest(rows, i), (bytes - i) / 4, alphaOffset, opacity);
+}
+
+void blend32Vector16(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity) {
+    if (opacity == 255) {
+        blend32RowVector16<true>(rows, pixels, alphaOffset, opacity);
+    } else {
+        blend32RowVector16<false>(rows, pixels, alphaOffset, opacity);
+    }
 }
 
 void blend24Vector16(const PackedRows& rows, std::ptrdiff_t bytes, unsigned opacity) {
