@@ -17,8 +17,8 @@
 namespace vidorra::alphablend {
 
 /// NV12 onto NV12: two planes each. The rows go in pairs, so that an odd last row stays as it is. With an odd
-/// width the last column takes the U of its pair along and leaves the V. Where both the position and the
-/// width left of the source are odd, the last U that is read lies one byte behind the source's row of pairs.
+/// width the last column takes the U of its pair along and leaves the V. A source of even width whose `x` is
+/// odd and negative and whose right edge shows is read one byte behind its rows of pairs.
 ///
 /// `numThreads` of 1 starts no thread; a value that is not positive means one thread for each processor. A
 /// thread costs some 40 microseconds: below about 960x540 pixels one is fastest.
