@@ -199,8 +199,8 @@ void AudioBuffer::setSample_s16(std::vector<short> values, unsigned long index) 
 AudioLevel AudioBuffer::getAudioLevel() const {
     ffmpeg_ext::AudioLevelRecord record{};
     const int channelsPerPlane = planes().size() == 1 ? numberOfChannels() : 1;
-    const auto sampleBytes =
-        static_cast<std::size_t>(av_get_bytes_per_sample(mSampleFormat) * channelsPerPlane);
+    const auto sampleBytes = static_cast<std::size_t>(av_get_bytes_per_sample(mSampleFormat)) *
+                             static_cast<std::size_t>(channelsPerPlane);
     if (planes().empty() || sampleBytes == 0) {
         return {};
     }

@@ -111,7 +111,7 @@ void MediaFileReaderAsync::readerThreadProc() {
 
     const auto hand = [&](auto&& frame, auto& queue, const char* overflow) {
         preloading.add(frame);
-        if (!queue.push(std::move(frame), pushTimeout)) {
+        if (!queue.push(std::forward<decltype(frame)>(frame), pushTimeout)) {
             logger::log(kLogWarning) << overflow;
         }
         const bool full = mAudioQueue.full() || mVideoQueue.full();
