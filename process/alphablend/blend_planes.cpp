@@ -57,7 +57,7 @@ struct BlenderRefNoGlobalAlpha {
     void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
         set->blendNva12(dst, src, columns);
     }
-    unsigned char blendLast(unsigned char s, unsigned char) const { return s; }
+    [[nodiscard]] unsigned char blendLast(unsigned char s, unsigned char) const { return s; }
 };
 
 struct BlenderRefWithGlobalAlpha {
@@ -71,7 +71,9 @@ struct BlenderRefWithGlobalAlpha {
         set->fadeNva12(dst, src, columns, opacity);
     }
     // Deliberate: the odd last column is rounded to nearest, all others follow another equation.
-    unsigned char blendLast(unsigned char s, unsigned char d) const { return blend255(s, d, opacity); }
+    [[nodiscard]] unsigned char blendLast(unsigned char s, unsigned char d) const {
+        return blend255(s, d, opacity);
+    }
 };
 
 // Deliberate: an odd last row of luma stays as it is.

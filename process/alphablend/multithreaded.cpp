@@ -93,6 +93,8 @@ struct SliceTask {
 
 template <std::size_t Threads>
 unsigned long getNumberOfThreads(int requested) {
+    // Safe as long as the program does not change its environment meanwhile.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
     if (const char* text = std::getenv(kNumThreadsVariable)) {
         requested = std::stoi(text);
     }
@@ -161,7 +163,8 @@ void blendPlanesMultithreaded(Planes<Format1, Pointer1> dst, Planes<Format2, Poi
     // When a thread cannot be started the destructors of these wait for the ones before it.
     std::array<std::future<void>, Threads> workers;
     for (std::size_t i = 1; i < slices; ++i) {
-        workers[i] = std::async(std::launch::async, SliceTask{dstSlices, srcSlices, i, opacity});
+        workers[i] = std::async(std::launch::async, SliceTask<decltype(dstSlices), decltype(srcSlices)>{
+                                                        dstSlices, srcSlices, i, opacity});
     }
     blendPlanesOfSameSize(dstSlices[0], srcSlices[0], opacity);
     for (std::size_t i = 1; i < slices; ++i) {
