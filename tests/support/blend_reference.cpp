@@ -63,6 +63,10 @@ void blendSemiPlanar(RasterFormat format, Raster& dst, const Raster& src, int px
     }
     for (int row = 0; row < y.length / 2; ++row) {
         for (int column = 0; column < x.length; ++column) {
+            if (ownAlpha && column == evenColumns) {
+                // Left as it is; the source may have no byte there.
+                continue;
+            }
             const int s = src.at(1, 2 * chromaSrc(px) + column, chromaSrc(py) + row);
             std::uint8_t& d = dst.at(1, 2 * chromaDst(px) + column, chromaDst(py) + row);
             if (column == evenColumns) {
