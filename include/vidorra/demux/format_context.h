@@ -60,8 +60,9 @@ public:
     /// Releases the decoders and the source. Does nothing when closed.
     void close();
 
-    /// Makes FFmpeg give up what it waits for, where it asks: on sockets, not on local pipes and files. A
-    /// read then throws. It holds until the next open().
+    /// Makes FFmpeg give up what it waits for, where it asks: on sockets. A wait for a local pipe or file
+    /// that is already under way goes on; the next access fails. A read then throws. It holds until the next
+    /// open().
     void interrupt() noexcept;
 
     [[nodiscard]] bool isOpened() const noexcept { return mFormatContext != nullptr; }
