@@ -15,6 +15,10 @@ if(VIDORRA_SANITIZE)
     target_compile_options(vidorra_flags INTERFACE -fsanitize=${VIDORRA_SANITIZE} -fno-sanitize-recover=all
                                                    -fno-omit-frame-pointer)
     target_link_options(vidorra_flags INTERFACE -fsanitize=${VIDORRA_SANITIZE})
+    if(VIDORRA_SANITIZE MATCHES undefined)
+        # FFmpeg's enumerations grow with its generations: values outside of them are met, and have text forms.
+        target_compile_options(vidorra_flags INTERFACE -fno-sanitize=enum)
+    endif()
 endif()
 
 set(VIDORRA_OBJECT_LIBRARIES "" CACHE INTERNAL "")

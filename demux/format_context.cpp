@@ -220,8 +220,9 @@ std::unique_ptr<DecoderBase>& FormatContext::getCodecContext(unsigned streamInde
 
 std::unique_ptr<DecoderBase> FormatContext::makeDecoder(const AVStream& stream) const {
     const AVCodecParameters& parameters = *stream.codecpar;
+    // Outside of the block: a decoder that cannot be opened goes after the failure is logged.
+    std::unique_ptr<DecoderBase> decoder;
     try {
-        std::unique_ptr<DecoderBase> decoder;
         std::optional<DecoderBase::ChosenCodec> chosen;
         if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
             chosen = VideoDecoder::chooseCodec(parameters, VideoDecoder::Acceleration::None);

@@ -13,7 +13,7 @@ int main(int argc, char** argv) try {
     source.open("", true, std::chrono::seconds(2));
     const int video =
         av_find_best_stream(source.getAVFormatContext(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    for (vidorra::Packet packet = source.readPacket(); packet.size > 0; packet = source.readPacket()) {
+    for (vidorra::Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket()) {
         if (packet.stream_index == video) {
             std::cout << source.decodeVideoPacket(packet) << '\n';
         }

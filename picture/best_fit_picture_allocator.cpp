@@ -16,8 +16,8 @@ namespace {
 using MemBlock = BestFitPictureAllocator::MemBlock;
 using Blocks = std::vector<MemBlock>;
 
-// The callbacks are called from C, which nothing may leave. Deliberate: an error of deallocate() ends the
-// process, since a damaged allocator is not survived.
+// The callbacks are called from C, which nothing may leave. An error of deallocate() ends the process: a
+// damaged allocator is not survived.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 void freeBlock(void* opaque, std::uint8_t* data) noexcept {
     static_cast<BestFitPictureAllocator*>(opaque)->deallocate(data);

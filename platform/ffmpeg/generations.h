@@ -43,7 +43,7 @@ void resetPacket(AVPacket& packet);
 /// also after a failure. Gives a negative FFmpeg code when they cannot be read.
 int packetStrings(const AVPacket& packet, AVDictionary** strings);
 
-/// Puts `strings` in the place of that side data. Gives 0 or a negative FFmpeg code.
+/// Puts `strings`, at least one, in the place of that side data. Gives 0 or a negative FFmpeg code.
 int setPacketStrings(AVPacket& packet, const AVDictionary* strings);
 
 }  // namespace vidorra::ffmpeg_ext

@@ -77,6 +77,10 @@ void fillMaxPixelSteps(int steps[4], AVPixelFormat format) {
 
 int fillImageArrays(std::uint8_t* data[4], int linesize[4], const std::uint8_t* source, AVPixelFormat format,
                     int width, int height, int align) {
+    if (align < 1) {
+        // FFmpeg would give line sizes shorter than a row.
+        return AVERROR(EINVAL);
+    }
     if (isOurNva12(format)) {
         const int colour =
             av_image_fill_arrays(data, linesize, source, AV_PIX_FMT_NV12, width, height, align);
@@ -110,6 +114,9 @@ int fillImageArrays(std::uint8_t* data[4], int linesize[4], const std::uint8_t* 
 }
 
 int imageBufferSize(AVPixelFormat format, int width, int height, int align) {
+    if (align < 1) {
+        return AVERROR(EINVAL);
+    }
     if (isOurNva12(format)) {
         std::uint8_t* data[4] = {};
         int linesize[4] = {};

@@ -6,7 +6,9 @@
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define SANITIZER_ALLOCATES
-#include <sanitizer/allocator_interface.h>
+// Of <sanitizer/allocator_interface.h>, which GCC does not install.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
+                                                         void (*freed)(const volatile void*));
 #endif
 
 namespace {
@@ -25,7 +27,7 @@ void note(std::size_t size) {
 #ifdef SANITIZER_ALLOCATES
 
 // The sanitizer has replaced the allocator already, and tells about every block.
-static const int installed = __sanitizer_install_malloc_and_free_hooks(
+[[maybe_unused]] static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t size) { note(size); }, [](const volatile void*) {});
 
 #else

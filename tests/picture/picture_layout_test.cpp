@@ -245,5 +245,14 @@ TEST(PictureCopy, WithoutPixelsReadsNoPlane) {
     EXPECT_EQ(copy.frameSize(), (Size{0, 16}));
 }
 
+TEST(PictureLayout, AnAlignmentBelowOneIsRefused) {
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, NVA12}) {
+        for (const int alignment : {0, -1, -4, INT32_MIN}) {
+            EXPECT_THROW_TEXT(FFmpegError, ffmpegErrorText("Failed to get size of image: ", AVERROR(EINVAL)),
+                              Picture(Size{8, 8}, format, AVCOL_RANGE_MPEG, alignment));
+        }
+    }
+}
+
 }  // namespace
 }  // namespace vidorra

@@ -23,7 +23,7 @@ namespace vidorra {
 ///     FormatContext source;
 ///     source.setUrl("clip.mp4");
 ///     source.open("", true, std::chrono::seconds(2));
-///     for (Packet packet = source.readPacket(); packet.size > 0; packet = source.readPacket()) {
+///     for (Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket()) {
 ///         const VideoFrame frame = source.decodeVideoPacket(packet);
 ///         if (!frame.empty()) { ... }
 ///     }

@@ -16,7 +16,8 @@ std::atomic<Level> gLevel{Level::Warning};
 struct SinkSlot {
     // Guards `sink`, and held while it runs: that is what keeps lines whole and in one order.
     std::mutex mutex;
-    Sink sink;
+    // Null for the initial one. Shared with a call that is under way, since a sink may replace itself.
+    std::shared_ptr<const Sink> sink;
 };
 
 // Never destroyed: objects with static life may log while the process exits.
@@ -76,9 +77,8 @@ void write(Level level, std::string_view line) noexcept {
         struct Leave {
             ~Leave() { tInsideSink = false; }
         } leave;
-        // A copy, since the sink may replace itself.
-        const Sink sink = slot.sink;
-        sink(level, line);
+        const std::shared_ptr<const Sink> sink = slot.sink;
+        (*sink)(level, line);
     } catch (...) {
         // Deliberate: logging happens in destructors and in call-backs from C, which nothing may leave.
     }
@@ -116,14 +116,15 @@ Level level() noexcept {
 }
 
 void setSink(Sink sink) {
+    auto shared = sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr;
     auto& slot = sinkSlot();
     if (tInsideSink) {
         // This thread holds the lock already.
-        slot.sink.swap(sink);
+        slot.sink.swap(shared);
         return;
     }
     const std::lock_guard lock(slot.mutex);
-    slot.sink.swap(sink);
+    slot.sink.swap(shared);
 }
 
 struct MessageOstream::Line {

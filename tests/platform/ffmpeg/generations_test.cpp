@@ -341,5 +341,23 @@ TEST_F(PacketStrings, ThatFindNoMemoryAreAnErrorAndChangeNothing) {
     EXPECT_EQ(read(), (Strings{{"a", "1"}}));
 }
 
+TEST_F(PacketStrings, ThatFindNoPlaceAmongTheSideDataAreAnErrorAndLeakNothing) {
+    // As many kinds of side data as make their list the largest of all allocations.
+    constexpr int kOthers = 25;
+    for (int type = 0; mPacket->side_data_elems < kOthers; ++type) {
+        if (type != AV_PKT_DATA_STRINGS_METADATA) {
+            ASSERT_NE(av_packet_new_side_data(mPacket, static_cast<AVPacketSideDataType>(type), 1), nullptr);
+        }
+    }
+    const DictionaryGuard strings(Strings{{"a", "1"}});
+    {
+        const test::AllocationLimit limit(kOthers * sizeof(AVPacketSideData));
+        EXPECT_EQ(setPacketStrings(*mPacket, strings.dictionary), AVERROR(ENOMEM));
+    }
+    EXPECT_EQ(mPacket->side_data_elems, kOthers);
+    EXPECT_EQ(setPacketStrings(*mPacket, strings.dictionary), 0);
+    EXPECT_EQ(read(), (Strings{{"a", "1"}}));
+}
+
 }  // namespace
 }  // namespace vidorra::ffmpeg_ext

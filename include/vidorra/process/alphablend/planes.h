@@ -1,0 +1,67 @@
+#pragma once
+
+/// The values that the blending functions work on: planes of a raster as pointers and line sizes, without any
+/// knowledge of pictures, and an opacity.
+
+namespace vidorra::alphablend {
+
+/// Names of raster layouts, which select overloads and nothing else.
+namespace pixel_format {
+
+/// Luma, and a plane of U,V pairs, one for 2x2 pixels.
+struct NV12 {};
+/// NV12 with an alpha plane at luma resolution, one byte a pixel.
+struct NVA12 {};
+/// Four bytes a pixel: red, green, blue, alpha.
+struct RGBA32 {};
+/// Four bytes a pixel: alpha, red, green, blue.
+struct ARGB32 {};
+/// Three bytes a pixel: red, green, blue.
+struct RGB24 {};
+/// Three bytes a pixel: blue, green, red.
+struct BGR24 {};
+
+}  // namespace pixel_format
+
+/// A raster of the layout `F`; `P` is `unsigned char*` for a destination and `const unsigned char*` for a
+/// source. A plain value that owns nothing. This one serves the packed layouts.
+template <class F, class P>
+struct Planes {
+    /// In pixels.
+    int width;
+    int height;
+    P data;
+    /// Bytes from one row to the next; may exceed the bytes of the row's pixels.
+    int linesize;
+};
+
+template <class P>
+struct Planes<pixel_format::NV12, P> {
+    int width;
+    int height;
+    /// Luma, interleaved U and V.
+    P data[2];
+    int linesize[2];
+};
+
+template <class P>
+struct Planes<pixel_format::NVA12, P> {
+    int width;
+    int height;
+    /// Luma, interleaved U and V, one that is not used and may be null, alpha.
+    P data[4];
+    int linesize[4];
+};
+
+/// How much of the source shows: 0 is nothing, 255 is all of it.
+class Opacity {
+public:
+    constexpr explicit Opacity(unsigned char value) noexcept : mValue(value) {}
+
+    [[nodiscard]] constexpr unsigned char value() const noexcept { return mValue; }
+
+private:
+    unsigned char mValue;
+};
+
+}  // namespace vidorra::alphablend

@@ -1,0 +1,202 @@
+#include "vidorra/process/alphablend/multithreaded.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <future>
+#include <string>
+#include <thread>
+
+#include "vidorra/process/alphablend/blend.h"
+
+namespace vidorra::alphablend {
+namespace {
+
+using pixel_format::NV12;
+using pixel_format::NVA12;
+
+constexpr const char* kNumThreadsVariable = "VDR_ALPHABLEND_NUM_THREADS";
+constexpr std::int64_t kMinRowsPerSlice = 4;
+
+template <class P>
+void movePointer(P& pointer, std::int64_t distance) {
+    if (pointer != nullptr) {
+        pointer += distance;
+    }
+}
+
+template <class F>
+constexpr int kBytesPerPixel = 4;
+template <>
+constexpr int kBytesPerPixel<pixel_format::RGB24> = 3;
+template <>
+constexpr int kBytesPerPixel<pixel_format::BGR24> = 3;
+
+// Move the planes by pixels and by rows. A source that lies to the left of the destination or above it is
+// moved by the negated offset, hence the sign: offsets of chroma are rounded towards minus infinity before.
+template <class F, class P>
+void movePixels(Planes<F, P>& planes, std::int64_t x, int sign) {
+    movePointer(planes.data, sign * x * kBytesPerPixel<F>);
+}
+
+template <class P>
+void movePixels(Planes<NV12, P>& planes, std::int64_t x, int sign) {
+    movePointer(planes.data[0], sign * x);
+    movePointer(planes.data[1], sign * (x & ~std::int64_t{1}));
+}
+
+template <class P>
+void movePixels(Planes<NVA12, P>& planes, std::int64_t x, int sign) {
+    movePointer(planes.data[0], sign * x);
+    movePointer(planes.data[1], sign * (x & ~std::int64_t{1}));
+    movePointer(planes.data[3], sign * x);
+}
+
+template <class F, class P>
+void moveRows(Planes<F, P>& planes, std::int64_t rows, int sign) {
+    movePointer(planes.data, sign * rows * planes.linesize);
+}
+
+template <class P>
+void moveRows(Planes<NV12, P>& planes, std::int64_t rows, int sign) {
+    movePointer(planes.data[0], sign * rows * planes.linesize[0]);
+    movePointer(planes.data[1], sign * (rows >> 1) * planes.linesize[1]);
+}
+
+template <class P>
+void moveRows(Planes<NVA12, P>& planes, std::int64_t rows, int sign) {
+    movePointer(planes.data[0], sign * rows * planes.linesize[0]);
+    movePointer(planes.data[1], sign * (rows >> 1) * planes.linesize[1]);
+    movePointer(planes.data[2], sign * (rows >> 1) * planes.linesize[2]);
+    movePointer(planes.data[3], sign * rows * planes.linesize[3]);
+}
+
+template <class F, class P>
+void setSize(Planes<F, P>& planes, std::int64_t width, std::int64_t height) {
+    planes.width = static_cast<int>(width);
+    planes.height = static_cast<int>(height);
+}
+
+// What a thread does. It owns all that it reads but the pixels, nothing of it lies on the caller's stack.
+template <class DstSlices, class SrcSlices>
+struct SliceTask {
+    DstSlices dst;
+    SrcSlices src;
+    std::size_t slice;
+    Opacity opacity;
+
+    void operator()() const { blendPlanesOfSameSize(dst[slice], src[slice], opacity); }
+};
+
+}  // namespace
+
+template <std::size_t Threads>
+unsigned long getNumberOfThreads(int requested) {
+    // Safe as long as the program does not change its environment meanwhile.
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    if (const char* text = std::getenv(kNumThreadsVariable)) {
+        requested = std::stoi(text);
+    }
+    const unsigned long number =
+        requested > 0 ? static_cast<unsigned long>(requested) : std::thread::hardware_concurrency();
+    return std::clamp<unsigned long>(number, 1, Threads);
+}
+
+template <std::size_t Threads, class Format1, class Pointer1, class Format2, class Pointer2>
+void blendPlanesMultithreaded(Planes<Format1, Pointer1> dst, Planes<Format2, Pointer2> src,
+                              const Point& position, const Opacity& opacity, int numThreads) {
+    if (opacity.value() == 0) {
+        return;
+    }
+    // Wide, because positions near the limits of int have no negative, and before any pointer moves outside
+    // of its plane.
+    const std::int64_t x = position.x;
+    const std::int64_t y = position.y;
+    const std::int64_t height =
+        std::min(dst.height - std::max<std::int64_t>(y, 0), src.height + std::min<std::int64_t>(y, 0));
+    const std::int64_t width =
+        std::min(dst.width - std::max<std::int64_t>(x, 0), src.width + std::min<std::int64_t>(x, 0));
+    if (height <= 0 || width <= 0) {
+        return;
+    }
+    if (x < 0) {
+        movePixels(src, x, -1);
+    } else {
+        movePixels(dst, x, 1);
+    }
+    if (y < 0) {
+        moveRows(src, y, -1);
+    } else {
+        moveRows(dst, y, 1);
+    }
+
+    const auto threads = static_cast<std::int64_t>(getNumberOfThreads<Threads>(numThreads));
+    if (threads == 1) {
+        setSize(dst, width, height);
+        setSize(src, width, height);
+        blendPlanesOfSameSize(dst, src, opacity);
+        return;
+    }
+
+    // Slices begin on even rows, so that no two of them share a row of chroma.
+    const std::int64_t rowsPerSlice =
+        std::max(((height + threads - 1) / threads + 1) & ~std::int64_t{1}, kMinRowsPerSlice);
+    std::array<Planes<Format1, Pointer1>, Threads> dstSlices{};
+    std::array<Planes<Format2, Pointer2>, Threads> srcSlices{};
+    std::size_t slices = 0;
+    for (std::int64_t row = 0; row < height && slices < static_cast<std::size_t>(threads);
+         row += rowsPerSlice, ++slices) {
+        const std::int64_t rows = std::min(rowsPerSlice, height - row);
+        dstSlices[slices] = dst;
+        srcSlices[slices] = src;
+        moveRows(dstSlices[slices], row, 1);
+        moveRows(srcSlices[slices], row, 1);
+        setSize(dstSlices[slices], width, rows);
+        setSize(srcSlices[slices], width, rows);
+    }
+    if (slices == 1) {
+        blendPlanesOfSameSize(dstSlices[0], srcSlices[0], opacity);
+        return;
+    }
+
+    // When a thread cannot be started the destructors of these wait for the ones before it.
+    std::array<std::future<void>, Threads> workers;
+    for (std::size_t i = 1; i < slices; ++i) {
+        workers[i] = std::async(std::launch::async, SliceTask<decltype(dstSlices), decltype(srcSlices)>{
+                                                        dstSlices, srcSlices, i, opacity});
+    }
+    blendPlanesOfSameSize(dstSlices[0], srcSlices[0], opacity);
+    for (std::size_t i = 1; i < slices; ++i) {
+        workers[i].wait();
+    }
+}
+
+template VIDORRA_API unsigned long getNumberOfThreads<8>(int requested);
+
+template VIDORRA_API void blendPlanesMultithreaded<8>(Planes<NV12, unsigned char*> dst,
+                                                      Planes<NV12, const unsigned char*> src,
+                                                      const Point& position, const Opacity& opacity,
+                                                      int numThreads);
+template VIDORRA_API void blendPlanesMultithreaded<8>(Planes<NV12, unsigned char*> dst,
+                                                      Planes<NVA12, const unsigned char*> src,
+                                                      const Point& position, const Opacity& opacity,
+                                                      int numThreads);
+template VIDORRA_API void blendPlanesMultithreaded<8>(Planes<pixel_format::RGBA32, unsigned char*> dst,
+                                                      Planes<pixel_format::RGBA32, const unsigned char*> src,
+                                                      const Point& position, const Opacity& opacity,
+                                                      int numThreads);
+template VIDORRA_API void blendPlanesMultithreaded<8>(Planes<pixel_format::ARGB32, unsigned char*> dst,
+                                                      Planes<pixel_format::ARGB32, const unsigned char*> src,
+                                                      const Point& position, const Opacity& opacity,
+                                                      int numThreads);
+template VIDORRA_API void blendPlanesMultithreaded<8>(Planes<pixel_format::RGB24, unsigned char*> dst,
+                                                      Planes<pixel_format::RGB24, const unsigned char*> src,
+                                                      const Point& position, const Opacity& opacity,
+                                                      int numThreads);
+template VIDORRA_API void blendPlanesMultithreaded<8>(Planes<pixel_format::BGR24, unsigned char*> dst,
+                                                      Planes<pixel_format::BGR24, const unsigned char*> src,
+                                                      const Point& position, const Opacity& opacity,
+                                                      int numThreads);
+
+}  // namespace vidorra::alphablend

@@ -1,0 +1,224 @@
+// How many threads a blend uses, seen from its starts of threads: pthread_create is replaced in this program.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include "support/blend_reference.h"
+#include "support/throw_text.h"
+#include "vidorra/process/alphablend/blend.h"
+#include "vidorra/process/alphablend/multithreaded.h"
+
+namespace {
+
+std::atomic<int> startedThreads = 0;
+std::atomic<int> allowedThreads = INT_MAX;
+
+}  // namespace
+
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
+                              void* argument) noexcept {
+    using Function = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "pthread_create"));
+    if (startedThreads >= allowedThreads) {
+        return EAGAIN;
+    }
+    ++startedThreads;
+    return next(thread, attributes, start, argument);
+}
+
+namespace vidorra::alphablend {
+namespace {
+
+using test::Raster;
+using test::RasterFormat;
+
+constexpr const char* kVariable = "VDR_ALPHABLEND_NUM_THREADS";
+
+// Brings the environment and the counters back.
+class BlendThreads : public testing::Test {
+protected:
+    BlendThreads() { reset(); }
+    ~BlendThreads() override { reset(); }
+
+    void set(const char* text) { setenv(kVariable, text, 1); }
+
+    // The threads that a blend of ARGB rasters of this height starts.
+    int startedBy(int height, int numThreads) {
+        Raster src(RasterFormat::Argb, 8, height, 0, 0, mRandom);
+        Raster dst(RasterFormat::Argb, 8, height, 0, 0, mRandom);
+        return startedBy(dst, src, 0, 0, 1.0, numThreads);
+    }
+
+    int startedBy(Raster& dst, Raster& src, int x, int y, double opacity, int numThreads) {
+        unsigned char* to = dst.plane(0);
+        const unsigned char* from = src.plane(0);
+        const int toLinesize = dst.linesize(0);
+        const int fromLinesize = src.linesize(0);
+        startedThreads = 0;
+        blendArgb32(&to, &toLinesize, dst.width(), dst.height(), &from, &fromLinesize, src.width(),
+                    src.height(), x, y, opacity, numThreads);
+        return startedThreads;
+    }
+
+    std::mt19937 mRandom{1};
+
+private:
+    void reset() {
+        unsetenv(kVariable);
+        allowedThreads = INT_MAX;
+    }
+};
+
+unsigned long processors() {
+    return std::clamp<unsigned long>(std::thread::hardware_concurrency(), 1, 8);
+}
+
+TEST_F(BlendThreads, AreAsManyAsAskedForUpToEight) {
+    EXPECT_EQ(getNumberOfThreads<8>(1), 1U);
+    EXPECT_EQ(getNumberOfThreads<8>(5), 5U);
+    EXPECT_EQ(getNumberOfThreads<8>(8), 8U);
+    EXPECT_EQ(getNumberOfThreads<8>(9), 8U);
+    EXPECT_EQ(getNumberOfThreads<8>(INT_MAX), 8U);
+}
+
+TEST_F(BlendThreads, AreOneForEachProcessorWhenTheNumberIsNotPositive) {
+    EXPECT_EQ(getNumberOfThreads<8>(0), processors());
+    EXPECT_EQ(getNumberOfThreads<8>(-1), processors());
+    EXPECT_EQ(getNumberOfThreads<8>(INT_MIN), processors());
+}
+
+TEST_F(BlendThreads, AreOverriddenByTheEnvironment) {
+    struct Row {
+        const char* text;
+        unsigned long expected;
+    };
+    const Row rows[] = {
+        {.text = "1", .expected = 1},
+        {.text = "3", .expected = 3},
+        {.text = "100", .expected = 8},
+        {.text = "2147483647", .expected = 8},
+        {.text = "0", .expected = processors()},
+        {.text = "-4", .expected = processors()},
+        {.text = "-2147483648", .expected = processors()},
+        {.text = "4 threads", .expected = 4},
+        {.text = "6.9", .expected = 6},
+        {.text = " \t+5", .expected = 5},
+        {.text = "007", .expected = 7},
+        {.text = "0x5", .expected = processors()},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        set(row.text);
+        for (const int requested : {-1, 0, 2, 8}) {
+            EXPECT_EQ(getNumberOfThreads<8>(requested), row.expected);
+        }
+    }
+}
+
+TEST_F(BlendThreads, AreReadFromTheEnvironmentEachTime) {
+    set("2");
+    EXPECT_EQ(getNumberOfThreads<8>(7), 2U);
+    set("3");
+    EXPECT_EQ(getNumberOfThreads<8>(7), 3U);
+    unsetenv(kVariable);
+    EXPECT_EQ(getNumberOfThreads<8>(7), 7U);
+}
+
+TEST_F(BlendThreads, RefuseATextThatIsNoNumber) {
+    for (const char* text : {"", " ", "many", "-", "+", "x4", "--1"}) {
+        SCOPED_TRACE(text);
+        set(text);
+        EXPECT_THROW_TEXT(std::invalid_argument, "stoi", static_cast<void>(getNumberOfThreads<8>(1)));
+    }
+}
+
+TEST_F(BlendThreads, RefuseANumberBeyondInt) {
+    for (const char* text : {"2147483648", "-2147483649", "99999999999999999999999"}) {
+        SCOPED_TRACE(text);
+        set(text);
+        EXPECT_THROW_TEXT(std::out_of_range, "stoi", static_cast<void>(getNumberOfThreads<8>(1)));
+    }
+}
+
+TEST_F(BlendThreads, LeaveTheDestinationWhenTheEnvironmentIsWrong) {
+    set("some");
+    const Raster before(RasterFormat::Argb, 8, 64, 0, 0, mRandom);
+    Raster src(RasterFormat::Argb, 8, 64, 0, 0, mRandom);
+    Raster dst = before;
+    EXPECT_THROW_TEXT(std::invalid_argument, "stoi", startedBy(dst, src, 0, 0, 1.0, 4));
+    EXPECT_EQ(dst.difference(before), "");
+}
+
+TEST_F(BlendThreads, DoNotMatterWhereNothingIsToBeDrawn) {
+    set("some");
+    Raster src(RasterFormat::Argb, 8, 64, 0, 0, mRandom);
+    Raster dst(RasterFormat::Argb, 8, 64, 0, 0, mRandom);
+    EXPECT_EQ(startedBy(dst, src, 0, 0, 0.0, 4), 0);
+    EXPECT_EQ(startedBy(dst, src, 8, 0, 1.0, 4), 0);
+    EXPECT_EQ(startedBy(dst, src, 0, -64, 1.0, 4), 0);
+}
+
+TEST_F(BlendThreads, AreOneForEachSliceBesidesTheCaller) {
+    struct Row {
+        int height;
+        int numThreads;
+        int started;
+    };
+    const Row rows[] = {
+        {.height = 1080, .numThreads = 1, .started = 0},
+        {.height = 1080, .numThreads = 2, .started = 1},
+        {.height = 1080, .numThreads = 8, .started = 7},
+        {.height = 1080, .numThreads = 99, .started = 7},
+        // Slices of 4, 4 and 2 rows.
+        {.height = 10, .numThreads = 8, .started = 2},
+        {.height = 5, .numThreads = 8, .started = 1},
+        {.height = 4, .numThreads = 8, .started = 0},
+        {.height = 3, .numThreads = 8, .started = 0},
+        {.height = 1, .numThreads = 2, .started = 0},
+        {.height = 8, .numThreads = 3, .started = 1},
+        {.height = 9, .numThreads = 3, .started = 2},
+        // Slices of 6 rows: the share is rounded up to even rows, and the last slice stays empty.
+        {.height = 33, .numThreads = 7, .started = 5},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(startedBy(row.height, row.numThreads), row.started)
+            << row.height << " rows, " << row.numThreads << " threads";
+    }
+}
+
+TEST_F(BlendThreads, AreNotStartedWhenTheEnvironmentSaysOne) {
+    set("1");
+    EXPECT_EQ(startedBy(1080, 8), 0);
+}
+
+TEST_F(BlendThreads, ThatCannotBeStartedEndTheBlendWithTheirError) {
+    const int height = 64;
+    const Raster before(RasterFormat::Argb, 8, height, 0, 0, mRandom);
+    Raster src(RasterFormat::Argb, 8, height, 0, 0, mRandom);
+    Raster whole = before;
+    test::referenceBlend(RasterFormat::Argb, whole, src, 0, 0, 1.0);
+    Raster dst = before;
+    allowedThreads = 2;
+    EXPECT_THROW(startedBy(dst, src, 0, 0, 1.0, 4), std::system_error);
+    // Slices of 16 rows: the topmost has not run, the next two have ended, the last could not start.
+    Raster expected = before;
+    for (int row = 16; row < 48; ++row) {
+        for (int byte = 0; byte < 32; ++byte) {
+            expected.at(0, byte, row) = whole.at(0, byte, row);
+        }
+    }
+    EXPECT_EQ(dst.difference(expected), "");
+}
+
+}  // namespace
+}  // namespace vidorra::alphablend
