@@ -35,7 +35,7 @@ install)
     ;;
 cmake)
     rm -rf "$WORK/cmake"
-    "$CMAKE" -S "$project" -B "$WORK/cmake" -DCMAKE_PREFIX_PATH="$PREFIX" -DCMAKE_CXX_COMPILER="$CXX" \
+    "$CMAKE" -G Ninja -S "$project" -B "$WORK/cmake" -DCMAKE_PREFIX_PATH="$PREFIX" -DCMAKE_CXX_COMPILER="$CXX" \
         -DCMAKE_CXX_FLAGS="${SANITIZE:+-fsanitize=$SANITIZE}" -DEXPECTED_VERSION="$VERSION"
     "$CMAKE" --build "$WORK/cmake"
     "$WORK/cmake/consumer" "$WORK/clip.mp4"
