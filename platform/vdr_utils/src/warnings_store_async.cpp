@@ -45,13 +45,16 @@ Warning WarningsStoreAsync::add(const std::string& text) {
     if (text.empty()) {
         return {};
     }
+    // All that can fail comes before the text counts: otherwise nothing would withdraw it.
+    const std::shared_ptr<WarningsStoreAsync> self = shared_from_this();
+    std::string held = text;
     const std::lock_guard delivery(mDelivery);
     bool first = false;
     {
         const std::lock_guard lock(mMutex);
         first = ++mTexts[text] == 1;
     }
-    Warning warning(shared_from_this(), text);
+    Warning warning(self, std::move(held));
     if (first) {
         notify(Change::Shown, text);
     }
