@@ -39,6 +39,8 @@
 #include "vidorra/process/alphablend/multithreaded.h"
 #include "vidorra/process/alphablend/planes.h"
 #include "vidorra/process/compose.h"
+#include "vidorra/process/drawing.h"
+#include "vidorra/process/picture_analysis.h"
 #include "vidorra/reader/audio_frame_queue.h"
 #include "vidorra/reader/blocking_buffer_base.h"
 #include "vidorra/reader/blocking_frame_buffer_base.h"
