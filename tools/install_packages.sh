@@ -14,6 +14,7 @@ build  pkg-config         finds FFmpeg
 build  libavcodec-dev     FFmpeg: decoders and encoders
 build  libavformat-dev    FFmpeg: files and streams
 build  libavutil-dev      FFmpeg: buffers, formats, errors
+build  libswscale-dev     FFmpeg: scaling and conversion of pictures
 build  libfmt-dev         formats messages
 build  libexpected-dev    results that are a value or an error
 test   libgtest-dev       GoogleTest, runs the tests
