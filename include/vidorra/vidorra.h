@@ -38,6 +38,7 @@
 #include "vidorra/process/alphablend/blend.h"
 #include "vidorra/process/alphablend/multithreaded.h"
 #include "vidorra/process/alphablend/planes.h"
+#include "vidorra/process/color_range_converter.h"
 #include "vidorra/process/color_space_converter.h"
 #include "vidorra/process/compose.h"
 #include "vidorra/process/drawing.h"
