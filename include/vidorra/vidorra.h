@@ -25,6 +25,7 @@
 #include "vidorra/demux/format_context.h"
 #include "vidorra/demux/packet.h"
 #include "vidorra/demux/video_decoder.h"
+#include "vidorra/filter/filter_graph.h"
 #include "vidorra/picture/audio_buffer.h"
 #include "vidorra/picture/audio_frame.h"
 #include "vidorra/picture/best_fit_picture_allocator.h"
