@@ -17,6 +17,8 @@ build  libavformat-dev    FFmpeg: files and streams
 build  libavutil-dev      FFmpeg: buffers, formats, errors
 build  libswscale-dev     FFmpeg: scaling and conversion of pictures
 build  libfmt-dev         formats messages
+build  libboost-dev       converts configuration values
+build  nlohmann-json3-dev reads and writes configurations as JSON
 build  libexpected-dev    results that are a value or an error
 test   libgtest-dev       GoogleTest, runs the tests
 test   libgmock-dev       GoogleTest, matchers of the tests

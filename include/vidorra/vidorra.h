@@ -3,6 +3,11 @@
 /// Everything public of the library.
 
 #include "logger/logger.h"
+#include "objstream/object.h"
+// Ours, and not of every device's maker.
+#if __has_include("objstream/json.h")
+#include "objstream/json.h"
+#endif
 #include "udmabuf/udmabuf.h"
 #include "vdr_utils/bad_alloc.h"
 #include "vdr_utils/warning.h"
