@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include <vidorra/vidorra.h>
@@ -81,21 +82,34 @@ TEST_P(ReadSounds, AreTheSamplesAndTimesThatTheProgramsGive) {
     }
 }
 
-TEST_P(ReadSounds, HaveTimesThatRiseInALoop) {
+INSTANTIATE_TEST_SUITE_P(All, ReadSounds, testing::ValuesIn(wholePackets()),
+                         [](const auto& row) { return row.param.name; });
+
+// All but Opus: see docs/LIMITS.md.
+std::vector<Sound> soundsForLoops() {
+    std::vector<Sound> result;
+    for (const Sound& sound : wholePackets()) {
+        if (std::string(sound.decoder) != "opus") {
+            result.push_back(sound);
+        }
+    }
+    return result;
+}
+
+class LoopedSounds : public testing::TestWithParam<Sound> {};
+
+TEST_P(LoopedSounds, HaveTimesThatRise) {
     const Sound& sound = GetParam();
     const std::size_t once = audioOf(fileOf(sound), Mode::Once, SIZE_MAX).size();
     const std::vector<AudioFrame> frames = audioOf(fileOf(sound), Mode::Loop, 3 * once);
     ASSERT_EQ(frames.size(), 3 * once);
     for (std::size_t i = 1; i < frames.size(); ++i) {
-        EXPECT_GT(frames[i].timestamp().value, frames[i - 1].timestamp().value)
+        ASSERT_GT(frames[i].timestamp().value, frames[i - 1].timestamp().value)
             << "frame " << i << ", " << once << " in a pass";
-        if (i >= once) printf("%ld d%ld ", (long)frames[i].timestamp().value,
-            (long)(frames[i].timestamp().value-frames[i-1].timestamp().value-frames[i-1].audioBuffer().duration().value));
     }
-    puts("");
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ReadSounds, testing::ValuesIn(wholePackets()),
+INSTANTIATE_TEST_SUITE_P(All, LoopedSounds, testing::ValuesIn(soundsForLoops()),
                          [](const auto& row) { return row.param.name; });
 
 }  // namespace
