@@ -13,10 +13,10 @@ struct AVPacket;
 /// the project that asks for a version of FFmpeg.
 namespace vidorra::ffmpeg_ext {
 
-/// The channel mask of an audio stream or frame, 0 when it has none.
+/// The channel mask of an audio stream, codec or frame, 0 when it has none.
 std::uint64_t channelMask(const AVCodecParameters& parameters);
-std::uint64_t channelMask(const AVFrame& frame);
 std::uint64_t channelMask(const AVCodecContext& context);
+std::uint64_t channelMask(const AVFrame& frame);
 
 /// The number of channels of an audio stream, which can be known without a mask.
 int channelCount(const AVCodecParameters& parameters);
@@ -24,8 +24,8 @@ int channelCount(const AVCodecContext& context);
 
 /// Sets the mask and with it the number of channels. A mask of 0 leaves both alone.
 void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask);
-void setChannelMask(AVFrame& frame, std::uint64_t mask);
 void setChannelMask(AVCodecContext& context, std::uint64_t mask);
+void setChannelMask(AVFrame& frame, std::uint64_t mask);
 
 /// Sets an option of a codec context, or of its codec, by name; gives 0 or what av_opt_set gives. The options
 /// for channels are known on every generation:
@@ -33,8 +33,7 @@ void setChannelMask(AVCodecContext& context, std::uint64_t mask);
 /// - "ac", a number of channels. It keeps a mask that has as many and drops another one. A negative number is
 ///   AVERROR(ERANGE).
 /// - "channel_layout", a mask as a number or by name, which gives the number of channels too. It is passed
-/// over when
-///   "ac" has set another number, and 0 unsets it.
+///   over when "ac" has set another number, and 0 unsets it.
 /// - "ch_layout", by name, or a number of channels such as "6 channels".
 int setCodecOption(AVCodecContext& context, const char* name, const char* value);
 
