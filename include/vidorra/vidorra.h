@@ -40,6 +40,7 @@
 #include "vidorra/process/alphablend/planes.h"
 #include "vidorra/process/color_range_converter.h"
 #include "vidorra/process/compose.h"
+#include "vidorra/process/optimize_overlays.h"
 #include "vidorra/reader/audio_frame_queue.h"
 #include "vidorra/reader/blocking_buffer_base.h"
 #include "vidorra/reader/blocking_frame_buffer_base.h"
