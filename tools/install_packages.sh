@@ -12,13 +12,16 @@ build  cmake              describes the build
 build  ninja-build        runs the build
 build  pkg-config         finds FFmpeg
 build  libavcodec-dev     FFmpeg: decoders and encoders
+build  libavfilter-dev    FFmpeg: filter graphs
 build  libavformat-dev    FFmpeg: files and streams
 build  libavutil-dev      FFmpeg: buffers, formats, errors
+build  libswscale-dev     FFmpeg: scaling and conversion of pictures
 build  libfmt-dev         formats messages
+build  libboost-dev       converts configuration values
+build  nlohmann-json3-dev reads and writes configurations as JSON
 build  libexpected-dev    results that are a value or an error
 test   libgtest-dev       GoogleTest, runs the tests
 test   libgmock-dev       GoogleTest, matchers of the tests
-test   libavfilter-dev    FFmpeg: filter graphs, through which a test sends frames
 test   ffmpeg             makes the media that the tests read
 test   python3            checks the sources against the project rules
 demo   ffmpeg             makes the sample file

@@ -3,6 +3,11 @@
 /// Everything public of the library.
 
 #include "logger/logger.h"
+#include "objstream/object.h"
+// Ours, and not of every device's maker.
+#if __has_include("objstream/json.h")
+#include "objstream/json.h"
+#endif
 #include "udmabuf/udmabuf.h"
 #include "vdr_utils/bad_alloc.h"
 #include "vdr_utils/warning.h"
@@ -25,6 +30,7 @@
 #include "vidorra/demux/format_context.h"
 #include "vidorra/demux/packet.h"
 #include "vidorra/demux/video_decoder.h"
+#include "vidorra/filter/filter_graph.h"
 #include "vidorra/picture/audio_buffer.h"
 #include "vidorra/picture/audio_frame.h"
 #include "vidorra/picture/best_fit_picture_allocator.h"
@@ -39,8 +45,12 @@
 #include "vidorra/process/alphablend/multithreaded.h"
 #include "vidorra/process/alphablend/planes.h"
 #include "vidorra/process/color_range_converter.h"
+#include "vidorra/process/color_space_converter.h"
 #include "vidorra/process/compose.h"
+#include "vidorra/process/drawing.h"
 #include "vidorra/process/optimize_overlays.h"
+#include "vidorra/process/picture_analysis.h"
+#include "vidorra/process/scaler.h"
 #include "vidorra/reader/audio_frame_queue.h"
 #include "vidorra/reader/blocking_buffer_base.h"
 #include "vidorra/reader/blocking_frame_buffer_base.h"

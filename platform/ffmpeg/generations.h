@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+struct AVCodecContext;
 struct AVCodecParameters;
 struct AVDictionary;
 struct AVFrame;
@@ -12,8 +13,9 @@ struct AVPacket;
 /// the project that asks for a version of FFmpeg.
 namespace vidorra::ffmpeg_ext {
 
-/// The channel mask of an audio stream or frame, 0 when it has none.
+/// The channel mask of an audio stream, codec or frame, 0 when it has none.
 std::uint64_t channelMask(const AVCodecParameters& parameters);
+std::uint64_t channelMask(const AVCodecContext& context);
 std::uint64_t channelMask(const AVFrame& frame);
 
 /// The number of channels of an audio stream, which can be known without a mask.
@@ -21,6 +23,7 @@ int channelCount(const AVCodecParameters& parameters);
 
 /// Sets the mask and with it the number of channels. A mask of 0 leaves both alone.
 void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask);
+void setChannelMask(AVCodecContext& context, std::uint64_t mask);
 void setChannelMask(AVFrame& frame, std::uint64_t mask);
 
 /// Whether two audio streams have the same channels in the same order.

@@ -17,6 +17,8 @@ struct AVCodec;
 struct AVCodecContext;
 struct AVCodecParameters;
 struct AVDictionary;
+struct AVFilterContext;
+struct AVFilterGraph;
 struct AVFormatContext;
 struct AVFrame;
 struct AVPacket;

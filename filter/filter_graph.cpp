@@ -1,0 +1,253 @@
+#include "vidorra/filter/filter_graph.h"
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "platform/ffmpeg/filters.h"
+#include "platform/ffmpeg/generations.h"
+#include "platform/ffmpeg/pixel_formats.h"
+#include "vidorra/core/format.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
+#include <libavfilter/buffersink.h>
+#include <libavfilter/buffersrc.h>
+#include <libavutil/frame.h>
+#include <libavutil/mem.h>
+}
+
+namespace vidorra {
+namespace {
+
+using GraphPtr = std::unique_ptr<AVFilterGraph, void (*)(AVFilterGraph*)>;
+
+void freeGraph(AVFilterGraph* graph) {
+    avfilter_graph_free(&graph);
+}
+
+GraphPtr noGraph() {
+    return {nullptr, freeGraph};
+}
+
+GraphPtr newGraph() {
+    GraphPtr graph(avfilter_graph_alloc(), freeGraph);
+    if (graph == nullptr) {
+        throw std::bad_alloc();
+    }
+    return graph;
+}
+
+struct Elements {
+    const AVFilter* source;
+    const AVFilter* sink;
+};
+
+Elements findElements(const char* source, const char* sink, char kind) {
+    const Elements elements{avfilter_get_by_name(source), avfilter_get_by_name(sink)};
+    if (elements.source == nullptr || elements.sink == nullptr) {
+        throw std::runtime_error(fmt::format("filtering source or sink element not found ({})", kind));
+    }
+    return elements;
+}
+
+AVFilterContext* createFilter(AVFilterGraph& graph, const AVFilter* filter, const char* name,
+                              const char* arguments, const char* failureText) {
+    AVFilterContext* context = nullptr;
+    AvRes(avfilter_graph_create_filter(&context, filter, name, arguments, nullptr, &graph))
+        .throwIfError("{}", failureText);
+    return context;
+}
+
+// One end of the specification, by the name that the specification may use for it.
+struct ListDeleter {
+    void operator()(AVFilterInOut* list) const { avfilter_inout_free(&list); }
+};
+using ListPtr = std::unique_ptr<AVFilterInOut, ListDeleter>;
+
+ListPtr openEnd(const char* name, AVFilterContext* filter) {
+    ListPtr end(avfilter_inout_alloc());
+    if (end != nullptr) {
+        end->name = av_strdup(name);
+        end->filter_ctx = filter;
+        end->pad_idx = 0;
+        end->next = nullptr;
+    }
+    if (end == nullptr || end->name == nullptr) {
+        throw std::bad_alloc();
+    }
+    return end;
+}
+
+// Puts the filters of the specification between the source and the end in front of the sink.
+void parse(AVFilterGraph& graph, const std::string& spec, AVFilterContext* source, AVFilterContext* end,
+           AVBufferRef* hwDevice) {
+    AVFilterInOut* outputs = openEnd("in", source).release();
+    AVFilterInOut* inputs = nullptr;
+    ffmpeg_ext::ParsedSpecification parsed{AVERROR(ENOMEM), false};
+    try {
+        inputs = openEnd("out", end).release();
+        parsed = ffmpeg_ext::parseFilters(graph, spec.c_str(), &inputs, &outputs, hwDevice);
+    } catch (...) {
+        avfilter_inout_free(&outputs);
+        throw;
+    }
+    avfilter_inout_free(&inputs);
+    avfilter_inout_free(&outputs);
+    AvRes(parsed.code)
+        .throwIfError("{}", parsed.lacksDevice ? "Cannot configure filter" : "Cannot parse filter spec");
+}
+
+void configure(AVFilterGraph& graph) {
+    AvRes(avfilter_graph_config(&graph, nullptr)).throwIfError("Cannot configure filter");
+}
+
+// The range that pictures have between the source and the sink. Where the codec does not care it is full
+// range, in which no value of either range is lost on the way through RGB and back.
+AVColorRange workingRange(const AVCodecContext& context) {
+    return context.color_range == AVCOL_RANGE_MPEG ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG;
+}
+
+// The label that pictures bear between the source and the sink is kept in the graph's field for its user:
+// unspecified where they keep their own.
+void setRangeLabel(AVFilterGraph& graph, AVColorRange range) {
+    graph.opaque = reinterpret_cast<void*>(static_cast<std::intptr_t>(range));
+}
+
+AVColorRange rangeLabel(const AVFilterGraph& graph) {
+    return static_cast<AVColorRange>(reinterpret_cast<std::intptr_t>(graph.opaque));
+}
+
+// A specification that deals with ranges itself has to see the pictures as they are.
+bool namesARange(const std::string& spec) {
+    return spec.find("range") != std::string::npos;
+}
+
+// Whether a frame is one that the filter behind the source can read. Sources let pictures of another size
+// or format pass, behind which most filters read wrong memory; they look at samples themselves.
+bool accepts(const AVFilterContext& source, const AVFrame& frame) {
+    const AVFilterLink* link = source.outputs[0];
+    if (link->type != AVMEDIA_TYPE_VIDEO) {
+        return true;
+    }
+    if (frame.width == link->w && frame.height == link->h && frame.format == link->format) {
+        return true;
+    }
+    const bool scales = link->dst != nullptr && std::strcmp(link->dst->filter->name, "scale") == 0;
+    return scales && frame.format != ffmpeg_ext::kNva12 && frame.width > 0 && frame.height > 0;
+}
+
+}  // namespace
+
+FilterGraphBase::FilterGraphBase(std::unique_ptr<AVFilterGraph, void (*)(AVFilterGraph*)> graph) noexcept
+    : mGraph(std::move(graph)) {}
+
+AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame) {
+    if (mGraph == nullptr) {
+        return 0;
+    }
+    // Whatever happens, the frame goes.
+    AvPtr<AVFrame> input = std::move(frame);
+    if (mSource == nullptr || mSink == nullptr || (input != nullptr && !accepts(*mSource, *input))) {
+        return AvError::InvalidArgument;
+    }
+    const AVColorRange label = rangeLabel(*mGraph);
+    AVColorRange ownRange = AVCOL_RANGE_UNSPECIFIED;
+    if (input != nullptr) {
+        ownRange = input->color_range;
+        if (label != AVCOL_RANGE_UNSPECIFIED) {
+            input->color_range = label;
+        }
+    }
+    const AvRes sent = av_buffersrc_add_frame_flags(mSource, input.get(), AV_BUFFERSRC_FLAG_PUSH);
+    input.reset();
+    if (!sent.ok) {
+        return sent;
+    }
+    AvPtr<AVFrame> output = makeAvPtr<AVFrame>();
+    if (output == nullptr) {
+        return AvError::OutOfMemory;
+    }
+    const AvRes received = av_buffersink_get_frame(mSink, output.get());
+    if (!received.ok) {
+        return received;
+    }
+    // What comes out may be an earlier picture; the pictures of one stream have one range.
+    if (label != AVCOL_RANGE_UNSPECIFIED &&
+        (output->color_range == label || output->color_range == AVCOL_RANGE_UNSPECIFIED)) {
+        output->color_range = ownRange;
+    }
+    output->pict_type = AV_PICTURE_TYPE_NONE;
+    frame = std::move(output);
+    return 0;
+}
+
+FilterGraphVideo::FilterGraphVideo() noexcept : FilterGraphBase(noGraph()) {}
+
+FilterGraphVideo::FilterGraphVideo(const std::string& spec, AVCodecContext& context, AVBufferRef* hwDevice,
+                                   AVPixelFormat pixelFormat)
+    : FilterGraphBase(newGraph()) {
+    if (context.codec_type != AVMEDIA_TYPE_VIDEO) {
+        throw std::runtime_error("Only AVMEDIA_TYPE_VIDEO codec type is supported!");
+    }
+    const Elements elements = findElements("buffer", "buffersink", 'V');
+    // The format is not the context's, which names that of the device where the graph uploads to one.
+    const char* formatName = ffmpeg_ext::pixelFormatName(pixelFormat);
+    const AVColorRange range = workingRange(context);
+    const std::string arguments = fmt::format(
+        "video_size={}x{}:pix_fmt={}:time_base={}/{}:pixel_aspect={}/{}{}", context.width, context.height,
+        formatName != nullptr ? formatName : "yuv420p", context.time_base.num, context.time_base.den,
+        context.sample_aspect_ratio.num, context.sample_aspect_ratio.den, ffmpeg_ext::rangeOfSource(range));
+    mSource =
+        createFilter(*mGraph, elements.source, "in", arguments.c_str(), "Cannot create buffer source (V)");
+    mSink = createFilter(*mGraph, elements.sink, "out", nullptr, "Cannot create buffer sink (V)");
+    AVFilterContext* end = nullptr;
+    AvRes(ffmpeg_ext::pinVideoSink(*mGraph, *mSink, context.pix_fmt, &end))
+        .throwIfError("Cannot set output pixel format");
+    parse(*mGraph, spec, mSource, end, hwDevice);
+    AvRes(ffmpeg_ext::keepRangeInScaling(*mGraph, range)).throwIfError("Cannot configure filter");
+    configure(*mGraph);
+    setRangeLabel(*mGraph, namesARange(spec) ? AVCOL_RANGE_UNSPECIFIED : range);
+}
+
+FilterGraphAudio::FilterGraphAudio() noexcept : FilterGraphBase(noGraph()) {}
+
+FilterGraphAudio::FilterGraphAudio(const std::string& spec, AVCodecContext& context)
+    : FilterGraphBase(newGraph()) {
+    if (context.codec_type != AVMEDIA_TYPE_AUDIO) {
+        throw std::runtime_error("Only AVMEDIA_TYPE_AUDIO codec type is supported!");
+    }
+    const Elements elements = findElements("abuffer", "abuffersink", 'A');
+    const std::uint64_t layout = ffmpeg_ext::channelMask(context);
+    std::string arguments = fmt::format("time_base={}/{}:sample_rate={}:sample_fmt=", context.time_base.num,
+                                        context.time_base.den, context.sample_rate);
+    // Without a name the text ends here, and the source refuses it.
+    if (const char* formatName = av_get_sample_fmt_name(context.sample_fmt)) {
+        arguments += fmt::format("{}:channel_layout=0x{:x}", formatName, layout);
+    }
+    mSource =
+        createFilter(*mGraph, elements.source, "in", arguments.c_str(), "Cannot create buffer source (A)");
+    mSink = createFilter(*mGraph, elements.sink, "out", nullptr, "Cannot create buffer sink (A)");
+    AVFilterContext* end = nullptr;
+    ffmpeg_ext::AudioPin failed = ffmpeg_ext::AudioPin::SampleFormat;
+    const AvRes pinned = ffmpeg_ext::pinAudioSink(*mGraph, *mSink, context.sample_fmt, layout,
+                                                  context.sample_rate, &end, &failed);
+    switch (failed) {
+    case ffmpeg_ext::AudioPin::SampleFormat:
+        pinned.throwIfError("Cannot set output sample format");
+        break;
+    case ffmpeg_ext::AudioPin::ChannelLayout:
+        pinned.throwIfError("Cannot set output channel layout");
+        break;
+    case ffmpeg_ext::AudioPin::SampleRate:
+        pinned.throwIfError("Cannot set output sample rate");
+        break;
+    }
+    parse(*mGraph, spec, mSource, end, nullptr);
+    configure(*mGraph);
+}
+
+}  // namespace vidorra

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "vidorra/core/av_ptr.h"
+#include "vidorra/core/av_res.h"
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+
+namespace vidorra {
+
+/// A filter graph of FFmpeg between a frame and an encoder, or the absence of one. It is built once, for the
+/// settings of an open codec context, and then fed frame by frame.
+///
+///     FilterGraphVideo graph("yadif,scale=1280:720", context, nullptr, AV_PIX_FMT_YUV420P);
+///     AvPtr<AVFrame> frame = ...;
+///     const AvRes res = graph.filterFrame(frame);
+///     if (res.ok) { ... frame is what came out ... }
+///     else if (res.error == AvError::Again) { ... the graph needs more frames ... }
+///
+/// Owns: the graph, with its source and its sink. Copies: none; moving leaves the other one without a graph.
+/// Threads: one at a time.
+class VIDORRA_API FilterGraphBase {
+public:
+    /// Takes the graph, without a source and a sink.
+    explicit FilterGraphBase(std::unique_ptr<AVFilterGraph, void (*)(AVFilterGraph*)> graph) noexcept;
+
+    FilterGraphBase(FilterGraphBase&& other) noexcept = default;
+    FilterGraphBase& operator=(FilterGraphBase&& other) noexcept = default;
+    ~FilterGraphBase() = default;
+
+    /// Whether there is no graph: frames then pass as they are.
+    [[nodiscard]] bool empty() const noexcept { return mGraph == nullptr; }
+
+    /// Puts the filtered frame in the place of the frame. One frame goes in and at most one comes out; a
+    /// graph that makes several of one keeps the rest until the next calls. The frame that comes out leaves
+    /// the choice of its picture type to the encoder. Its time is in the unit of the codec context, unless
+    /// the specification changes that.
+    ///
+    /// Without a graph this is a success and the frame stays. After any failure the handle is empty and the
+    /// frame that went in is gone: AvError::Again says that the graph needs more input, AvError::Eof that it
+    /// has ended, which a null frame brings about and which lasts. A frame that is not of the size and
+    /// format, or not of the rate, channels and sample format, that the graph was built for is refused with
+    /// AvError::InvalidArgument; only where a scaler comes first are pictures of other sizes and formats
+    /// taken.
+    ///
+    /// A picture keeps its colour range: full-range pixels come out as full-range pixels, and limited-range
+    /// ones as such, also where filters scale or go through RGB, unless the specification asks for another
+    /// range.
+    AvRes filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame);
+
+protected:
+    std::unique_ptr<AVFilterGraph, void (*)(AVFilterGraph*)> mGraph;
+    // Both belong to the graph.
+    AVFilterContext* mSource = nullptr;
+    AVFilterContext* mSink = nullptr;
+};
+
+/// A graph of pictures.
+class VIDORRA_API FilterGraphVideo : public FilterGraphBase {
+public:
+    /// No graph.
+    FilterGraphVideo() noexcept;
+
+    /// Builds the graph of a specification for pictures in `pixelFormat` with the size, time base, aspect
+    /// ratio and range of an open codec context, which takes what comes out in its own pixel format.
+    /// `hwDevice`, which may be null, is offered to every filter; the graph takes references of its own. A
+    /// pixel format without a name stands for AV_PIX_FMT_YUV420P. Where the context says no range, filters
+    /// that convert between YUV and RGB take the pictures for full-range.
+    ///
+    /// Throws std::runtime_error for a context that is not of video, and FFmpegError with the step that
+    /// failed: "Cannot create buffer source (V)", "Cannot create buffer sink (V)", "Cannot set output pixel
+    /// format", "Cannot parse filter spec", or "Cannot configure filter", which is also what a filter without
+    /// the device that it needs gives.
+    FilterGraphVideo(const std::string& spec, AVCodecContext& context, AVBufferRef* hwDevice,
+                     AVPixelFormat pixelFormat);
+};
+
+/// A graph of samples.
+class VIDORRA_API FilterGraphAudio : public FilterGraphBase {
+public:
+    /// No graph.
+    FilterGraphAudio() noexcept;
+
+    /// Builds the graph of a specification for samples with the time base, rate, sample format and channel
+    /// layout of an open codec context, which takes what comes out with the same rate, format and layout. The
+    /// frames that come out have whatever number of samples the filters produce.
+    ///
+    /// Throws std::runtime_error for a context that is not of audio, and FFmpegError with the step that
+    /// failed: "Cannot create buffer source (A)", "Cannot create buffer sink (A)", "Cannot set output sample
+    /// format", "Cannot set output channel layout", "Cannot set output sample rate", "Cannot parse filter
+    /// spec", "Cannot configure filter".
+    FilterGraphAudio(const std::string& spec, AVCodecContext& context);
+};
+
+}  // namespace vidorra
