@@ -44,6 +44,8 @@
 #include "vidorra/process/alphablend/blend.h"
 #include "vidorra/process/alphablend/multithreaded.h"
 #include "vidorra/process/alphablend/planes.h"
+#include "vidorra/process/apply_lut.h"
+#include "vidorra/process/chroma_keying.h"
 #include "vidorra/process/color_range_converter.h"
 #include "vidorra/process/color_space_converter.h"
 #include "vidorra/process/compose.h"
