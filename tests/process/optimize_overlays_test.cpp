@@ -366,10 +366,13 @@ TEST_F(HandleOneOverlap, TakesAreasThatWrapAt32Bits) {
     // 65536 by 65536 pixels in common count as 0.
     EXPECT_THAT(handleOneOverlap({huge(65536, 65536, 0), huge(65536, 65536, 0)}, 1), IsEmpty());
     EXPECT_THAT(pieces(handleOneOverlap({huge(65536, 65536, 0), huge(65536, 65536, 0)}, 0)), SizeIs(1));
-    // The first passes over the second, until the third has made that smaller.
-    Overlays overlays = {huge(65536, 65536, 0), huge(131072, 65536, -100), huge(131072, 65536, 200)};
+    // The first passes over the second, until the third has cut that down to an area that does not wrap.
+    Overlays overlays = {huge(65536, 65536, 0), huge(131072, 65536, 0), huge(10000, 65536, 65400)};
     const auto expected = pieces(optimizedInSteps(overlays, 50000000));
     optimizeOverlays(overlays, 50000000);
+    EXPECT_THAT(expected,
+                ElementsAre(Piece{0, {65400, 0, 136, 65536}}, Piece{0, {0, 0, 65400, 65536}},
+                            Piece{0, {75400, 0, 55672, 65536}}, Piece{0, {65400, 0, 10000, 65536}}));
     EXPECT_EQ(pieces(overlays), expected);
 }
 
