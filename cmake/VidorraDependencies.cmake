@@ -6,4 +6,4 @@ find_package(tl-expected REQUIRED)
 
 # The libraries whose types appear in public headers are passed on to callers. The version is a floor that every
 # supported generation of FFmpeg meets: 4.3 has libavcodec 58.91.
-pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec>=58.91 libavfilter libavformat libavutil)
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec>=58.91 libavfilter libavformat libavutil libswresample)

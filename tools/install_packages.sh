@@ -15,6 +15,7 @@ build  libavcodec-dev     FFmpeg: decoders and encoders
 build  libavfilter-dev    FFmpeg: filter graphs
 build  libavformat-dev    FFmpeg: files and streams
 build  libavutil-dev      FFmpeg: buffers, formats, errors
+build  libswresample-dev  FFmpeg: sample rates and formats
 build  libfmt-dev         formats messages
 build  libexpected-dev    results that are a value or an error
 test   libgtest-dev       GoogleTest, runs the tests

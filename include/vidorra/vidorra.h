@@ -7,6 +7,7 @@
 #include "vdr_utils/bad_alloc.h"
 #include "vdr_utils/warning.h"
 #include "vdr_utils/warnings_store_async.h"
+#include "vidorra/audio/resampler.h"
 #include "vidorra/core/av_error.h"
 #include "vidorra/core/av_ptr.h"
 #include "vidorra/core/av_res.h"

@@ -23,3 +23,4 @@ struct AVFormatContext;
 struct AVFrame;
 struct AVPacket;
 struct AVStream;
+struct SwrContext;
