@@ -26,6 +26,7 @@
 #include "vidorra/demux/format_context.h"
 #include "vidorra/demux/packet.h"
 #include "vidorra/demux/video_decoder.h"
+#include "vidorra/filter/ffmpeg_filter_wrapper.h"
 #include "vidorra/filter/filter_graph.h"
 #include "vidorra/picture/audio_buffer.h"
 #include "vidorra/picture/audio_frame.h"
