@@ -3,7 +3,9 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
 find_package(tl-expected REQUIRED)
+# Headers alone.
+find_package(Boost 1.67 REQUIRED)
 
 # The libraries whose types appear in public headers are passed on to callers. The version is a floor that every
 # supported generation of FFmpeg meets: 4.3 has libavcodec 58.91.
-pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec>=58.91 libavfilter libavformat libavutil libswresample)
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec>=58.91 libavfilter libavformat libavutil libswresample libswscale)

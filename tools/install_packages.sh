@@ -16,7 +16,10 @@ build  libavfilter-dev    FFmpeg: filter graphs
 build  libavformat-dev    FFmpeg: files and streams
 build  libavutil-dev      FFmpeg: buffers, formats, errors
 build  libswresample-dev  FFmpeg: sample rates and formats
+build  libswscale-dev     FFmpeg: scaling and conversion of pictures
 build  libfmt-dev         formats messages
+build  libboost-dev       converts configuration values
+build  nlohmann-json3-dev reads and writes configurations as JSON
 build  libexpected-dev    results that are a value or an error
 test   libgtest-dev       GoogleTest, runs the tests
 test   libgmock-dev       GoogleTest, matchers of the tests

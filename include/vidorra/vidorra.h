@@ -3,6 +3,11 @@
 /// Everything public of the library.
 
 #include "logger/logger.h"
+#include "objstream/object.h"
+// Ours, and not of every device's maker.
+#if __has_include("objstream/json.h")
+#include "objstream/json.h"
+#endif
 #include "udmabuf/udmabuf.h"
 #include "vdr_utils/bad_alloc.h"
 #include "vdr_utils/warning.h"
@@ -26,6 +31,7 @@
 #include "vidorra/demux/format_context.h"
 #include "vidorra/demux/packet.h"
 #include "vidorra/demux/video_decoder.h"
+#include "vidorra/encode/encoder_base.h"
 #include "vidorra/filter/ffmpeg_filter_wrapper.h"
 #include "vidorra/filter/filter_graph.h"
 #include "vidorra/picture/audio_buffer.h"
@@ -41,7 +47,12 @@
 #include "vidorra/process/alphablend/blend.h"
 #include "vidorra/process/alphablend/multithreaded.h"
 #include "vidorra/process/alphablend/planes.h"
+#include "vidorra/process/color_range_converter.h"
+#include "vidorra/process/color_space_converter.h"
 #include "vidorra/process/compose.h"
+#include "vidorra/process/drawing.h"
+#include "vidorra/process/picture_analysis.h"
+#include "vidorra/process/scaler.h"
 #include "vidorra/reader/audio_frame_queue.h"
 #include "vidorra/reader/blocking_buffer_base.h"
 #include "vidorra/reader/blocking_frame_buffer_base.h"

@@ -12,7 +12,8 @@ struct AVPixFmtDescriptor;
 /// names are theirs.
 namespace vidorra::ffmpeg_ext {
 
-/// A flag of ff_draw_init: colours have the full range.
+/// Flags of ff_draw_init: blending changes the alpha component too; colours have the full range.
+inline constexpr unsigned kDrawProcessAlpha = 1;
 inline constexpr unsigned kDrawFullRange = 65536;
 
 /// What drawing has to know about a pixel format.
@@ -32,9 +33,38 @@ struct FFDrawContext {
     unsigned flags = 0;
 };
 
+/// A colour in the samples of a format.
+struct FFDrawColor {
+    /// Red, green, blue, alpha.
+    std::uint8_t rgba[4] = {};
+    /// Of each plane the bytes of one pixel as they stand in memory, samples of two bytes little-endian.
+    std::uint8_t comp[4][8] = {};
+};
+
 /// Fills the context for a format whose samples have 8 to 16 bits, little-endian, and lie at equal distances
-/// in each plane. Gives 0, or a negative FFmpeg code for any other format, with the context as it was.
+/// in each plane. Gives 0, or a negative FFmpeg code for any other format, with the context as it was. The
+/// formats with J in their name have the full range whatever the flags say.
 int ff_draw_init(FFDrawContext* draw, AVPixelFormat format, unsigned flags);
+
+/// Computes the colour's samples. Formats that are not RGB are taken as YUV by the matrix of BT.601, gray as
+/// its luma. A sample of more than 8 bits is the fraction of the largest one that its 8-bit value would be of
+/// 255; bits below a sample's own take part.
+void ff_draw_color(const FFDrawContext* draw, FFDrawColor* color, const std::uint8_t rgba[4]);
+
+/// Overwrites a rectangle that lies inside of the picture, alpha too. Positions and sizes are divided by each
+/// plane's subsampling as for ff_copy_rectangle2.
+void ff_fill_rectangle(const FFDrawContext* draw, const FFDrawColor* color, std::uint8_t* const dst[],
+                       const int dstLinesize[], int dstX, int dstY, int width, int height);
+
+/// Blends the colour, by its alpha, through a mask whose corner comes to x0, y0; what lies outside of the
+/// picture is left out. The mask has 8 bits a pixel (l2depth 3) or 1, the highest bit first (l2depth 0); its
+/// rows are maskLinesize bytes apart, which may be negative. Subsampled planes take the average coverage,
+/// where the pixels beyond the mask's edge count as not covered. Without kDrawProcessAlpha the alpha
+/// component stays. `endianness` is that of masks with larger pixels, which do not occur.
+void ff_blend_mask(const FFDrawContext* draw, const FFDrawColor* color, std::uint8_t* const dst[],
+                   const int dstLinesize[], int dstWidth, int dstHeight, const std::uint8_t* mask,
+                   int maskLinesize, int maskWidth, int maskHeight, int l2depth, unsigned endianness, int x0,
+                   int y0);
 
 /// Copies a rectangle plane by plane; positions and sizes are divided by each plane's subsampling, positions
 /// rounded down and sizes up. The rectangles lie inside of both pictures and do not overlap.

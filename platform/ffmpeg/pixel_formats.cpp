@@ -158,6 +158,10 @@ void copyImage(std::uint8_t* const destination[4], const int destinationLinesize
     av_image_copy(to, toLinesize, from, fromLinesize, format, width, height);
 }
 
+bool isStockFormat(AVPixelFormat format) {
+    return !isOurNva12(format) && av_pix_fmt_desc_get(format) != nullptr;
+}
+
 bool isForeignNva12(const AVFrame& frame) {
     return frame.format == kNva12 && frame.data[3] == nullptr && !nva12IsNative();
 }

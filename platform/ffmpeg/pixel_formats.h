@@ -42,6 +42,9 @@ void copyImage(std::uint8_t* const destination[4], const int destinationLinesize
                const std::uint8_t* const source[4], const int sourceLinesize[4], AVPixelFormat format,
                int width, int height);
 
+/// Whether a value is a format, and means the same to FFmpeg.
+bool isStockFormat(AVPixelFormat format);
+
 /// Whether a frame made by FFmpeg has the number of NVA12 but is in the format to which FFmpeg gave that
 /// number.
 bool isForeignNva12(const AVFrame& frame);

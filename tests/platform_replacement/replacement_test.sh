@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the library with a logger of another make, and a program that looks into that logger:
+# Builds the library with a logger and configuration objects of another make, and a program that uses both:
 #   replacement_test.sh SOURCE_DIR WORK_DIR CMAKE CXX
 set -euo pipefail
 source=$1 work=$2 cmake=$3 cxx=$4
@@ -15,19 +15,21 @@ build() {
 }
 
 rm -rf "$prefix"
-build "$here/device_logger" device_logger
-"$cmake" --install "$work/device_logger"
+for package in device_logger device_objstream; do
+    build "$here/$package" "$package"
+    "$cmake" --install "$work/$package"
+done
 # The build folder of the library is kept from run to run, and follows changes as any does.
-build "$source" library -DVIDORRA_LOGGER_PACKAGE=device_logger
+build "$source" library -DVIDORRA_LOGGER_PACKAGE=device_logger -DVIDORRA_OBJSTREAM_PACKAGE=device_objstream
 "$cmake" --install "$work/library"
 
 library=$(find "$prefix" -name libvidorra.so)
-if nm --dynamic --defined-only "$library" | grep ' [TW] _ZN6logger'; then
-    echo "libvidorra.so still defines a logger of its own" >&2
+if nm --dynamic --defined-only "$library" | grep -E ' [TW] _ZNK?(6logger|9objstream)'; then
+    echo "libvidorra.so still defines what was replaced" >&2
     exit 1
 fi
-if [ -n "$(find "$prefix/include/vidorra/platform" -name logger.h)" ]; then
-    echo "our logger's header is installed beside the other one" >&2
+if [ -n "$(find "$prefix/include/vidorra/platform" -path '*/logger/*' -o -path '*/objstream/*')" ]; then
+    echo "our headers are installed beside the other ones" >&2
     exit 1
 fi
 

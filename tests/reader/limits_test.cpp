@@ -1,12 +1,22 @@
 // Keeps the figures of docs/LIMITS.md true.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <limits>
+#include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include <vidorra/vidorra.h>
 
 #include "clips.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
 
 namespace vidorra::test {
 namespace {
@@ -80,6 +90,100 @@ INSTANTIATE_TEST_SUITE_P(Codecs, RoundedDurations,
                              name[name.find('.')] = '_';
                              return name;
                          });
+
+// The smallest and the greatest step between two frames of audio over three passes, in microseconds.
+struct Steps {
+    std::int64_t least = std::numeric_limits<std::int64_t>::max();
+    std::int64_t most = 0;
+};
+
+Steps stepsOfLoops(const std::string& path) {
+    std::size_t once = 0;
+    {
+        MediaFileReader reader(path, Mode::Once, nullptr);
+        reader.open();
+        for (; reader.read().index() != 0; ++once) {
+        }
+    }
+    MediaFileReader reader(path, Mode::Loop, nullptr);
+    reader.open();
+    Steps steps;
+    std::int64_t last = std::get<AudioFrame>(reader.read()).timestamp().value;
+    for (std::size_t i = 1; i < 3 * once; ++i) {
+        const std::int64_t time = std::get<AudioFrame>(reader.read()).timestamp().value;
+        steps.least = std::min(steps.least, time - last);
+        steps.most = std::max(steps.most, time - last);
+        last = time;
+    }
+    return steps;
+}
+
+TEST(SeamsOfLoops, OpusDoesNotRiseThereOutsideOfMp4) {
+    const std::vector<std::string> opus = {"-c:a", "libopus"};
+    EXPECT_LE(stepsOfLoops(mediaFile("loop-opus.ogg", tone("2") + opus)).least, 0);
+    EXPECT_LE(stepsOfLoops(mediaFile("loop-opus.mkv", tone("2") + opus)).least, 0);
+    EXPECT_GT(stepsOfLoops(mediaFile("loop-opus.mp4", tone("2") + opus)).least, 0);
+}
+
+TEST(SeamsOfLoops, AShortOggOfVorbisJumpsByADay) {
+    const std::vector<std::string> vorbis = {"-c:a", "libvorbis"};
+    constexpr std::int64_t kHour = 3600000000;
+    EXPECT_GT(stepsOfLoops(mediaFile("loop-vorbis.ogg", tone("1", "44100") + vorbis)).most, 24 * kHour);
+    EXPECT_LT(stepsOfLoops(mediaFile("loop-vorbis.ogg", tone("2", "44100") + vorbis)).most, 100000);
+    EXPECT_LT(stepsOfLoops(mediaFile("loop-vorbis.mkv", tone("1", "44100") + vorbis)).most, 100000);
+}
+
+TEST(SeamsOfLoops, AFileThatBeginsLatePausesForThatLong) {
+    const std::string path = mediaFile("loop-ac3.ts", tone("2") + std::vector<std::string>{"-c:a", "ac3"});
+    EXPECT_EQ(stepsOfLoops(path).most, 1400000 + 32000);
+}
+
+// What the streams say before each of the first three packets.
+std::vector<AVCodecID> announced(const std::string& rate, bool findStreamInfo) {
+    FormatContext source;
+    source.setUrl(
+        mediaFile("limit-mp2.ts", tone("1", rate) + std::vector<std::string>{"-c:a", "mp2", "-ac", "1"}));
+    source.open("", findStreamInfo, std::chrono::seconds(2));
+    std::vector<AVCodecID> codecs;
+    for (int i = 0; i < 3; ++i) {
+        codecs.push_back(source.trackAtIndex(0)->codecpar->codec_id);
+        static_cast<void>(source.readPacket());
+    }
+    return codecs;
+}
+
+TEST(Mp2InATransportStream, IsAnnouncedAsMp3AtFirst) {
+    constexpr AVCodecID kMp2 = AV_CODEC_ID_MP2;
+    constexpr AVCodecID kMp3 = AV_CODEC_ID_MP3;
+    EXPECT_THAT(announced("32000", true), testing::ElementsAre(kMp3, kMp3, kMp2));
+    EXPECT_THAT(announced("32000", false), testing::ElementsAre(kMp3, kMp3, kMp2));
+    EXPECT_THAT(announced("48000", true), testing::ElementsAre(kMp2, kMp2, kMp2));
+    EXPECT_THAT(announced("48000", false), testing::ElementsAre(kMp3, kMp2, kMp2));
+}
+
+TEST(TracksLeftOut, StillGiveThePacketsThatFfmpegHadRead) {
+    const std::string path =
+        mediaFile("limit-discard.mkv",
+                  pictures("1") + tone("1") + std::vector<std::string>{"-c:v", "mjpeg", "-c:a", "pcm_s16le"});
+    for (const bool findStreamInfo : {false, true}) {
+        SCOPED_TRACE(findStreamInfo);
+        FormatContext source;
+        source.setUrl(path);
+        source.open("", findStreamInfo, std::chrono::seconds(2));
+        source.discardTrackAtIndex(1, AVDISCARD_ALL);
+        int packets = 0;
+        for (Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket()) {
+            packets += packet.stream_index == 1 ? 1 : 0;
+        }
+        EXPECT_EQ(packets > 0, findStreamInfo) << packets;
+    }
+    MediaFileReader reader(path, Mode::Once, nullptr);
+    reader.open();
+    reader.selectTracks(std::nullopt, 0);
+    for (auto frame = reader.read(); frame.index() != 0; frame = reader.read()) {
+        ASSERT_TRUE(std::holds_alternative<VideoFrame>(frame));
+    }
+}
 
 }  // namespace
 }  // namespace vidorra::test

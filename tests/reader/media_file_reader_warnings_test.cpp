@@ -9,6 +9,7 @@
 #include <vidorra/vidorra.h>
 
 #include "clips.h"
+#include "recording_store.h"
 #include "support/log_capture.h"
 
 extern "C" {
@@ -21,24 +22,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using vx::vdr::utils::Warning;
-using vx::vdr::utils::WarningsStoreAsync;
 using Mode = MediaFileReader::PlaybackMode;
-
-// Keeps what was raised and withdrawn, in order.
-class RecordingStore : public WarningsStoreAsync {
-public:
-    Warning add(const std::string& text) override {
-        events.push_back("+" + text);
-        return WarningsStoreAsync::add(text);
-    }
-    void remove(const std::string& text) override {
-        events.push_back("-" + text);
-        WarningsStoreAsync::remove(text);
-    }
-
-    std::vector<std::string> events;
-};
 
 class ReaderWarnings : public testing::Test {
 protected:

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+#include "vidorra/core/geometry.h"
+#include "vidorra/picture/picture.h"
+#include "vidorra/picture/picture_allocator.h"
+
+struct SwsContext;
+
+namespace vidorra {
+
+/// A change of colour range that cannot be made at the same size.
+class VIDORRA_API ScalerUnsupportedError : public std::runtime_error {
+public:
+    ScalerUnsupportedError(AVPixelFormat srcFormat, AVColorRange srcRange, AVPixelFormat dstFormat,
+                           AVColorRange dstRange);
+};
+
+/// Makes pictures of another size, pixel format and colour range, with libswscale.
+///
+///     Scaler scaler;
+///     scaler.setAlgorithm("bicubic");
+///     Picture small = scaler.scale(frame.picture(), Size{640, 360}, AV_PIX_FMT_RGB24,
+///     AVCOL_RANGE_UNSPECIFIED);
+///
+/// A scaler keeps what it prepared for one pair of sizes and formats and is quick as long as they stay the
+/// same: use one for each road of pictures. Formats with J in their name are prepared anew each time.
+///
+/// Owns: the context of libswscale, not the allocator. Threads: one at a time.
+class VIDORRA_API Scaler {
+public:
+    enum class ScalingAlgorithm : int {
+        FastBilinear = 1,
+        Bilinear = 2,
+        Bicubic = 4,
+        X = 8,
+        Point = 16,
+        Area = 32,
+        Bicublin = 64,
+        Gauss = 128,
+        Sinc = 256,
+        Lanczos = 512,
+        Spline = 1024,
+    };
+
+    /// Bilinear, with pictures from getDefaultPictureAllocator().
+    Scaler();
+    Scaler(Scaler&& other) noexcept;
+    Scaler& operator=(Scaler&& other) noexcept;
+    ~Scaler();
+
+    /// For the next picture on. Values outside of the enumeration are passed on to libswscale.
+    void setAlgorithm(ScalingAlgorithm algorithm);
+
+    /// By name: "fast_bilinear", "bilinear", "bicubic", "x", "point", "area", "bicublin", "gauss", "sinc",
+    /// "lanczos", "spline". Throws std::runtime_error for another, after which the algorithm is as before.
+    void setAlgorithm(const std::string& name);
+
+    /// Where the next pictures come from; null means the default allocator. The allocator must outlive this
+    /// object and the pictures.
+    void setPictureAllocator(PictureAllocator* allocator);
+
+    /// `src` in another size, format and range. The size is rounded down to whole chroma samples of both
+    /// formats.
+    ///
+    /// When nothing changes the result shares the pixels of `src`. Ranges count as the same when either is
+    /// AVCOL_RANGE_UNSPECIFIED, and the result then keeps the range of `src`.
+    ///
+    /// Empty: for a size of 0, and for sizes and formats that libswscale cannot convert, NVA12 among them
+    /// unless the FFmpeg in use has it itself. Throws ScalerUnsupportedError where only the range changes, or
+    /// the format to NVA12, at the same size, and neither ColorRangeConverter nor libswscale can do it:
+    /// YUV420P to NVA12, NV12 or YUV420P; NV12 to NV12 or YUV420P; NVA12 to NVA12 or YUV420P, except from
+    /// limited NV12 or YUV420P to full YUV420P. Other formats of the same size pass through libswscale, which
+    /// may leave the pixels in their range where only the range was to change, such as in YUV444P. Passes on
+    /// what the allocator throws.
+    [[nodiscard]] Picture scale(const Picture& src, Size size, AVPixelFormat format, AVColorRange range);
+
+    /// In the format and range of `src`, sharing its pixels when the size is the same.
+    [[nodiscard]] Picture scale(const Picture& src, Size size);
+
+    /// In the size of `src`.
+    [[nodiscard]] Picture convertToColorspace(const Picture& src, AVPixelFormat format, AVColorRange range);
+
+private:
+    SwsContext* mContext = nullptr;
+    int mAlgorithm = static_cast<int>(ScalingAlgorithm::Bilinear);
+    PictureAllocator* mAllocator;
+};
+
+}  // namespace vidorra
+
+/// A picture of limited range as one of full range, by vidorra::ColorRangeConverter, from `allocator`, which
+/// must not be null. Empty when that converter does not do it. Passes on what the allocator throws.
+[[nodiscard]] VIDORRA_API vidorra::Picture tryConvertColorRange(vidorra::PictureAllocator* allocator,
+                                                                const vidorra::Picture& src,
+                                                                AVPixelFormat format, AVColorRange range);

@@ -1,0 +1,3 @@
+#pragma once
+
+#define OBJSTREAM_API __attribute__((visibility("default")))

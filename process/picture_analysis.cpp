@@ -1,0 +1,373 @@
+#include "vidorra/process/picture_analysis.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+
+#include "platform/ffmpeg/pixel_formats.h"
+#include "vidorra/core/enum_text.h"
+#include "vidorra/core/format.h"
+
+extern "C" {
+#include <libavutil/md5.h>
+#include <libavutil/mem.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace vidorra {
+namespace {
+
+constexpr const char* kPrefix = "....Pictures are different. ";
+
+// Searches rows of pixels for a byte that is not 0, eight bytes at a time where pixels fill them evenly.
+class AlphaRows {
+public:
+    AlphaRows(const Picture& picture, const AVComponentDescriptor& component)
+        : mData(picture.data()[static_cast<std::size_t>(component.plane)]),
+          mStride(picture.linesize()[static_cast<std::size_t>(component.plane)]),
+          mStep(component.step),
+          mOffset(component.offset) {
+        if (mStep <= kWord && kWord % mStep == 0) {
+            mPixelsInWord = kWord / mStep;
+            std::array<std::uint8_t, kWord> bytes{};
+            for (int i = mOffset; i < kWord; i += mStep) {
+                bytes[static_cast<std::size_t>(i)] = 0xFF;
+            }
+            std::memcpy(&mMask, bytes.data(), kWord);
+        }
+    }
+
+    // The first visible pixel of `row` from column `begin` on and before `end`, or `end`.
+    [[nodiscard]] int first(int row, int begin, int end) const {
+        const std::uint8_t* pixels = mData + row * mStride;
+        int x = begin;
+        if (mPixelsInWord > 0) {
+            while (end - x >= kWords * mPixelsInWord && isClear(pixels, x)) {
+                x += kWords * mPixelsInWord;
+            }
+        }
+        while (x < end && !isVisible(pixels, x)) {
+            ++x;
+        }
+        return x;
+    }
+
+    // The last visible pixel of `row` from column `begin` on and before `end`, or `begin` - 1.
+    [[nodiscard]] int last(int row, int begin, int end) const {
+        const std::uint8_t* pixels = mData + row * mStride;
+        int x = end;
+        if (mPixelsInWord > 0) {
+            while (x - begin >= kWords * mPixelsInWord && isClear(pixels, x - kWords * mPixelsInWord)) {
+                x -= kWords * mPixelsInWord;
+            }
+        }
+        do {
+            --x;
+        } while (x >= begin && !isVisible(pixels, x));
+        return x;
+    }
+
+private:
+    static constexpr int kWord = 8;
+    static constexpr int kWords = 16;
+
+    [[nodiscard]] bool isVisible(const std::uint8_t* pixels, int x) const {
+        return pixels[std::ptrdiff_t{x} * mStep + mOffset] != 0;
+    }
+    [[nodiscard]] bool isClear(const std::uint8_t* pixels, int x) const {
+        const std::uint8_t* bytes = pixels + std::ptrdiff_t{x} * mStep;
+        std::uint64_t any = 0;
+        for (int i = 0; i < kWords; ++i) {
+            std::uint64_t word = 0;
+            std::memcpy(&word, bytes + i * kWord, kWord);
+            any |= word;
+        }
+        return (any & mMask) == 0;
+    }
+
+    const std::uint8_t* mData;
+    std::ptrdiff_t mStride;
+    int mStep;
+    int mOffset;
+    int mPixelsInWord = 0;
+    std::uint64_t mMask = 0;
+};
+
+// Width and height of the part of a picture that a component describes, rounded down.
+Size componentSize(const Picture& picture, const AVPixFmtDescriptor& descriptor, int plane) {
+    const bool isChroma = (descriptor.flags & AV_PIX_FMT_FLAG_RGB) == 0 && (plane == 1 || plane == 2);
+    const Size size = picture.frameSize();
+    return isChroma ? Size{size.width >> descriptor.log2_chroma_w, size.height >> descriptor.log2_chroma_h}
+                    : size;
+}
+
+// Bytes of the pixels in a row of the component's plane.
+std::ptrdiff_t rowBytes(const Picture& picture, const AVPixFmtDescriptor& descriptor, int plane) {
+    std::ptrdiff_t result = 0;
+    for (int i = 0; i < descriptor.nb_components; ++i) {
+        const AVComponentDescriptor& component = descriptor.comp[i];
+        if (component.plane == plane) {
+            const int width = componentSize(picture, descriptor, plane).width;
+            // Chroma that shares its plane with luma has fewer samples at a larger distance.
+            const bool sparse = plane == 0 && (i == 1 || i == 2);
+            const int samples = sparse ? -(-width >> descriptor.log2_chroma_w) : width;
+            result = std::max(result, std::ptrdiff_t{samples} * component.step);
+        }
+    }
+    return result;
+}
+
+// How many samples two pictures differ in, for one component.
+struct Difference {
+    struct Sample {
+        int x = 0;
+        int y = 0;
+        int left = 0;
+        int right = 0;
+        int diff = 0;
+    };
+    Sample first;
+    Sample max;
+    int total = 0;
+};
+
+// Two pictures of the same shape, row by row of a plane.
+struct PlanePair {
+    const std::uint8_t* left;
+    const std::uint8_t* right;
+    std::ptrdiff_t leftStride;
+    std::ptrdiff_t rightStride;
+    Size size;
+    std::ptrdiff_t bytes;
+
+    PlanePair(const Picture& l, const Picture& r, const AVPixFmtDescriptor& descriptor, int plane)
+        : left(l.data()[static_cast<std::size_t>(plane)]),
+          right(r.data()[static_cast<std::size_t>(plane)]),
+          leftStride(l.linesize()[static_cast<std::size_t>(plane)]),
+          rightStride(r.linesize()[static_cast<std::size_t>(plane)]),
+          size(componentSize(l, descriptor, plane)),
+          bytes(rowBytes(l, descriptor, plane)) {}
+
+    [[nodiscard]] bool rowIsEqual(int y) const {
+        return std::memcmp(left + y * leftStride, right + y * rightStride, static_cast<std::size_t>(bytes)) ==
+               0;
+    }
+    [[nodiscard]] bool isEqual() const {
+        int y = 0;
+        while (y < size.height && rowIsEqual(y)) {
+            ++y;
+        }
+        return y >= size.height;
+    }
+};
+
+// Compares one component. Rows of equal bytes are left out at once.
+Difference compareComponent(const PlanePair& planes, const AVComponentDescriptor& component,
+                            unsigned tolerance) {
+    Difference result;
+    for (int y = 0; y < planes.size.height; ++y) {
+        if (planes.rowIsEqual(y)) {
+            continue;
+        }
+        const std::uint8_t* left = planes.left + y * planes.leftStride;
+        const std::uint8_t* right = planes.right + y * planes.rightStride;
+        int x = 0;
+        for (std::ptrdiff_t i = component.offset; x < planes.size.width && i < planes.bytes;
+             ++x, i += component.step) {
+            const int diff = std::abs(left[i] - right[i]);
+            if (static_cast<unsigned>(diff) <= tolerance) {
+                continue;
+            }
+            const Difference::Sample sample{x, y, left[i], right[i], diff};
+            if (result.total == 0) {
+                result.first = sample;
+            }
+            if (diff > result.max.diff) {
+                result.max = sample;
+            }
+            ++result.total;
+        }
+    }
+    return result;
+}
+
+void write(std::ostream& report, const Difference& difference, int index,
+           const AVComponentDescriptor& component) {
+    const auto place = [&](const Difference::Sample& sample) {
+        return fmt::format(" component:{} plane:{} offset:{}, x:{}, y:{}, value left:{}, value right:{}",
+                           index, component.plane, component.offset, sample.x, sample.y, sample.left,
+                           sample.right);
+    };
+    report << kPrefix << "First at" << place(difference.first) << ", diff:" << difference.first.diff << '\n';
+    report << kPrefix << "  Max at" << place(difference.max) << ", diff_max:" << difference.max.diff
+           << ", total:" << difference.total << '\n';
+}
+
+// Whether the pictures can be compared sample by sample; the report says what keeps them from it.
+bool haveSameShape(const Picture& left, const Picture& right, std::ostream* report) {
+    const auto refuse = [report](const char* what, const auto& ofLeft, const auto& ofRight) {
+        if (report != nullptr) {
+            *report << kPrefix << what << ": left:" << ofLeft << ", right:" << ofRight << '\n';
+        }
+        return false;
+    };
+    if (left.empty() || right.empty()) {
+        return refuse("Empty", static_cast<int>(left.empty()), static_cast<int>(right.empty()));
+    }
+    if (left.frameSize() != right.frameSize()) {
+        return refuse("Sizes", left.frameSize(), right.frameSize());
+    }
+    if (left.pixelFormat() != right.pixelFormat()) {
+        return refuse("Formats", to_string(left.pixelFormat()), to_string(right.pixelFormat()));
+    }
+    if (left.colorRange() != right.colorRange() && left.colorRange() != AVCOL_RANGE_UNSPECIFIED &&
+        right.colorRange() != AVCOL_RANGE_UNSPECIFIED) {
+        return refuse("ColorRanges", to_string(left.colorRange()), to_string(right.colorRange()));
+    }
+    return true;
+}
+
+}  // namespace
+
+Rect alphaTrimmedRect(const Picture& picture) {
+    const int width = picture.frameSize().width;
+    const int height = picture.frameSize().height;
+    if (!picture.hasAlpha()) {
+        return {0, 0, width, height};
+    }
+    const AVPixFmtDescriptor& descriptor = *ffmpeg_ext::pixelFormatDescriptor(picture.pixelFormat());
+    const AlphaRows alpha(picture, descriptor.comp[descriptor.nb_components - 1]);
+
+    // Deliberate: the last row does not count as the top one, and a picture of one row has none.
+    const int last = height - 1;
+    int top = 0;
+    int firstX = width;
+    for (; top < last; ++top) {
+        firstX = alpha.first(top, 0, width);
+        if (firstX < width) {
+            break;
+        }
+    }
+    if (top >= last) {
+        return {};
+    }
+
+    // The leftmost column, and in it the lowest row.
+    int left = firstX;
+    int lowestKnown = top;
+    for (int y = last; y > top; --y) {
+        const int x = alpha.first(y, 0, left);
+        if (x < left) {
+            left = x;
+            lowestKnown = y;
+        }
+    }
+
+    int bottom = lowestKnown;
+    int right = firstX;
+    for (int y = last; y > lowestKnown; --y) {
+        const int x = alpha.last(y, left, width);
+        if (x >= left) {
+            bottom = y;
+            right = x;
+            break;
+        }
+    }
+    for (int y = top; y <= bottom; ++y) {
+        right = std::max(right, alpha.last(y, right + 1, width));
+    }
+
+    const int gridX = -1 << descriptor.log2_chroma_w;
+    const int gridY = -1 << descriptor.log2_chroma_h;
+    const int x = left & gridX;
+    const int y = top & gridY;
+    return {x, y, (right & gridX) - gridX - x, (bottom & gridY) - gridY - y};
+}
+
+bool comparePictures(const Picture& left, const Picture& right, unsigned tolerance, bool skipLastComponent,
+                     std::ostream* report) {
+    if (!haveSameShape(left, right, report)) {
+        return false;
+    }
+    const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(left.pixelFormat());
+    if (descriptor == nullptr) {
+        return true;
+    }
+    // Asked once for each plane, which several components may share.
+    std::array<std::optional<bool>, 4> planeIsEqual;
+    bool equal = true;
+    for (int i = 0; i < (skipLastComponent ? 3 : 4); ++i) {
+        const AVComponentDescriptor& component = descriptor->comp[i];
+        if (component.depth == 0) {
+            continue;
+        }
+        if (component.depth != 8) {
+            if (report != nullptr) {
+                *report << "Unsupported component depth != 8. (depth:" << component.depth << ")\n";
+            }
+            throw std::runtime_error("Unsupported component depth != 8!");
+        }
+        const PlanePair planes(left, right, *descriptor, component.plane);
+        std::optional<bool>& same = planeIsEqual[static_cast<std::size_t>(component.plane)];
+        if (!same) {
+            same = planes.isEqual();
+        }
+        if (*same) {
+            continue;
+        }
+        const Difference difference = compareComponent(planes, component, tolerance);
+        if (difference.total == 0) {
+            continue;
+        }
+        equal = false;
+        if (report != nullptr) {
+            write(*report, difference, i, component);
+        }
+    }
+    return equal;
+}
+
+std::string getPlanesMD5(const Picture& picture) {
+    if (picture.empty()) {
+        return {};
+    }
+    const std::unique_ptr<AVMD5, void (*)(void*)> md5(av_md5_alloc(), av_free);
+    if (!md5) {
+        throw std::runtime_error("Out of memory");
+    }
+    av_md5_init(md5.get());
+    const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(picture.pixelFormat());
+    int maxPlane = 0;
+    for (int i = 0; descriptor != nullptr && i < descriptor->nb_components; ++i) {
+        maxPlane = std::max(maxPlane, static_cast<int>(descriptor->comp[i].plane));
+    }
+    // Deliberate: a walk by components and not by planes, up to the number of the last plane.
+    for (int i = 0; descriptor != nullptr && i <= maxPlane; ++i) {
+        const AVComponentDescriptor& component = descriptor->comp[i];
+        const auto plane = static_cast<std::size_t>(component.plane);
+        const Size size = componentSize(picture, *descriptor, component.plane);
+        // From an offset on, a row of whole pixels would reach beyond the picture's width.
+        const std::ptrdiff_t bytes =
+            std::min(std::ptrdiff_t{size.width} * component.step,
+                     rowBytes(picture, *descriptor, component.plane) - component.offset);
+        for (int y = 0; y < size.height && bytes > 0; ++y) {
+            const std::uint8_t* row = picture.data()[plane] + std::ptrdiff_t{y} * picture.linesize()[plane];
+            av_md5_update(md5.get(), row + component.offset, static_cast<int>(bytes));
+        }
+    }
+    std::uint8_t digest[16];
+    av_md5_final(md5.get(), digest);
+    std::string result;
+    for (const std::uint8_t byte : digest) {
+        result += fmt::format("{:02x}", byte);
+    }
+    return result;
+}
+
+}  // namespace vidorra
