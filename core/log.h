@@ -14,6 +14,7 @@ inline constexpr auto kLogError = static_cast<logger::Level>(1);
 inline constexpr auto kLogWarning = static_cast<logger::Level>(2);
 inline constexpr auto kLogInfo = static_cast<logger::Level>(4);
 inline constexpr auto kLogSource = static_cast<logger::Level>(5);
+inline constexpr auto kLogDebug = static_cast<logger::Level>(5);
 inline constexpr auto kLogCodec = static_cast<logger::Level>(6);
 
 /// Logs a formatted line, which costs no formatting when the level is disabled.

@@ -1,9 +1,13 @@
 #include "platform/ffmpeg/generations.h"
 
 #include <array>
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <limits>
 
 #include "platform/ffmpeg/filters.h"
+#include "platform/ffmpeg/resampling.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -15,6 +19,7 @@ extern "C" {
 #include <libavutil/frame.h>
 #include <libavutil/mem.h>
 #include <libavutil/opt.h>
+#include <libswresample/swresample.h>
 }
 
 // One line for each thing that came or went with a version.
@@ -24,6 +29,7 @@ extern "C" {
 #define HAVE_PACKET_TIME_BASE (LIBAVCODEC_VERSION_MAJOR >= 59)
 #define DICTIONARY_SIZE_IS_INT (LIBAVCODEC_VERSION_MAJOR < 59)
 #define HAVE_SOURCE_RANGE (LIBAVFILTER_VERSION_MAJOR >= 10)
+#define SAMPLE_POINTERS_ARE_CONST (LIBSWRESAMPLE_VERSION_MAJOR >= 5)
 #define DEVICE_BEFORE_INITIALISATION (LIBAVFILTER_VERSION_MAJOR >= 11)
 
 // While both the fields of the old and of the new channel layout exist, both are kept in step: callers may
@@ -80,7 +86,144 @@ void setMaskOf(T& object, std::uint64_t mask) {
 #endif
 }
 
+// How many there are, with the mask unknown.
+void setCountOf(AVCodecContext& context, int count) {
+#if HAVE_CH_LAYOUT
+    av_channel_layout_uninit(&context.ch_layout);
+    context.ch_layout.order = AV_CHANNEL_ORDER_UNSPEC;
+    context.ch_layout.nb_channels = count;
+#endif
+#if HAVE_CHANNEL_MASK_FIELD
+    context.channel_layout = 0;
+    context.channels = count;
+#endif
+}
+
+// The numbers of channel options, read by FFmpeg's own reader, which takes expressions and has the usual
+// errors.
+struct ChannelOptions {
+    const AVClass* avClass;
+    int count;
+    std::uint64_t mask;
+};
+
+int readChannelOption(ChannelOptions& options, const char* name, const char* value) {
+    static const std::array<AVOption, 3> kOptions = [] {
+        std::array<AVOption, 3> table{};
+        table[0].name = "ac";
+        table[0].offset = offsetof(ChannelOptions, count);
+        table[0].type = AV_OPT_TYPE_INT;
+        table[0].max = std::numeric_limits<int>::max();
+        table[1].name = "channel_layout";
+        table[1].offset = offsetof(ChannelOptions, mask);
+        table[1].type = AV_OPT_TYPE_UINT64;
+        table[1].max = static_cast<double>(std::numeric_limits<std::uint64_t>::max());
+        return table;
+    }();
+    static const AVClass kClass = [] {
+        AVClass made{};
+        made.class_name = "channels";
+        made.item_name = [](void*) { return "channels"; };
+        made.option = kOptions.data();
+        made.version = LIBAVUTIL_VERSION_INT;
+        return made;
+    }();
+    options = ChannelOptions{&kClass, 0, 0};
+    return av_opt_set(&options, name, value, 0);
+}
+
+// The mask that a text names, also by a number; 0 for none.
+std::uint64_t namedMask(const char* name) {
+#if HAVE_CH_LAYOUT
+    AVChannelLayout layout{};
+    if (av_channel_layout_from_string(&layout, name) < 0) {
+        return 0;
+    }
+    const std::uint64_t mask = layout.order == AV_CHANNEL_ORDER_NATIVE ? layout.u.mask : 0;
+    av_channel_layout_uninit(&layout);
+    return mask;
+#else
+    return av_get_channel_layout(name);
+#endif
+}
+
+int setChannelCount(AVCodecContext& context, const char* value) {
+    ChannelOptions options;
+    const int res = readChannelOption(options, "ac", value);
+    const std::uint64_t mask = maskOf(context);
+    if (res >= 0 && (mask == 0 || __builtin_popcountll(mask) != options.count)) {
+        setCountOf(context, options.count);
+    }
+    return res;
+}
+
+int setChannelMask(AVCodecContext& context, const char* value) {
+    std::uint64_t mask = namedMask(value);
+    if (mask == 0) {
+        ChannelOptions options;
+        const int res = readChannelOption(options, "channel_layout", value);
+        if (res < 0) {
+            return res;
+        }
+        mask = options.mask;
+    }
+    const int count = countOf(context);
+    if (mask == 0) {
+        setCountOf(context, count);
+    } else if (maskOf(context) != 0 || count <= 0 || count == __builtin_popcountll(mask)) {
+        setMaskOf(context, mask);
+    }
+    return 0;
+}
+
+int setChannelLayout(AVCodecContext& context, const char* value) {
+#if HAVE_CH_LAYOUT
+    AVChannelLayout layout{};
+    const int res = av_channel_layout_from_string(&layout, value);
+    if (res < 0) {
+        return res;
+    }
+    // It may hold a list of channels, which the context owns from now on.
+    av_channel_layout_uninit(&context.ch_layout);
+    context.ch_layout = layout;
+#if HAVE_CHANNEL_MASK_FIELD
+    context.channel_layout = layout.order == AV_CHANNEL_ORDER_NATIVE ? layout.u.mask : 0;
+    context.channels = layout.nb_channels;
+#endif
+    return 0;
+#else
+    if (const std::uint64_t mask = namedMask(value)) {
+        setMaskOf(context, mask);
+        return 0;
+    }
+    // "6 channels" and "6C" are numbers without a mask.
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long long number = std::strtoull(value, &end, 0);
+    const bool isCount = std::strcmp(end, "C") == 0 || std::strcmp(end, " channels") == 0;
+    if (!isCount || errno != 0 || number == 0 ||
+        number > static_cast<unsigned long long>(std::numeric_limits<int>::max())) {
+        return AVERROR(EINVAL);
+    }
+    setCountOf(context, static_cast<int>(number));
+    return 0;
+#endif
+}
+
 }  // namespace
+
+int setCodecOption(AVCodecContext& context, const char* name, const char* value) {
+    if (std::strcmp(name, "ac") == 0) {
+        return setChannelCount(context, value);
+    }
+    if (std::strcmp(name, "channel_layout") == 0) {
+        return setChannelMask(context, value);
+    }
+    if (std::strcmp(name, "ch_layout") == 0) {
+        return setChannelLayout(context, value);
+    }
+    return av_opt_set(&context, name, value, AV_OPT_SEARCH_CHILDREN);
+}
 
 std::uint64_t channelMask(const AVCodecParameters& parameters) {
     return maskOf(parameters);
@@ -88,6 +231,10 @@ std::uint64_t channelMask(const AVCodecParameters& parameters) {
 
 std::uint64_t channelMask(const AVCodecContext& context) {
     return maskOf(context);
+}
+
+int channelCount(const AVCodecContext& context) {
+    return countOf(context);
 }
 
 std::uint64_t channelMask(const AVFrame& frame) {
@@ -163,6 +310,20 @@ std::uint64_t defaultChannelMask(int channels) {
                : 0;
 }
 
+std::uint64_t channelMaskFromName(const std::string& name) {
+#if HAVE_CH_LAYOUT
+    AVChannelLayout layout{};
+    if (av_channel_layout_from_string(&layout, name.c_str()) < 0) {
+        return 0;
+    }
+    const std::uint64_t mask = layout.order == AV_CHANNEL_ORDER_NATIVE ? layout.u.mask : 0;
+    av_channel_layout_uninit(&layout);
+    return mask;
+#else
+    return av_get_channel_layout(name.c_str());
+#endif
+}
+
 void resetPacket(AVPacket& packet) {
     packet = AVPacket{};
     packet.pts = AV_NOPTS_VALUE;
@@ -200,6 +361,34 @@ int setPacketStrings(AVPacket& packet, const AVDictionary* strings) {
         return res;
     }
     return 0;
+}
+
+void setResamplerLayouts(SwrContext& context, std::uint64_t in, std::uint64_t out) {
+#if HAVE_CH_LAYOUT
+    const auto set = [&context](const char* name, std::uint64_t mask) {
+        AVChannelLayout layout{};
+        if (av_channel_layout_from_mask(&layout, mask) >= 0) {
+            av_opt_set_chlayout(&context, name, &layout, 0);
+        }
+    };
+    set("in_chlayout", in);
+    set("out_chlayout", out);
+#else
+    av_opt_set_int(&context, "in_channel_layout", static_cast<std::int64_t>(in), 0);
+    av_opt_set_int(&context, "in_channel_count", __builtin_popcountll(in), 0);
+    av_opt_set_int(&context, "out_channel_layout", static_cast<std::int64_t>(out), 0);
+    av_opt_set_int(&context, "out_channel_count", __builtin_popcountll(out), 0);
+#endif
+}
+
+int convertSamples(SwrContext& context, std::uint8_t* const* out, int outCount, const std::uint8_t* const* in,
+                   int inCount) {
+#if SAMPLE_POINTERS_ARE_CONST
+    return swr_convert(&context, out, outCount, in, inCount);
+#else
+    return swr_convert(&context, const_cast<std::uint8_t**>(out), outCount,
+                       const_cast<const std::uint8_t**>(in), inCount);
+#endif
 }
 
 std::string rangeOfSource(AVColorRange range) {

@@ -20,11 +20,22 @@ std::uint64_t channelMask(const AVFrame& frame);
 
 /// The number of channels of an audio stream, which can be known without a mask.
 int channelCount(const AVCodecParameters& parameters);
+int channelCount(const AVCodecContext& context);
 
 /// Sets the mask and with it the number of channels. A mask of 0 leaves both alone.
 void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask);
 void setChannelMask(AVCodecContext& context, std::uint64_t mask);
 void setChannelMask(AVFrame& frame, std::uint64_t mask);
+
+/// Sets an option of a codec context, or of its codec, by name; gives 0 or what av_opt_set gives. The options
+/// for channels are known on every generation:
+///
+/// - "ac", a number of channels. It keeps a mask that has as many and drops another one. A negative number is
+///   AVERROR(ERANGE).
+/// - "channel_layout", a mask as a number or by name, which gives the number of channels too. It is passed
+///   over when "ac" has set another number, and 0 unsets it.
+/// - "ch_layout", by name, or a number of channels such as "6 channels".
+int setCodecOption(AVCodecContext& context, const char* name, const char* value);
 
 /// Whether two audio streams have the same channels in the same order.
 bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b);
@@ -38,6 +49,9 @@ void setFrameDuration(AVFrame& frame, std::int64_t duration);
 
 /// The usual mask for a number of channels, the same on every generation; 0 where there is none.
 std::uint64_t defaultChannelMask(int channels);
+
+/// The mask for FFmpeg's name of a channel or a layout, 0 for an unknown one.
+std::uint64_t channelMaskFromName(const std::string& name);
 
 /// Brings an uninitialised packet, or one whose references have gone, into the empty state.
 void resetPacket(AVPacket& packet);

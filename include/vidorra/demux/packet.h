@@ -17,7 +17,8 @@ extern "C" {
 namespace vidorra {
 
 /// An AVPacket by value: it can be passed to FFmpeg as one. A packet of size 0 marks the end of the data.
-/// Times are in microseconds where the library makes the packet.
+/// Times are in microseconds where the library read the packet, and in the time base of the codec where it
+/// encoded it.
 ///
 /// Owns: the reference to its data.
 /// Threads: one at a time.

@@ -1,10 +1,12 @@
-// Shows that the library's lines reach the logger that replaced ours, whichever way they are written.
+// Shows that the library's lines reach the logger that replaced ours, whichever way they are written, and that it takes
+// configurations from the objects that replaced ours.
 #include <iostream>
 #include <string>
 
 #include <vidorra/vidorra.h>
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavutil/log.h>
 }
 
@@ -24,6 +26,14 @@ int main(int argc, char** argv) try {
             std::cerr << "no decoder\n";
             return 1;
         }
+    }
+    // A configuration of the device's own making.
+    objstream::object config;
+    config["codec_id"] = std::string("mpeg4");
+    const vidorra::EncoderBase encoder(config, "encoder");
+    if (encoder.codecContext()->codec_id != AV_CODEC_ID_MPEG4) {
+        std::cerr << "no encoder\n";
+        return 1;
     }
     // FFmpeg's lines come through print().
     ffmpeg_enable_logging();

@@ -1,0 +1,50 @@
+#include "encode/encoder_calls.h"
+
+#include <dlfcn.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace vidorra::test {
+
+void* findNextFunction(const char* name) {
+    void* function = dlsym(RTLD_NEXT, name);
+    if (function == nullptr) {
+        throw std::runtime_error(std::string("no function ").append(name));
+    }
+    return function;
+}
+
+EncoderCalls& encoderCalls() {
+    static EncoderCalls calls;
+    return calls;
+}
+
+}  // namespace vidorra::test
+
+// No header of FFmpeg here: it would declare these functions with types of its own.
+#define EXPORTED __attribute__((visibility("default")))
+
+extern "C" {
+
+using vidorra::test::encoderCalls;
+
+EXPORTED void* avcodec_alloc_context3(const void* codec) {
+    return encoderCalls().avcodecAllocContext3(codec);
+}
+EXPORTED int av_opt_set(void* object, const char* name, const char* value, int flags) {
+    return encoderCalls().avOptSet(object, name, value, flags);
+}
+EXPORTED int avcodec_parameters_from_context(void* parameters, const void* context) {
+    return encoderCalls().avcodecParametersFromContext(parameters, context);
+}
+EXPORTED int avcodec_send_frame(void* context, const void* frame) {
+    return encoderCalls().avcodecSendFrame(context, frame);
+}
+EXPORTED int avcodec_receive_packet(void* context, void* packet) {
+    return encoderCalls().avcodecReceivePacket(context, packet);
+}
+EXPORTED void* av_packet_alloc() {
+    return encoderCalls().avPacketAlloc();
+}
+}

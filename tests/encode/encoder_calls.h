@@ -1,0 +1,20 @@
+#pragma once
+
+#include "demux/calls.h"
+
+namespace vidorra::test {
+
+/// The functions of FFmpeg that encoders call, as far as tests have to stand between. FFmpeg's structures
+/// stand as void.
+struct EncoderCalls {
+    Call<void*(const void*)> avcodecAllocContext3{"avcodec_alloc_context3"};
+    Call<int(void*, const char*, const char*, int)> avOptSet{"av_opt_set"};
+    Call<int(void*, const void*)> avcodecParametersFromContext{"avcodec_parameters_from_context"};
+    Call<int(void*, const void*)> avcodecSendFrame{"avcodec_send_frame"};
+    Call<int(void*, void*)> avcodecReceivePacket{"avcodec_receive_packet"};
+    Call<void*()> avPacketAlloc{"av_packet_alloc"};
+};
+
+EncoderCalls& encoderCalls();
+
+}  // namespace vidorra::test
