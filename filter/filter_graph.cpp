@@ -1,11 +1,11 @@
 #include "vidorra/filter/filter_graph.h"
 
 #include <cstdint>
-#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <utility>
 
+#include "filter/accepted_frames.h"
 #include "platform/ffmpeg/filters.h"
 #include "platform/ffmpeg/generations.h"
 #include "platform/ffmpeg/pixel_formats.h"
@@ -124,20 +124,6 @@ AVColorRange rangeLabel(const AVFilterGraph& graph) {
 // A specification that deals with ranges itself has to see the pictures as they are.
 bool namesARange(const std::string& spec) {
     return spec.find("range") != std::string::npos;
-}
-
-// Whether a frame is one that the filter behind the source can read. Sources let pictures of another size
-// or format pass, behind which most filters read wrong memory; they look at samples themselves.
-bool accepts(const AVFilterContext& source, const AVFrame& frame) {
-    const AVFilterLink* link = source.outputs[0];
-    if (link->type != AVMEDIA_TYPE_VIDEO) {
-        return true;
-    }
-    if (frame.width == link->w && frame.height == link->h && frame.format == link->format) {
-        return true;
-    }
-    const bool scales = link->dst != nullptr && std::strcmp(link->dst->filter->name, "scale") == 0;
-    return scales && frame.format != ffmpeg_ext::kNva12 && frame.width > 0 && frame.height > 0;
 }
 
 }  // namespace

@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         value = objstream::parseJson(text);
     } catch (const objstream::JsonError& error) {
         expect(error.line() >= 1 && error.column() >= 1, "an error has a line and a column");
-        expect(error.line() <= text.size() + 1 && error.column() <= text.size() + 1, "an error lies in the text");
+        expect(error.line() <= text.size() + 1 && error.column() <= text.size() + 1,
+               "an error lies in the text");
         // It is UTF-8 whatever the text is.
         static_cast<void>(objstream::toJson(objstream::object(error.what())));
         expect(std::strlen(error.what()) < 1000, "an error has a length that can be read");

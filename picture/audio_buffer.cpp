@@ -196,17 +196,24 @@ void AudioBuffer::setSample_s16(std::vector<short> values, unsigned long index) 
     std::copy_n(values.begin(), count, samplesAt(index, count));
 }
 
+unsigned long AudioBuffer::availableSamples() const noexcept {
+    if (mPlanes == nullptr || mNumberOfSamples == 0) {
+        return 0;
+    }
+    const int channelsPerPlane = mPlanes->size() == 1 ? numberOfChannels() : 1;
+    const auto sampleBytes = static_cast<unsigned long>(av_get_bytes_per_sample(mSampleFormat)) *
+                             static_cast<unsigned long>(channelsPerPlane);
+    // All planes have the same size.
+    return sampleBytes == 0 ? 0 : std::min(mNumberOfSamples, mPlanes->front().size() / sampleBytes);
+}
+
 AudioLevel AudioBuffer::getAudioLevel() const {
     ffmpeg_ext::AudioLevelRecord record{};
     const int channelsPerPlane = planes().size() == 1 ? numberOfChannels() : 1;
-    const auto sampleBytes = static_cast<std::size_t>(av_get_bytes_per_sample(mSampleFormat)) *
-                             static_cast<std::size_t>(channelsPerPlane);
-    if (planes().empty() || sampleBytes == 0) {
+    const auto samples = static_cast<std::int64_t>(availableSamples());
+    if (samples == 0) {
         return {};
     }
-    // The planes are shorter than the count when another copy has shrunk them.
-    const auto samples =
-        static_cast<std::int64_t>(std::min(mNumberOfSamples, planes().front().size() / sampleBytes));
     if (planes().size() == 1) {
         ffmpeg_ext::av_audio_level_calc(planes()[0].data(), samples, channelsPerPlane, mSampleFormat,
                                         &record);

@@ -15,6 +15,7 @@ build  libavcodec-dev     FFmpeg: decoders and encoders
 build  libavfilter-dev    FFmpeg: filter graphs
 build  libavformat-dev    FFmpeg: files and streams
 build  libavutil-dev      FFmpeg: buffers, formats, errors
+build  libswresample-dev  FFmpeg: sample rates and formats
 build  libswscale-dev     FFmpeg: scaling and conversion of pictures
 build  libfmt-dev         formats messages
 build  libboost-dev       converts configuration values

@@ -27,12 +27,10 @@
 #include "vidorra/core/enum_text.h"
 #include "vidorra/process/color_range_converter.h"
 
-#if defined(VIDORRA_BENCHMARK_SWSCALE)
 extern "C" {
 #include <libavutil/opt.h>
 #include <libswscale/swscale.h>
 }
-#endif
 #if defined(VIDORRA_BENCHMARK_ZIMG)
 #include <zimg.h>
 #endif
@@ -120,7 +118,6 @@ Convert byLibrary(const Shape& shape, AVPixelFormat format) {
     };
 }
 
-#if defined(VIDORRA_BENCHMARK_SWSCALE)
 // The ranges have to be known before the context is initialised: later they are taken and ignored.
 Convert bySwscale(const Shape& shape, AVPixelFormat format) {
     const std::shared_ptr<SwsContext> context(sws_alloc_context(), sws_freeContext);
@@ -144,7 +141,6 @@ Convert bySwscale(const Shape& shape, AVPixelFormat format) {
                   dst.linesize.data());
     };
 }
-#endif
 
 #if defined(VIDORRA_BENCHMARK_ZIMG)
 zimg_image_format zimgFormat(const Shape& shape, zimg_pixel_range_e range) {
@@ -236,9 +232,7 @@ struct Peer {
 
 std::vector<Peer> makePeers(const Shape& shape, AVPixelFormat format) {
     std::vector<Peer> peers;
-#if defined(VIDORRA_BENCHMARK_SWSCALE)
     peers.push_back({"libswscale", bySwscale(shape, format), 20});
-#endif
 #if defined(VIDORRA_BENCHMARK_ZIMG)
     if (format == AV_PIX_FMT_YUV420P) {
         peers.push_back({"zimg", byZimg(shape), 2});

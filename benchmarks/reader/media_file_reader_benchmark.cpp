@@ -94,7 +94,8 @@ void benchmarkReaders(const std::string& path, int repetitions) {
     }
     comparison.printTable();
     comparison.printRatio(sync, plain, 1.02);
-    comparison.printRatio(async, loops, 1.03);
+    // 0.97 of the frames per second.
+    comparison.printRatio(async, loops, 1.03, Comparison::Column::Wall);
 #ifdef VIDORRA_BENCHMARK_OPENCV
     comparison.printRatio(sync, openCv, 0.8);
 #endif
@@ -199,6 +200,8 @@ void benchmarkLatency(const std::string& path, std::chrono::milliseconds duratio
 
 int main(int argc, char** argv) try {
     const bench::Options options = bench::parseOptions(argc, argv);
+    // A reader that goes while its thread waits for room says that a frame is lost, which is no news here.
+    logger::setLevel(logger::Level::Error);
     const std::string path = bench::h264File(options.shortRun).string();
     benchmarkReaders(path, options.repetitions);
     benchmarkQueue(options.shortRun);

@@ -125,15 +125,18 @@ void Comparison::printTable() const {
     }
 }
 
-void Comparison::printRatio(const std::string& name, const std::string& reference,
-                            std::optional<double> aim) const {
+void Comparison::printRatio(const std::string& name, const std::string& reference, std::optional<double> aim,
+                            Column column) const {
     const std::vector<Times>& ours = mTimes[indexOf(name)];
     const std::vector<Times>& theirs = mTimes[indexOf(reference)];
     const double cpuRatio = medianOf(ours, [&](std::size_t i) { return ours[i].cpu / theirs[i].cpu; });
     const double wallRatio = medianOf(ours, [&](std::size_t i) { return ours[i].wall / theirs[i].wall; });
-    const std::string aimText =
-        aim ? "aim: CPU at most " + std::to_string(*aim).substr(0, 4) + (cpuRatio <= *aim ? "" : ", MISSED")
-            : "no aim";
+    const bool cpu = column == Column::Cpu;
+    const double judged = cpu ? cpuRatio : wallRatio;
+    const std::string aimText = aim ? std::string("aim: ") + (cpu ? "CPU" : "wall") + " at most " +
+                                          std::to_string(*aim).substr(0, 4) +
+                                          (judged <= *aim ? "" : ", MISSED")
+                                    : "no aim";
     std::printf("  %-44s %10.3f %10.3f   %s\n", (name + " / " + reference).c_str(), cpuRatio, wallRatio,
                 aimText.c_str());
 }

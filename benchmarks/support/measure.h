@@ -59,9 +59,13 @@ public:
     /// Prints the medians of all competitors, in milliseconds.
     void printTable() const;
 
+    /// The column that an aim is about: CPU time for what work costs, wall time for how fast frames come.
+    enum class Column { Cpu, Wall };
+
     /// Prints one ratio of times, the median of the ratios within each repetition, and the aim, if there is
-    /// one: the largest ratio of CPU time that is wanted.
-    void printRatio(const std::string& name, const std::string& reference, std::optional<double> aim) const;
+    /// one: the largest ratio that is wanted in a column.
+    void printRatio(const std::string& name, const std::string& reference, std::optional<double> aim,
+                    Column column = Column::Cpu) const;
 
 private:
     [[nodiscard]] std::size_t indexOf(const std::string& name) const;

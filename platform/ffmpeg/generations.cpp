@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "platform/ffmpeg/filters.h"
+#include "platform/ffmpeg/resampling.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -18,6 +19,7 @@ extern "C" {
 #include <libavutil/frame.h>
 #include <libavutil/mem.h>
 #include <libavutil/opt.h>
+#include <libswresample/swresample.h>
 }
 
 // One line for each thing that came or went with a version.
@@ -27,6 +29,7 @@ extern "C" {
 #define HAVE_PACKET_TIME_BASE (LIBAVCODEC_VERSION_MAJOR >= 59)
 #define DICTIONARY_SIZE_IS_INT (LIBAVCODEC_VERSION_MAJOR < 59)
 #define HAVE_SOURCE_RANGE (LIBAVFILTER_VERSION_MAJOR >= 10)
+#define SAMPLE_POINTERS_ARE_CONST (LIBSWRESAMPLE_VERSION_MAJOR >= 5)
 #define DEVICE_BEFORE_INITIALISATION (LIBAVFILTER_VERSION_MAJOR >= 11)
 
 // While both the fields of the old and of the new channel layout exist, both are kept in step: callers may
@@ -307,6 +310,20 @@ std::uint64_t defaultChannelMask(int channels) {
                : 0;
 }
 
+std::uint64_t channelMaskFromName(const std::string& name) {
+#if HAVE_CH_LAYOUT
+    AVChannelLayout layout{};
+    if (av_channel_layout_from_string(&layout, name.c_str()) < 0) {
+        return 0;
+    }
+    const std::uint64_t mask = layout.order == AV_CHANNEL_ORDER_NATIVE ? layout.u.mask : 0;
+    av_channel_layout_uninit(&layout);
+    return mask;
+#else
+    return av_get_channel_layout(name.c_str());
+#endif
+}
+
 void resetPacket(AVPacket& packet) {
     packet = AVPacket{};
     packet.pts = AV_NOPTS_VALUE;
@@ -344,6 +361,34 @@ int setPacketStrings(AVPacket& packet, const AVDictionary* strings) {
         return res;
     }
     return 0;
+}
+
+void setResamplerLayouts(SwrContext& context, std::uint64_t in, std::uint64_t out) {
+#if HAVE_CH_LAYOUT
+    const auto set = [&context](const char* name, std::uint64_t mask) {
+        AVChannelLayout layout{};
+        if (av_channel_layout_from_mask(&layout, mask) >= 0) {
+            av_opt_set_chlayout(&context, name, &layout, 0);
+        }
+    };
+    set("in_chlayout", in);
+    set("out_chlayout", out);
+#else
+    av_opt_set_int(&context, "in_channel_layout", static_cast<std::int64_t>(in), 0);
+    av_opt_set_int(&context, "in_channel_count", __builtin_popcountll(in), 0);
+    av_opt_set_int(&context, "out_channel_layout", static_cast<std::int64_t>(out), 0);
+    av_opt_set_int(&context, "out_channel_count", __builtin_popcountll(out), 0);
+#endif
+}
+
+int convertSamples(SwrContext& context, std::uint8_t* const* out, int outCount, const std::uint8_t* const* in,
+                   int inCount) {
+#if SAMPLE_POINTERS_ARE_CONST
+    return swr_convert(&context, out, outCount, in, inCount);
+#else
+    return swr_convert(&context, const_cast<std::uint8_t**>(out), outCount,
+                       const_cast<const std::uint8_t**>(in), inCount);
+#endif
 }
 
 std::string rangeOfSource(AVColorRange range) {

@@ -50,6 +50,9 @@ void setFrameDuration(AVFrame& frame, std::int64_t duration);
 /// The usual mask for a number of channels, the same on every generation; 0 where there is none.
 std::uint64_t defaultChannelMask(int channels);
 
+/// The mask for FFmpeg's name of a channel or a layout, 0 for an unknown one.
+std::uint64_t channelMaskFromName(const std::string& name);
+
 /// Brings an uninitialised packet, or one whose references have gone, into the empty state.
 void resetPacket(AVPacket& packet);
 

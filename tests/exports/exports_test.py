@@ -19,6 +19,7 @@ OURS = re.compile(r"_Z(T[VTIS]|T[hv][n\d_]*_|TC|GV|GR)?Z?N[KVRO]*(7vidorra|6logg
 
 GLOBALS = {
     "_Z21ffmpeg_enable_loggingv",
+    "_Z20tryConvertColorRangePN7vidorra16PictureAllocatorERKNS_7PictureE13AVPixelFormat12AVColorRange",
     # The text forms of FFmpeg's enumerations, which themselves live in the global namespace.
     *(f"_ZlsRSo{name}" for name in ("13AVPixelFormat", "12AVColorRange", "14AVSampleFormat", "9AVCodecID")),
     *(f"_ZrsRSiR{name}" for name in ("13AVPixelFormat", "12AVColorRange", "14AVSampleFormat", "9AVCodecID")),

@@ -243,7 +243,7 @@ TEST(Scaler, RefusesExactlyTheChangesOfTheTable) {
             }
         }
     }
-    EXPECT_EQ(refused, 32);
+    EXPECT_EQ(refused, 28);
 }
 
 TEST(Scaler, DoesNotRefuseThemWhenTheSizeChanges) {

@@ -36,6 +36,34 @@ TEST(BlockingFrameBuffer, RefusesAFrameWithoutATime) {
                       (void)queue.push(VideoFrame(), kNoWait));
 }
 
+TEST(BlockingFrameBuffer, LooksAtTheTimeOfAFrameBeforeItLooksForRoom) {
+    VideoFrameQueue queue(1);
+    ASSERT_TRUE(queue.push(videoFrame(10), kNoWait));
+    EXPECT_THROW((void)queue.push(VideoFrame(), kNoWait), std::logic_error);
+    EXPECT_THROW((void)queue.push(videoFrame(10), kNoWait), std::logic_error);
+    queue.stop();
+    EXPECT_THROW((void)queue.push(videoFrame(10), kNoWait), std::logic_error);
+    EXPECT_FALSE(queue.push(videoFrame(11), kNoWait));
+    EXPECT_THROW((void)queue.pop(Timestamp(), kNoWait), std::invalid_argument);
+}
+
+TEST(BlockingFrameBuffer, TheFirstTimesMayBeBelowZero) {
+    VideoFrameQueue queue(60);
+    ASSERT_TRUE(queue.push(videoFrame(-20), kNoWait));
+    EXPECT_EQ(queue.pop(at(-30), kNoWait).timestamp().value, -20);
+    ASSERT_TRUE(queue.push(videoFrame(-10), kNoWait));
+    EXPECT_EQ(queue.pop(at(-10), kNoWait).timestamp().value, -10);
+}
+
+TEST(BlockingFrameBuffer, AFrameThatTheCallersHavePassedIsStoredInAnEmptyBufferToo) {
+    AudioFrameQueue queue(2);
+    ASSERT_TRUE(queue.push(audioFrame(10, 10), kNoWait));
+    ASSERT_FALSE(queue.pop(at(15), kNoWait).empty());
+    ASSERT_TRUE(queue.empty());
+    ASSERT_TRUE(queue.push(audioFrame(12, 10), kNoWait));
+    EXPECT_EQ(queue.pop(at(16), kNoWait).timestamp().value, 12);
+}
+
 TEST(BlockingFrameBuffer, RefusesARequestWithoutATime) {
     VideoFrameQueue queue(60);
     EXPECT_THROW_TEXT(std::invalid_argument, "BlockingFrameBufferBase::pop(): pts must not be empty",

@@ -9,7 +9,6 @@
 
 #include "clips.h"
 #include "frames.h"
-#include "support/log_capture.h"
 #include "support/throw_text.h"
 
 namespace vidorra::test {
@@ -135,22 +134,6 @@ TEST(MediaFileReaderAsync, TheSameRequestSharesThePixels) {
     EXPECT_EQ(first.picture().data()[0], again.picture().data()[0]);
 }
 
-TEST(MediaFileReaderAsync, AQueueThatNobodyEmptiesLosesFramesAndSaysSo) {
-    const LogCapture log;
-    {
-        Reader reader(mediaFile("long.mkv", pictures("4") + std::vector<std::string>{"-c:v", "mjpeg"}),
-                      Mode::Once, std::nullopt, 0, nullptr);
-        const auto deadline = steady_clock::now() + std::chrono::seconds(10);
-        while (log.lines().empty() && steady_clock::now() < deadline) {
-            std::this_thread::sleep_for(milliseconds(1));
-        }
-    }
-    ASSERT_FALSE(log.lines().empty());
-    EXPECT_EQ(
-        log.lines().front(),
-        (LogCapture::Line{2, "MediaFileReaderAsync: Skipping video frame, because the VideoQueue is full"}));
-}
-
 TEST(MediaFileReaderAsyncDeathTest, StampsThatDoNotRiseEndTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const std::string path =
@@ -179,19 +162,6 @@ TEST(MediaFileReaderAsync, GoesAtAnyMoment) {
             firstAnswer([&] { return reader.getAudioFrame(at(1), kNoWait); });
         }
     }
-}
-
-TEST(MediaFileReaderAsync, GoesWhileItsThreadWaitsForRoom) {
-    Reader reader(mediaFile("long.mkv", pictures("4") + std::vector<std::string>{"-c:v", "mjpeg"}),
-                  Mode::Loop, std::nullopt, 0, nullptr);
-    const LogCapture log;
-    while (log.lines().empty()) {
-        // The queue is full now, and a push waits for as long as the queue lasts.
-        std::this_thread::sleep_for(milliseconds(1));
-    }
-    const auto start = steady_clock::now();
-    { const Reader gone(videoOnly(), Mode::Loop, std::nullopt, 0, nullptr); }
-    EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 }  // namespace

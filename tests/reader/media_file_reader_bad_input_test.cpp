@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -108,6 +109,27 @@ TEST(ReaderBadInput, AFileCutInTheMiddleGivesWhatThereIs) {
         const Seen seen = readOnce(temporaryFile(name, whole.substr(0, whole.size() / 2)));
         EXPECT_GT(seen.video.size(), 5U);
         EXPECT_LT(seen.video.size(), 25U);
+    }
+}
+
+TEST(ReaderBadInput, PacketsThatCannotBeDecodedAreLoggedAndPassedOver) {
+    std::string content = fileContent(
+        mediaFile("broken.mp4", pictures("1") + std::vector<std::string>{"-c:v", "libx264", "-bf", "0", "-g",
+                                                                         "1", "-movflags", "faststart"}));
+    // The pictures in the middle; the tables lie at the front.
+    const std::size_t data = content.find("mdat");
+    ASSERT_NE(data, std::string::npos);
+    const std::size_t length = content.size() - data;
+    std::fill_n(content.begin() + static_cast<std::ptrdiff_t>(data + length * 2 / 5), length / 5, '\xff');
+    const LogCapture log;
+    const Seen seen = readOnce(temporaryFile("broken.mp4", content));
+    EXPECT_GT(seen.video.size(), 10U);
+    EXPECT_LT(seen.video.size(), 25U);
+    EXPECT_EQ(seen.video.back(), 960000) << "it goes on to the end";
+    EXPECT_FALSE(log.texts().empty());
+    for (const std::string& text : log.texts()) {
+        EXPECT_THAT(text, testing::AnyOf(testing::StartsWith("Could not send video packet from "),
+                                         testing::StartsWith("Could not decode Video from ")));
     }
 }
 

@@ -12,6 +12,7 @@
 
 #include "clips.h"
 #include "support/log_capture.h"
+#include "support/process.h"
 #include "support/throw_text.h"
 
 extern "C" {
@@ -156,6 +157,21 @@ TEST(MediaFileReader, SelectsTracksByTheirNumberAmongTheirType) {
     }
 }
 
+TEST(MediaFileReader, LeavesOutWhatIsNeitherAudioNorVideo) {
+    const std::string words = temporaryFile("track.srt", "1\n00:00:00,000 --> 00:00:01,000\nwords\n");
+    const std::string path = temporaryFolder() / "words.mkv";
+    run({"ffmpeg", "-loglevel", "error", "-y",   "-i",   words,  "-i",   audioAndVideo(), "-map", "0", "-map",
+         "1:v",    "-map",      "1:a",   "-c:v", "copy", "-c:a", "copy", "-c:s",          "srt",  path});
+    const auto reader = openReader(path, Mode::Once);
+    ASSERT_EQ(reader->tracksNumber(), 3U);
+    EXPECT_EQ(reader->trackAtIndex(0)->discard, AVDISCARD_ALL);
+    EXPECT_EQ(reader->trackAtIndex(1)->discard, AVDISCARD_NONE);
+    EXPECT_EQ(reader->trackAtIndex(2)->discard, AVDISCARD_NONE);
+    const Counts counts = readToEnd(*reader);
+    EXPECT_EQ(counts.video, 25);
+    EXPECT_GT(counts.audio, 40);
+}
+
 TEST(MediaFileReader, ReadsNothingWithoutASelectedTrack) {
     const auto reader = openReader(audioAndVideo(), Mode::Loop);
     reader->selectTracks(std::nullopt, std::nullopt);
@@ -239,6 +255,42 @@ TEST(MediaFileReader, TheNextPassBeginsWhereTheLastPacketEnds) {
     for (std::size_t i = 0; i < times.size(); ++i) {
         EXPECT_EQ(times[i], static_cast<std::int64_t>(i) * 40000);
     }
+}
+
+TEST(MediaFileReader, FramesThatADecoderKeptBackAreNotGivenInTheNextPass) {
+    const std::string path = mediaFile(
+        "kept.mp4", pictures("0.4") + std::vector<std::string>{"-c:v", "libx264", "-bf", "2", "-g", "5"});
+    const Pass pass = onePass(path);
+    const auto reader = openReader(path, Mode::Loop);
+    for (int loop = 0; loop < 3; ++loop) {
+        for (std::size_t i = 0; i < 8; ++i) {
+            ASSERT_EQ(std::get<VideoFrame>(reader->read()).timestamp().value,
+                      pass.video[i] + loop * pass.end);
+        }
+    }
+}
+
+TEST(MediaFileReader, ARestartThatCannotSeekChangesNoTimesAndWithdrawsTheWarnings) {
+    const std::string path =
+        mediaFile("raw.h264", pictures("0.4") + std::vector<std::string>{"-c:v", "libx264", "-bf", "0"});
+    class OpenReader : public MediaFileReader {
+    public:
+        using MediaFileReader::MediaFileReader;
+        using MediaFileReader::timeOrigin;
+    };
+    const auto store = std::make_shared<vx::vdr::utils::WarningsStoreAsync>();
+    OpenReader reader(path, Mode::Once, store);
+    const LogCapture log;
+    reader.open();
+    ASSERT_GT(readToEnd(reader).video, 0);
+    Packet packet;
+    packet.duration = 0;
+    reader.checkZeroDurationWarning(packet);
+    ASSERT_FALSE(store->texts().empty());
+    EXPECT_THROW_TEXT(std::runtime_error, "Operation not permitted", reader.restart());
+    EXPECT_TRUE(store->texts().empty());
+    EXPECT_EQ(reader.timeOrigin(), 0);
+    EXPECT_EQ(reader.getState(), State::Eof);
 }
 
 TEST(MediaFileReader, BeginsAtTheFilesOwnZeroWhateverItsTimeOrigin) {

@@ -1,8 +1,11 @@
 #include "scripted_source.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <utility>
 
 #include "support/media.h"
@@ -82,7 +85,12 @@ Script::Script(std::vector<Step> steps)
     : mSteps(std::move(steps)),
       mReplaced(calls().avReadFrame, [this](void*, void* packet) { return read(packet); }) {}
 
+bool Script::readerIsGone() const {
+    return mReader != 0 && !std::filesystem::exists("/proc/self/task/" + std::to_string(mReader));
+}
+
 int Script::read(void* target) {
+    mReader = gettid();
     const std::size_t index = mReads++;
     const Step step = index < mSteps.size() ? mSteps[index] : kEnd;
     if (step.kind == Step::Kind::End) {

@@ -53,11 +53,16 @@ public:
     /// How many packets were asked for so far.
     [[nodiscard]] std::size_t reads() const { return mReads; }
 
+    /// Whether a thread has asked and ended since.
+    [[nodiscard]] bool readerIsGone() const;
+
 private:
     int read(void* packet);
 
     std::vector<Step> mSteps;
     std::atomic<std::size_t> mReads{0};
+    // The thread that asked last.
+    std::atomic<int> mReader{0};
     Call<int(void*, void*)>::Replaced mReplaced;
 };
 

@@ -46,6 +46,9 @@ public:
     /// Samples per channel.
     [[nodiscard]] unsigned long numberOfSamples() const noexcept { return mNumberOfSamples; }
 
+    /// How many of the samples the planes hold: all of them, unless resize() of a copy has shrunk the planes.
+    [[nodiscard]] unsigned long availableSamples() const noexcept;
+
     /// Hz, 0 until it is set.
     [[nodiscard]] int sampleRate() const noexcept { return mSampleRate; }
     void setSampleRate(int rate) noexcept { mSampleRate = rate; }

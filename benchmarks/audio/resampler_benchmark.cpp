@@ -1,0 +1,137 @@
+// What the resampler costs above libswresample itself, which writes into memory that is there already.
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include <vidorra/vidorra.h>
+
+#include "support/measure.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+}
+
+namespace {
+
+using namespace vidorra;
+using bench::Comparison;
+using bench::Stopwatch;
+
+constexpr long kStereo = 3;
+
+struct Case {
+    const char* title;
+    int inRate;
+    AVSampleFormat inFormat;
+    int outRate;
+    AVSampleFormat outFormat;
+};
+
+AudioBuffer noise(const Case& kind, int samples) {
+    AudioBuffer buffer(kStereo, kind.inFormat);
+    buffer.setSampleRate(kind.inRate);
+    buffer.resize(static_cast<unsigned long>(samples));
+    std::uint32_t state = 1;
+    const auto next = [&state] { return static_cast<short>((state = state * 1664525 + 1013904223) >> 16); };
+    for (std::uint8_t* plane : buffer.getPointersToPlanes()) {
+        for (int i = 0; i < samples; ++i) {
+            if (kind.inFormat == AV_SAMPLE_FMT_FLTP) {
+                reinterpret_cast<float*>(plane)[i] = static_cast<float>(next()) / 32768;
+            } else {
+                reinterpret_cast<short*>(plane)[2 * i] = next();
+                reinterpret_cast<short*>(plane)[2 * i + 1] = next();
+            }
+        }
+    }
+    return buffer;
+}
+
+// One of the two options exists in every generation of FFmpeg.
+void setStereo(SwrContext* context, const char* option, const char* oldOption) {
+    if (av_opt_set(context, option, "stereo", 0) < 0) {
+        av_opt_set_int(context, oldOption, kStereo, 0);
+    }
+}
+
+void runPlain(const Case& kind, const AudioBuffer& input, int buffers, Stopwatch& stopwatch) {
+    std::unique_ptr<SwrContext, void (*)(SwrContext*)> context(swr_alloc(),
+                                                               [](SwrContext* freed) { swr_free(&freed); });
+    setStereo(context.get(), "in_chlayout", "in_channel_layout");
+    setStereo(context.get(), "out_chlayout", "out_channel_layout");
+    av_opt_set_sample_fmt(context.get(), "in_sample_fmt", kind.inFormat, 0);
+    av_opt_set_int(context.get(), "in_sample_rate", kind.inRate, 0);
+    av_opt_set_sample_fmt(context.get(), "out_sample_fmt", kind.outFormat, 0);
+    av_opt_set_int(context.get(), "out_sample_rate", kind.outRate, 0);
+    av_opt_set_int(context.get(), "filter_size", 32, 0);
+    av_opt_set_int(context.get(), "phase_shift", 5, 0);
+    av_opt_set_double(context.get(), "cutoff", 1.0, 0);
+    if (swr_init(context.get()) < 0) {
+        throw std::runtime_error("swr_init failed");
+    }
+    AudioBuffer output(kStereo, kind.outFormat);
+    output.resize(8192);
+    std::vector<std::uint8_t*> out = output.getPointersToPlanes();
+    std::vector<const std::uint8_t*> in = input.getPointersToPlanes();
+    const auto convert = [&] {
+        return swr_convert(context.get(), out.data(), 8192, in.data(),
+                           static_cast<int>(input.numberOfSamples()));
+    };
+    // The first one fills the filter.
+    convert();
+    stopwatch.start();
+    for (int i = 0; i < buffers; ++i) {
+        if (convert() <= 0) {
+            throw std::runtime_error("swr_convert gave nothing");
+        }
+    }
+    stopwatch.stop();
+}
+
+void runOurs(const Case& kind, const AudioBuffer& input, int buffers, Stopwatch& stopwatch) {
+    Resampler resampler;
+    const auto convert = [&] { return resampler.resample(input, kind.outRate, kStereo, kind.outFormat); };
+    static_cast<void>(convert());
+    stopwatch.start();
+    for (int i = 0; i < buffers; ++i) {
+        if (convert().numberOfSamples() == 0) {
+            throw std::runtime_error("the resampler gave nothing");
+        }
+    }
+    stopwatch.stop();
+}
+
+void benchmark(const Case& kind, const bench::Options& options) {
+    const std::string plain = "swr_convert";
+    const std::string ours = "Resampler::resample";
+    const int buffers = options.shortRun ? 10 : 5000;
+    const AudioBuffer input = noise(kind, 1024);
+    Comparison comparison(kind.title);
+    comparison.add(plain, [&](Stopwatch& stopwatch) { runPlain(kind, input, buffers, stopwatch); });
+    comparison.add(ours, [&](Stopwatch& stopwatch) { runOurs(kind, input, buffers, stopwatch); });
+    comparison.run(options.repetitions);
+    comparison.printTable();
+    std::printf("  a buffer costs %.2f us more\n",
+                (comparison.cpu(ours) - comparison.cpu(plain)) * 1e6 / buffers);
+    comparison.printRatio(ours, plain, 1.05);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    const bench::Options options = bench::parseOptions(argc, argv);
+    for (const Case& kind : {
+             Case{"44100 to 48000 Hz, stereo fltp, buffers of 1024", 44100, AV_SAMPLE_FMT_FLTP, 48000,
+                  AV_SAMPLE_FMT_FLTP},
+             Case{"48000 to 44100 Hz, stereo s16 to fltp, buffers of 1024", 48000, AV_SAMPLE_FMT_S16, 44100,
+                  AV_SAMPLE_FMT_FLTP},
+             Case{"stereo s16 to fltp, no change of rate, buffers of 1024", 48000, AV_SAMPLE_FMT_S16, 48000,
+                  AV_SAMPLE_FMT_FLTP},
+         }) {
+        benchmark(kind, options);
+    }
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+}
