@@ -34,6 +34,7 @@
 #include "vidorra/demux/video_decoder.h"
 #include "vidorra/encode/encoder_base.h"
 #include "vidorra/encode/smpte12_timecode_provider.h"
+#include "vidorra/encode/video_encoder.h"
 #include "vidorra/filter/ffmpeg_filter_wrapper.h"
 #include "vidorra/filter/filter_graph.h"
 #include "vidorra/picture/audio_buffer.h"

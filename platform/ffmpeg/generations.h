@@ -1,8 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
+extern "C" {
+#include <libavutil/pixfmt.h>
+}
+
+struct AVCodec;
 struct AVCodecContext;
 struct AVCodecParameters;
 struct AVDictionary;
@@ -36,6 +43,10 @@ void setChannelMask(AVFrame& frame, std::uint64_t mask);
 ///   over when "ac" has set another number, and 0 unsets it.
 /// - "ch_layout", by name, or a number of channels such as "6 channels".
 int setCodecOption(AVCodecContext& context, const char* name, const char* value);
+
+/// The pixel formats that an encoder takes, the best first; nothing where it has no list. The format to which
+/// a build of FFmpeg gave the number of NVA12 is not among them.
+std::optional<std::vector<AVPixelFormat>> encoderPixelFormats(const AVCodec& encoder);
 
 /// Whether two audio streams have the same channels in the same order.
 bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b);
