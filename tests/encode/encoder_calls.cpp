@@ -44,6 +44,12 @@ EXPORTED int avcodec_send_frame(void* context, const void* frame) {
 EXPORTED int avcodec_receive_packet(void* context, void* packet) {
     return encoderCalls().avcodecReceivePacket(context, packet);
 }
+EXPORTED void* av_frame_alloc() {
+    return encoderCalls().avFrameAlloc();
+}
+EXPORTED void* av_frame_new_side_data(void* frame, int type, std::size_t size) {
+    return encoderCalls().avFrameNewSideData(frame, type, size);
+}
 EXPORTED void* av_packet_alloc() {
     return encoderCalls().avPacketAlloc();
 }

@@ -13,6 +13,8 @@ struct EncoderCalls {
     Call<int(void*, const void*)> avcodecSendFrame{"avcodec_send_frame"};
     Call<int(void*, void*)> avcodecReceivePacket{"avcodec_receive_packet"};
     Call<void*()> avPacketAlloc{"av_packet_alloc"};
+    Call<void*()> avFrameAlloc{"av_frame_alloc"};
+    Call<void*(void*, int, std::size_t)> avFrameNewSideData{"av_frame_new_side_data"};
 };
 
 EncoderCalls& encoderCalls();
