@@ -32,6 +32,7 @@
 #include "vidorra/demux/format_context.h"
 #include "vidorra/demux/packet.h"
 #include "vidorra/demux/video_decoder.h"
+#include "vidorra/encode/audio_encoder.h"
 #include "vidorra/encode/encoder_base.h"
 #include "vidorra/encode/smpte12_timecode_provider.h"
 #include "vidorra/filter/ffmpeg_filter_wrapper.h"

@@ -27,6 +27,7 @@ extern "C" {
 #define HAVE_FRAME_DURATION (LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100))
 #define HAVE_CHANNEL_MASK_FIELD (LIBAVUTIL_VERSION_MAJOR < 59)
 #define HAVE_PACKET_TIME_BASE (LIBAVCODEC_VERSION_MAJOR >= 59)
+#define HAVE_SUPPORTED_CONFIG (LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100))
 #define DICTIONARY_SIZE_IS_INT (LIBAVCODEC_VERSION_MAJOR < 59)
 #define HAVE_SOURCE_RANGE (LIBAVFILTER_VERSION_MAJOR >= 10)
 #define SAMPLE_POINTERS_ARE_CONST (LIBSWRESAMPLE_VERSION_MAJOR >= 5)
@@ -233,6 +234,10 @@ std::uint64_t channelMask(const AVCodecContext& context) {
     return maskOf(context);
 }
 
+int channelCount(const AVFrame& frame) {
+    return countOf(frame);
+}
+
 int channelCount(const AVCodecContext& context) {
     return countOf(context);
 }
@@ -255,6 +260,19 @@ void setChannelMask(AVCodecContext& context, std::uint64_t mask) {
 
 void setChannelMask(AVFrame& frame, std::uint64_t mask) {
     setMaskOf(frame, mask);
+}
+
+AVSampleFormat firstSampleFormat(const AVCodec& codec) {
+#if HAVE_SUPPORTED_CONFIG
+    const void* list = nullptr;
+    int count = 0;
+    const int res =
+        avcodec_get_supported_config(nullptr, &codec, AV_CODEC_CONFIG_SAMPLE_FORMAT, 0, &list, &count);
+    return res >= 0 && list != nullptr && count > 0 ? *static_cast<const AVSampleFormat*>(list)
+                                                    : AV_SAMPLE_FMT_NONE;
+#else
+    return codec.sample_fmts != nullptr ? codec.sample_fmts[0] : AV_SAMPLE_FMT_NONE;
+#endif
 }
 
 bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b) {
