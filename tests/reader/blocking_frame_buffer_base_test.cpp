@@ -55,6 +55,14 @@ TEST(BlockingFrameBuffer, TheFirstTimesMayBeBelowZero) {
     EXPECT_EQ(queue.pop(at(-10), kNoWait).timestamp().value, -10);
 }
 
+TEST(BlockingFrameBuffer, NoFrameIsPassedBeforeTheFirstRequest) {
+    VideoFrameQueue queue(2);
+    ASSERT_TRUE(queue.push(videoFrame(-20), kNoWait));
+    ASSERT_TRUE(queue.push(videoFrame(-10), kNoWait));
+    EXPECT_TRUE(queue.full());
+    EXPECT_EQ(queue.pop(at(-20), kNoWait).timestamp().value, -20);
+}
+
 TEST(BlockingFrameBuffer, AFrameThatTheCallersHavePassedIsStoredInAnEmptyBufferToo) {
     AudioFrameQueue queue(2);
     ASSERT_TRUE(queue.push(audioFrame(10, 10), kNoWait));
