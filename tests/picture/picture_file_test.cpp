@@ -96,6 +96,13 @@ TEST(LoadPicture, GivesThePixelsAndTheFormatOfTheDecoder) {
     }
 }
 
+TEST(LoadPicture, ReadsWebp) {
+    const fs::path path = mediaFile("load.webp", {"-f", "lavfi", "-i", "testsrc2=s=60x34", "-frames:v", "1",
+                                                  "-c:v", "libwebp", "-lossless", "1", "-pix_fmt", "bgra"});
+    const Picture loaded = loadPicture(path, AV_PIX_FMT_BGRA, AVCOL_RANGE_UNSPECIFIED);
+    EXPECT_EQ(rowsOf(loaded, 4), decodedByProgram(path, AV_PIX_FMT_BGRA));
+}
+
 TEST(LoadPicture, IgnoresTheRangeWhereNoFormatIsGiven) {
     const fs::path path = mediaFile(
         "load.jpg", {"-f", "lavfi", "-i", "testsrc2=s=64x32", "-frames:v", "1", "-pix_fmt", "yuvj420p"});
@@ -290,6 +297,12 @@ TEST(SavePicture, SaysWhichFileCannotBeCreatedOrWritten) {
 TEST(SavePicture, CodecsThatKeepTheFirstFrameFailAndLeaveAnEmptyFile) {
     test::LogCapture log;
     const std::ptrdiff_t descriptors = openDescriptors();
+    // FFmpeg's first encoder for it makes animations.
+    const fs::path animation = outputFile("picture.webp");
+    EXPECT_THROW_TEXT(
+        std::runtime_error, fmt::format("Encoding failed: {}", AvRes(AvError::Again)),
+        savePicture(picture(AV_PIX_FMT_RGBA, {64, 32}, AVCOL_RANGE_JPEG), animation, AV_CODEC_ID_NONE));
+    EXPECT_EQ(fs::file_size(animation), 0U);
     const fs::path path = outputFile("video.h264");
     EXPECT_THROW_TEXT(
         std::runtime_error, fmt::format("Encoding failed: {}", AvRes(AvError::Again)),
