@@ -17,6 +17,7 @@ build  libavformat-dev    FFmpeg: files and streams
 build  libavutil-dev      FFmpeg: buffers, formats, errors
 build  libswresample-dev  FFmpeg: sample rates and formats
 build  libswscale-dev     FFmpeg: scaling and conversion of pictures
+build  libfreetype-dev    loads fonts and renders glyphs
 build  libfmt-dev         formats messages
 build  libboost-dev       converts configuration values
 build  nlohmann-json3-dev reads and writes configurations as JSON

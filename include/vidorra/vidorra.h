@@ -67,3 +67,4 @@
 #include "vidorra/reader/media_file_reader.h"
 #include "vidorra/reader/media_file_reader_async.h"
 #include "vidorra/reader/video_frame_queue.h"
+#include "vidorra/text/freetype_text_renderer.h"
