@@ -19,6 +19,8 @@ struct Options {
     /// Where the recording goes, nowhere if empty, and what describes its encoders.
     std::string output;
     std::string config;
+    /// The font of the texts in it; there are none if empty.
+    std::string font;
     /// Where the sheet with pictures of the recording goes; nowhere if empty.
     std::string sheet;
 };

@@ -15,15 +15,9 @@ extern "C" {
 namespace demo {
 namespace {
 
-// Pictures are composed in this format, in the full range that encoders are told.
-constexpr AVPixelFormat kFormat = AV_PIX_FMT_NV12;
-constexpr AVColorRange kRange = AVCOL_RANGE_JPEG;
-
 // When the signal is lost, and for how long, in seconds.
 constexpr double kLossBegins = 2;
 constexpr double kLossEnds = 3;
-
-constexpr int kBlendThreads = 2;
 
 double seconds(const vidorra::Timestamp& time) {
     return static_cast<double>(time.value) * time.timebase.num / time.timebase.den;
@@ -42,22 +36,10 @@ std::unique_ptr<vidorra::VideoEncoder> openVideo(const objstream::object& config
     throw std::runtime_error("none of the configured video encoders can be opened:" + errors);
 }
 
-// A plate with a bright frame, half transparent, for the programme's own size.
-vidorra::Picture makeOverlay(vidorra::Size canvas) {
-    const vidorra::Size size{canvas.width / 4 & ~1, canvas.height / 4 & ~1};
-    vidorra::Picture plate(size, vidorra::NVA12, kRange, 32);
-    vidorra::fillRectangle(plate, vidorra::Color(255, 255, 255, 160));
-    vidorra::fillRectangle(plate, {6, 6, size.width - 12, size.height - 12},
-                           vidorra::Color(20, 60, 140, 128));
-    vidorra::fillRectangle(plate, {size.width / 4, size.height / 3, size.width / 2, size.height / 3},
-                           vidorra::Color(255, 200, 40, 128));
-    return plate;
-}
-
-vidorra::Picture makeBlack(vidorra::Size size) {
-    vidorra::Picture black(size, kFormat, kRange, 32);
-    vidorra::fillRectangle(black, vidorra::Color(0, 0, 0));
-    return black;
+// "00:00:01:12": the description without the time base behind it.
+std::string clockText(const vidorra::SMPTE12Timecode& timecode) {
+    const std::string text = timecode.debugDescription();
+    return text.substr(0, text.find(' '));
 }
 
 }  // namespace
@@ -67,10 +49,7 @@ Recorder::Recorder(const Options& options, bool withAudio)
     const objstream::object config = objstream::readJsonFile(options.config);
     mVideo = openVideo(config["video"]);
     const AVCodecContext& video = *mVideo->codecContext();
-    mSize = {video.width & ~1, video.height & ~1};
-    mScaler.setAlgorithm(vidorra::Scaler::ScalingAlgorithm::FastBilinear);
-    mOverlay = makeOverlay(mSize);
-    mBlack = makeBlack(mSize);
+    mProgramme.emplace(vidorra::Size{video.width & ~1, video.height & ~1}, options.font);
     mTimecodes = vidorra::SMPTE12TimecodeProvider(video.time_base);
     mVideoStream = mWriter.addStream(*mVideo);
     if (withAudio) {
@@ -85,41 +64,21 @@ bool Recorder::signalIsLost(const vidorra::Timestamp& time) {
     return seconds(time) >= kLossBegins && seconds(time) < kLossEnds;
 }
 
-vidorra::Picture Recorder::onCanvas(const vidorra::Picture& picture) {
-    vidorra::Picture source = picture;
-    if (source.frameSize() == mSize && source.colorRange() != kRange) {
-        // Where the size stays, the range is changed by itself.
-        source = vidorra::ColorSpaceConverter::convertTo(source, AV_PIX_FMT_YUV420P, kRange);
-    }
-    vidorra::Picture canvas = mScaler.scale(source, mSize, kFormat, kRange);
-    // It shares the decoder's pixels when nothing had to change.
-    canvas.makeEditable();
-    return canvas;
-}
-
 void Recorder::takeVideo(const vidorra::VideoFrame& frame, const vidorra::Timestamp& time) {
     if (!frame.empty()) {
         mLatest = frame.picture();
     }
-    const bool lost = signalIsLost(time) || mLatest.empty();
-    vidorra::Picture canvas = mBlack;
-    if (!lost) {
-        canvas = onCanvas(mLatest);
-        const double angle = seconds(time);
-        const vidorra::Size room{mSize.width - mOverlay.frameSize().width,
-                                 mSize.height - mOverlay.frameSize().height};
-        const vidorra::Point place{static_cast<int>(room.width * (0.5 + 0.5 * std::sin(angle))),
-                                   static_cast<int>(room.height * (0.5 + 0.5 * std::cos(angle * 1.7)))};
-        vidorra::compose(canvas, mOverlay, place, vidorra::CheckColorRange::Yes, 1.0, kBlendThreads);
-    }
-    vidorra::VideoFrame out(std::move(canvas), time,
-                            lost ? vidorra::Frame::NoSignal : vidorra::Frame::NoFlags);
     const vidorra::SMPTE12Timecode timecode = mTimecodes.nextTimecode(time.rescale({}));
-    out.addSideData(timecode);
     mLastTimecode = timecode.debugDescription();
     if (mFrames == 0) {
         mFirstTimecode = mLastTimecode;
     }
+    const bool lost = signalIsLost(time) || mLatest.empty();
+    vidorra::Picture picture =
+        lost ? mProgramme->black() : mProgramme->compose(mLatest, seconds(time), clockText(timecode));
+    vidorra::VideoFrame out(std::move(picture), time,
+                            lost ? vidorra::Frame::NoSignal : vidorra::Frame::NoFlags);
+    out.addSideData(timecode);
     mVideo->sendFrame(out).throwIfError("the video encoder does not take a frame");
     write(*mVideo, mVideoStream, mVideoTally);
     ++mFrames;
@@ -203,7 +162,8 @@ void Recorder::summarise(std::ostream& output, const char* what, const vidorra::
 
 void Recorder::summarise(std::ostream& output) const {
     output << fmt::format("recorded {}: {} frames of {}x{}, timecodes from {} to {}\n", mPath, mFrames,
-                          mSize.width, mSize.height, mFirstTimecode, mLastTimecode);
+                          mVideo->codecContext()->width, mVideo->codecContext()->height, mFirstTimecode,
+                          mLastTimecode);
     summarise(output, "video", *mVideo, mVideoTally);
     if (mAudio) {
         summarise(output, "audio", *mAudio, mAudioTally);

@@ -13,6 +13,7 @@
 #include "audio_blocks.h"
 #include "mp4_writer.h"
 #include "options.h"
+#include "programme.h"
 
 namespace demo {
 
@@ -50,7 +51,6 @@ private:
         bool inStretch = false;
     };
 
-    [[nodiscard]] vidorra::Picture onCanvas(const vidorra::Picture& picture);
     [[nodiscard]] static bool signalIsLost(const vidorra::Timestamp& time);
     void encodeAudio(const vidorra::AudioFrame& frame);
     void write(vidorra::EncoderBase& encoder, int stream, Tally& tally);
@@ -66,11 +66,8 @@ private:
     Tally mVideoTally;
     Tally mAudioTally;
 
-    vidorra::Size mSize;
-    vidorra::Scaler mScaler;
+    std::optional<Programme> mProgramme;
     vidorra::Picture mLatest;
-    vidorra::Picture mOverlay;
-    vidorra::Picture mBlack;
     vidorra::SMPTE12TimecodeProvider mTimecodes;
     std::string mFirstTimecode;
     std::string mLastTimecode;
