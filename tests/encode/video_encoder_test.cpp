@@ -365,7 +365,8 @@ TEST_F(VideoSending, OfAPictureWithoutAPlaneIsRefusedBeforeTheCodec) {
         std::uint8_t* planes[4] = {};
         int linesizes[4] = {row.linesize, 32, 32, 0};
         std::copy_n(whole.data().begin(), row.chroma ? 3 : 2, planes);
-        const MemBuffer memory(av_buffer_alloc(16));
+        const AvPtr<AVBufferRef> reference = makeAvPtr(av_buffer_alloc(16));
+        const MemBuffer memory(reference.get());
         const Picture broken(memory, kVideoSize, planes, linesizes, AV_PIX_FMT_YUV420P, AVCOL_RANGE_JPEG);
         EXPECT_EQ(encoder.sendFrame(frameAt(broken, 0)).error, AvError::InvalidArgument);
     }
