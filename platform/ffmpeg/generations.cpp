@@ -236,6 +236,10 @@ std::uint64_t channelMask(const AVCodecContext& context) {
     return maskOf(context);
 }
 
+int channelCount(const AVFrame& frame) {
+    return countOf(frame);
+}
+
 int channelCount(const AVCodecContext& context) {
     return countOf(context);
 }
@@ -258,6 +262,19 @@ void setChannelMask(AVCodecContext& context, std::uint64_t mask) {
 
 void setChannelMask(AVFrame& frame, std::uint64_t mask) {
     setMaskOf(frame, mask);
+}
+
+AVSampleFormat firstSampleFormat(const AVCodec& codec) {
+#if HAVE_SUPPORTED_CONFIG
+    const void* list = nullptr;
+    int count = 0;
+    const int res =
+        avcodec_get_supported_config(nullptr, &codec, AV_CODEC_CONFIG_SAMPLE_FORMAT, 0, &list, &count);
+    return res >= 0 && list != nullptr && count > 0 ? *static_cast<const AVSampleFormat*>(list)
+                                                    : AV_SAMPLE_FMT_NONE;
+#else
+    return codec.sample_fmts != nullptr ? codec.sample_fmts[0] : AV_SAMPLE_FMT_NONE;
+#endif
 }
 
 std::optional<std::vector<AVPixelFormat>> encoderPixelFormats(const AVCodec& encoder) {
