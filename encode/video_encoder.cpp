@@ -137,7 +137,6 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
     pushNoSignalState((local.flags() & Frame::NoSignal) != Frame::NoFlags, local.timestamp());
 
     AvPtr<AVFrame> avFrame = local.toAvFrame();
-    avFrame->pts = local.timestamp().value;
     const AvRes filtered = mFilterGraph.filterFrame(avFrame);
     if (!filtered.ok) {
         return handleFilterFailure(filtered, local);

@@ -119,8 +119,7 @@ object& object::operator=(const object& other) {
 }
 
 object& object::operator=(object&& other) noexcept {
-    // The old content goes last, since the new one may have been a part of it.
-    const object old(std::move(*this));
+    // The new content is out of its place before the old one goes, of which it may have been a part.
     mContent = std::exchange(other.mContent, std::monostate());
     return *this;
 }
