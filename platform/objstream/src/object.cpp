@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include <limits>
 #include <map>
 #include <stdexcept>
 #include <utility>
@@ -226,6 +227,14 @@ T object::convertToBuiltIn(const Scalar& held) {
     std::visit(
         [&result](const auto& value) {
             convertOrThrow(value, typeid(T), [&result](const auto& source) {
+                using Source = std::decay_t<decltype(source)>;
+                if constexpr (std::is_unsigned_v<T> && std::is_same_v<Source, long long>) {
+                    // Boost negates it on the way to an unsigned type, which overflows. Its text it reads
+                    // well.
+                    if (source == std::numeric_limits<long long>::min()) {
+                        return boost::conversion::try_lexical_convert(std::to_string(source), result);
+                    }
+                }
                 return boost::conversion::try_lexical_convert(source, result);
             });
         },
