@@ -137,7 +137,7 @@ void benchmark(const Case& kind, const bench::Options& options) {
     comparison.printTable();
     bench::report({kind.title, "a buffer costs more by",
                    (comparison.seconds(ours) - comparison.seconds(plain)) * 1e6 / buffers, "us"});
-    comparison.reportRatio(ours, intoNew);
+    comparison.reportRatio(ours, intoNew, std::nullopt);
     // Without a change of rate there is less to do than it takes to allocate the result.
     const bool resamples = kind.inRate != kind.outRate;
     comparison.reportRatio(ours, plain, resamples ? std::optional(bench::atMost(1.05)) : std::nullopt);

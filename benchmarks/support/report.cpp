@@ -104,11 +104,11 @@ void report(const Figure& figure) {
     std::string row = fmt::format("{:<44} {:<50} {:>8} {:<3}", figure.group, figure.name,
                                   number(figure.value), figure.unit);
     if (aim) {
+        const char* remark = judged == "missed"            ? "MISSED"
+                             : judged == "below the floor" ? "BELOW THE FLOOR"
+                                                           : judged.c_str();
         row += fmt::format(" {:>8} {:<5} {:<12} {}", boundName(*aim), fmt::format("{:g}", aim->value),
-                           aim->floor ? fmt::format("floor {:g}", *aim->floor) : "",
-                           judged == "reached"  ? judged
-                           : judged == "missed" ? "MISSED"
-                                                : "BELOW THE FLOOR");
+                           aim->floor ? fmt::format("floor {:g}", *aim->floor) : "", remark);
     }
     row.erase(row.find_last_not_of(' ') + 1);
     std::printf("%s\n", row.c_str());

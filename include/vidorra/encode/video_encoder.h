@@ -60,8 +60,8 @@ public:
     /// Gives AvError::InvalidArgument for an empty frame and for a picture that has not the size of the
     /// encoder, AvError::Again when packets have to be received first, AvError::Eof when a filter has ended,
     /// which ends the stream, and other errors of FFmpeg. A frame that a filter keeps for now is a success.
-    /// Throws ScalerUnsupportedError for a picture that cannot be converted, std::runtime_error for one that is
-    /// too small to be.
+    /// Throws ScalerUnsupportedError for a picture that cannot be converted, std::runtime_error for one that
+    /// is too small to be.
     AvRes sendFrame(const VideoFrame& frame);
 
     /// The format in which an encoder takes pictures of the format `wanted`: that one, else the first one in

@@ -131,8 +131,8 @@ void blend(const FFDrawContext& context, const FFDrawColor& color, Image& image,
 // By all widths of vectors that this processor has.
 std::vector<BlendMask> functions() {
     std::vector<BlendMask> result = {ff_blend_mask};
-    for (const int lanes : {4, 8, 16}) {
-        if (const BlendMask function = blendMaskOn(lanes)) {
+    for (const int bytes : {4, 8, 16}) {
+        if (const BlendMask function = blendMaskBy(bytes)) {
             result.push_back(function);
         }
     }

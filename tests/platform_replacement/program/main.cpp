@@ -1,5 +1,5 @@
-// Shows that the library's lines reach the logger that replaced ours, whichever way they are written, and that it takes
-// configurations from the objects that replaced ours.
+// Shows that the library's lines reach the logger that replaced ours, whichever way they are written, and
+// that it takes configurations from the objects that replaced ours.
 #include <iostream>
 #include <string>
 
