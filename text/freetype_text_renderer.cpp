@@ -17,6 +17,7 @@
 #include "platform/ffmpeg/drawing.h"
 #include "platform/ffmpeg/pixel_formats.h"
 #include "process/draw_context.h"
+#include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
 #include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/process/drawing.h"
