@@ -15,6 +15,7 @@
 #include "process/alphablend/kernels.h"
 #include "support/filter_peer.h"
 #include "support/measure.h"
+#include "support/picture_planes.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/picture/picture.h"
 #include "vidorra/process/alphablend/blend.h"
@@ -44,15 +45,6 @@ Picture makePicture(AVPixelFormat format, Size size) {
         }
     }
     return picture;
-}
-
-FilterPeer::Planes planesOf(Picture& picture) {
-    FilterPeer::Planes planes{};
-    for (std::size_t plane = 0; plane < 4; ++plane) {
-        planes.data[plane] = picture.data()[plane];
-        planes.linesize[plane] = picture.linesize()[plane];
-    }
-    return planes;
 }
 
 // FFmpeg's overlay of the same luma and alpha, with chroma in planes.
