@@ -9,7 +9,8 @@ namespace demo {
 
 const char* const kUsage =
     "usage: demo FILE [-v] [--loops N | --seconds N] [--realtime] [--plot OUT.svg]\n"
-    "            [-o OUT.mp4 --config ENCODERS.json] [--font F] [--sheet OUT.png]\n"
+    "            [-o OUT.mp4 --config ENCODERS.json] [--font F] [--accelerator]\n"
+    "            [--sheet OUT.png]\n"
     "\n"
     "Reads a media file, decodes its video, and says what it saw. Then plays the file in a loop by a clock\n"
     "of 30 ticks a second, and says how that went. What it plays it can record: scaled, with a picture laid\n"
@@ -23,6 +24,8 @@ const char* const kUsage =
     "  -o OUT       record into this file, whose name chooses the container\n"
     "  --config F   the encoders of the recording, in JSON\n"
     "  --font F     the font of the texts in the recording, without which there are none\n"
+    "  --accelerator\n"
+    "               scale and compose by the accelerator's road, on files that stand in for its devices\n"
     "  --sheet OUT  write a sheet with pictures of the recording\n"
     "  -h           this text\n"
     "\n"
@@ -65,6 +68,8 @@ Options parseOptions(int argc, char** argv) {
             onlyFiles = true;
         } else if (!onlyFiles && argument == "-v") {
             options.verbose = true;
+        } else if (!onlyFiles && argument == "--accelerator") {
+            options.accelerator = true;
         } else if (!onlyFiles && argument == "--realtime") {
             options.realtime = true;
         } else if (!onlyFiles && argument == "--loops") {

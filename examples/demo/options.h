@@ -21,6 +21,8 @@ struct Options {
     std::string config;
     /// The font of the texts in it; there are none if empty.
     std::string font;
+    /// Whether the recording is composed by an accelerator.
+    bool accelerator = false;
     /// Where the sheet with pictures of the recording goes; nowhere if empty.
     std::string sheet;
 };

@@ -6,6 +6,8 @@
 
 #include <vidorra/vidorra.h>
 
+#include "accelerator.h"
+
 namespace demo {
 
 /// Composes the pictures of the demonstration's programme: the played picture in the programme's size, over
@@ -18,8 +20,9 @@ public:
     static constexpr AVPixelFormat kFormat = AV_PIX_FMT_NV12;
     static constexpr AVColorRange kRange = AVCOL_RANGE_JPEG;
 
-    /// Without a font there are no texts.
-    Programme(vidorra::Size size, const std::string& font);
+    /// Without a font there are no texts. With an accelerator, which must outlive this object and its
+    /// pictures, that one scales and composes, in its memory.
+    Programme(vidorra::Size size, const std::string& font, Accelerator* accelerator);
 
     /// What stands in for the programme while the signal is lost.
     [[nodiscard]] const vidorra::Picture& black() const { return mBlack; }
@@ -30,9 +33,12 @@ public:
 
 private:
     [[nodiscard]] vidorra::Picture onCanvas(const vidorra::Picture& picture);
+    void draw(vidorra::Picture& canvas, const vidorra::Picture& overlay, vidorra::Point place) const;
     void drawTexts(vidorra::Picture& canvas, double seconds, const std::string& timecode);
 
     vidorra::Size mSize;
+    Accelerator* mAccelerator;
+    vidorra::PictureAllocator& mAllocator;
     vidorra::Scaler mScaler;
     vidorra::Picture mBlack;
     vidorra::Picture mPlate;

@@ -49,7 +49,10 @@ Recorder::Recorder(const Options& options, bool withAudio)
     const objstream::object config = objstream::readJsonFile(options.config);
     mVideo = openVideo(config["video"]);
     const AVCodecContext& video = *mVideo->codecContext();
-    mProgramme.emplace(vidorra::Size{video.width & ~1, video.height & ~1}, options.font);
+    if (options.accelerator) {
+        mAccelerator = std::make_unique<Accelerator>(options.output);
+    }
+    mProgramme.emplace(vidorra::Size{video.width & ~1, video.height & ~1}, options.font, mAccelerator.get());
     mTimecodes = vidorra::SMPTE12TimecodeProvider(video.time_base);
     mVideoStream = mWriter.addStream(*mVideo);
     if (withAudio) {

@@ -58,6 +58,8 @@ private:
                           const Tally& tally);
 
     std::string mPath;
+    // Before all that holds pictures of its memory, the encoder among them.
+    std::unique_ptr<Accelerator> mAccelerator;
     std::unique_ptr<vidorra::VideoEncoder> mVideo;
     std::unique_ptr<vidorra::AudioEncoder> mAudio;
     Mp4Writer mWriter;

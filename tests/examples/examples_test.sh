@@ -81,6 +81,13 @@ luma() {
 }
 expect_equal "luma before the loss above 40" "$(($(luma 1.0) > 40))" 1
 expect_equal "luma during the loss below 3" "$(($(luma 2.5) < 3))" 1
+# The road of the accelerator gives the same programme.
+output=$("$demo" "$work/clip.mp4" --seconds 3 -o "$work/accelerated.mp4" --config "$work/encoders.json" --accelerator)
+expect "the accelerated recording" '^recorded .*accelerated\.mp4: 90 frames of 160x90' "$output"
+expect_equal "frames that can be decoded" \
+    "$(ffprobe -v error -count_frames -select_streams v -show_entries stream=nb_read_frames -of csv=p=0 \
+        "$work/accelerated.mp4")" "90"
+expect_equal "files that stood for devices" "$(find "$work" -name '*.memory' -o -name '*.device' | wc -l)" 0
 echo '{"video": [' >"$work/broken.json"
 expect_failure "a broken configuration" 1 'broken\.json' \
     "$demo" "$work/clip.mp4" -o "$work/out.mp4" --config "$work/broken.json"
