@@ -478,7 +478,7 @@ TEST(FilterGraph, AGraphMovesWithItsState) {
 }
 
 TEST(FilterGraph, TheFilteredSamplesTakeThePlaceOfTheFrame) {
-    FilterGraphAudio graph = audioGraph("channelmap=FR|FL");
+    FilterGraphAudio graph = audioGraph("pan=stereo|c0=c1|c1=c0");
     AvPtr<AVFrame> frame = stereo({1, 2, 3, 4}, 77);
     ASSERT_TRUE(graph.filterFrame(frame).ok);
     EXPECT_EQ(samplesOf(*frame), (std::vector<std::int16_t>{2, 1, 4, 3}));
@@ -515,7 +515,7 @@ TEST(FilterGraph, SamplesOfSixChannelsPass) {
 }
 
 TEST(FilterGraph, SamplesOfAnotherKindAreRefused) {
-    FilterGraphAudio graph = audioGraph("channelmap=FR|FL");
+    FilterGraphAudio graph = audioGraph("pan=stereo|c0=c1|c1=c0");
     struct Row {
         const char* name;
         AVSampleFormat format = AV_SAMPLE_FMT_S16;
