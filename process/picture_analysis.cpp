@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "platform/ffmpeg/pixel_formats.h"
+#include "process/chroma_grid.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
 
@@ -310,11 +311,12 @@ Rect alphaTrimmedRect(const Picture& picture) {
         right = std::max(right, alpha.last(y, right + 1, width));
     }
 
-    const int gridX = -1 << descriptor.log2_chroma_w;
-    const int gridY = -1 << descriptor.log2_chroma_h;
-    const int x = left & gridX;
-    const int y = top & gridY;
-    return {x, y, (right & gridX) - gridX - x, (bottom & gridY) - gridY - y};
+    // Grown outwards to whole chroma samples on all sides.
+    const Point corner = ChromaGrid(picture.pixelFormat()).down(Point{left, top});
+    const Point end = ChromaGrid(picture.pixelFormat()).down(Point{right, bottom});
+    const int sampleWidth = 1 << descriptor.log2_chroma_w;
+    const int sampleHeight = 1 << descriptor.log2_chroma_h;
+    return {corner.x, corner.y, end.x + sampleWidth - corner.x, end.y + sampleHeight - corner.y};
 }
 
 bool comparePictures(const Picture& left, const Picture& right, unsigned tolerance, bool skipLastComponent,

@@ -20,8 +20,7 @@ using bench::Stopwatch;
 
 constexpr const char* kFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 // 51 glyphs with ink.
-constexpr const char* kCaption =
-    "The quick brown fox jumps over the lazy dog,\nand the dog lets it";
+constexpr const char* kCaption = "The quick brown fox jumps over the lazy dog,\nand the dog lets it";
 constexpr Size kSize{1920, 1080};
 
 struct Case {
