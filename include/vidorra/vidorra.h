@@ -59,6 +59,8 @@
 #include "vidorra/process/optimize_overlays.h"
 #include "vidorra/process/picture_analysis.h"
 #include "vidorra/process/scaler.h"
+#include "vidorra/process/z5/picture_composer.h"
+#include "vidorra/process/z5/picture_scaler.h"
 #include "vidorra/reader/audio_frame_queue.h"
 #include "vidorra/reader/blocking_buffer_base.h"
 #include "vidorra/reader/blocking_frame_buffer_base.h"
