@@ -22,7 +22,6 @@
 #include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/process/drawing.h"
 
-
 namespace vidorra {
 
 struct FreeTypeTextRenderer::Glyph {

@@ -160,6 +160,21 @@ TEST(ScalerProcess, GivesTheWeightedMeanOfWhatLiesAroundASample) {
     }
 }
 
+TEST(ScalerProcess, RoundsUpAsOftenAsDown) {
+    std::mt19937 random(8);
+    TestPicture src(230, 190, false);
+    src.fill([&](int, int, int) { return random(); });
+    TestPicture dst(410, 290, false);
+    kScaler.process(dst.destination(), src.source(), 0);
+    double sum = 0;
+    for (int y = 0; y < dst.height(); ++y) {
+        for (int x = 0; x < dst.width(); ++x) {
+            sum += dst.at(0, x, y) - referenceSample(src, 0, 0, 1, x, y, dst.width(), dst.height());
+        }
+    }
+    EXPECT_NEAR(sum / (dst.width() * dst.height()), 0, 0.002);
+}
+
 TEST(ScalerProcess, TheSameSizeIsACopy) {
     std::mt19937 random(4);
     for (const auto& [width, height] : {std::pair{64, 32}, std::pair{33, 17}, std::pair{1, 1}}) {
