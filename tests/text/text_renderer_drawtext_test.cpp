@@ -167,12 +167,11 @@ int differences(const Picture& left, const Picture& right) {
     return result;
 }
 
-constexpr AVPixelFormat kFormats[] = {AV_PIX_FMT_YUV420P,     AV_PIX_FMT_NV12,    AV_PIX_FMT_NV21,
-                                      AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV444P, AV_PIX_FMT_GRAY8,
-                                      AV_PIX_FMT_RGB24,       AV_PIX_FMT_BGR24,   AV_PIX_FMT_RGBA,
-                                      AV_PIX_FMT_ARGB,        AV_PIX_FMT_RGB0,    AV_PIX_FMT_GBRP,
-                                      AV_PIX_FMT_YUVA420P,    AV_PIX_FMT_YA8,     AV_PIX_FMT_YUV420P10LE,
-                                      AV_PIX_FMT_YUV444P16LE, AV_PIX_FMT_RGB48LE, AV_PIX_FMT_P010LE};
+constexpr AVPixelFormat kFormats[] = {
+    AV_PIX_FMT_YUV420P,     AV_PIX_FMT_NV12,  AV_PIX_FMT_NV21,     AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P,
+    AV_PIX_FMT_GRAY8,       AV_PIX_FMT_RGB24, AV_PIX_FMT_BGR24,    AV_PIX_FMT_RGBA,    AV_PIX_FMT_ARGB,
+    AV_PIX_FMT_RGB0,        AV_PIX_FMT_GBRP,  AV_PIX_FMT_YUVA420P, AV_PIX_FMT_YA8,     AV_PIX_FMT_YUV420P10LE,
+    AV_PIX_FMT_YUV444P16LE, AV_PIX_FMT_P010LE};
 
 const Caption kOpaque{kMono, 26, "Hexagon: 3/8 of (yj)", U"Hexagon: 3/8 of (yj)", Color(250, 240, 20)};
 const Caption kCyrillic{kMono, 31, "\xd0\x9f\xd1\x80\xd0\xb8\xd0\xb2\xd0\xb5\xd1\x82",
