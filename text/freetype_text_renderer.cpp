@@ -15,16 +15,12 @@
 #include <stdexcept>
 
 #include "platform/ffmpeg/drawing.h"
-#include "platform/ffmpeg/pixel_formats.h"
+#include "process/chroma_grid.h"
 #include "process/draw_context.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
 #include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/process/drawing.h"
-
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
 
 namespace vidorra {
 
@@ -83,9 +79,7 @@ public:
         const Rect whole{0, 0, picture.frameSize().width, picture.frameSize().height};
         Rect part = rect.intersected(whole);
         if (part != whole) {
-            const int maskX = -1 << context.hsub_max;
-            const int maskY = -1 << context.vsub_max;
-            part = {part.x & maskX, part.y & maskY, part.width & maskX, part.height & maskY};
+            part = ChromaGrid(context.hsub_max, context.vsub_max).down(part);
         }
         if (part.width <= 0 || part.height <= 0) {
             return;
@@ -300,12 +294,9 @@ void FreeTypeTextRenderer::layOut(const std::u32string& codes) {
 
 Size FreeTypeTextRenderer::getTextSize(const std::string& text, AVPixelFormat format) {
     prepare(text);
-    const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(format);
-    const int shiftX = descriptor != nullptr ? descriptor->log2_chroma_w : 0;
-    const int shiftY = descriptor != nullptr ? descriptor->log2_chroma_h : 0;
     const auto width = static_cast<int>(std::int64_t{mTextWidth} + mPadding.left + mPadding.right);
     const auto height = static_cast<int>(std::int64_t{mTextHeight} + mPadding.top + mPadding.bottom);
-    return {width & (-1 << shiftX), height & (-1 << shiftY)};
+    return ChromaGrid(format).down(Size{width, height});
 }
 
 Size FreeTypeTextRenderer::getVisibleAreaSize(const Size& textSize, const Rect& visibleArea) {

@@ -3,7 +3,8 @@
 
     tools/check_layers.py [--root FOLDER] [--rules FILE]
 
-Public headers (include/vidorra/FOLDER/, platform/NAME/include/) count as parts of their folder. Programs (tests,
+Public headers (include/vidorra/FOLDER/, platform/NAME/include/) and those of platform/NAME/internal/ count as parts of
+their folder. Programs (tests,
 benchmarks, fuzz targets) may include what they need; examples are callers and include public headers only.
 """
 import argparse
@@ -74,10 +75,12 @@ class Project:
         self.files = sorted(path for folder in folders for path in (root / folder).rglob("*")
                             if path.suffix in EXTENSIONS and path.is_file())
         self.public_roots = [root / "include", *sorted(root.glob("platform/*/include"))]
+        # Of closed interfaces that callers do not see.
+        self.internal_roots = sorted(root.glob("platform/*/internal"))
 
     def find(self, name):
         """The file of ours that an #include means, or None."""
-        for folder in (*self.public_roots, self.root):
+        for folder in (*self.public_roots, *self.internal_roots, self.root):
             if (folder / name).is_file():
                 return folder / name
         return None

@@ -27,6 +27,7 @@ test   libgmock-dev       GoogleTest, matchers of the tests
 test   ffmpeg             makes the media that the tests read
 test   python3            checks the sources against the project rules
 demo   ffmpeg             makes the sample file
+demo   fonts-dejavu-core  the font of the texts in its recording
 style  clang-format-14    checks the layout of the sources
 style  clang-tidy-14      looks for defects in the sources
 style  python3            runs clang-tidy on many files

@@ -1,19 +1,16 @@
-// Captions on 1080p pictures beside FFmpeg's drawtext filter, which gets the same frame again and again.
+// Captions on 1080p pictures beside FFmpeg's drawtext filter. Both draw on the same picture of their own
+// again and again.
 #include <cstdio>
-#include <memory>
+#include <exception>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <vidorra/vidorra.h>
 
+#include "support/filter_peer.h"
 #include "support/measure.h"
-
-extern "C" {
-#include <libavfilter/avfilter.h>
-#include <libavfilter/buffersink.h>
-#include <libavfilter/buffersrc.h>
-#include <libavutil/frame.h>
-}
+#include "support/picture_planes.h"
 
 namespace {
 
@@ -23,8 +20,7 @@ using bench::Stopwatch;
 
 constexpr const char* kFont = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 // 51 glyphs with ink.
-constexpr const char* kCaption =
-    "The quick brown fox jumps over the lazy dog,\nand the dog lets it";
+constexpr const char* kCaption = "The quick brown fox jumps over the lazy dog,\nand the dog lets it";
 constexpr Size kSize{1920, 1080};
 
 struct Case {
@@ -34,7 +30,7 @@ struct Case {
 };
 
 std::string nameOf(const Case& kind) {
-    return fmt::format("{} at {} pixels{}", kind.format, kind.fontSize, kind.box ? " on a box" : "");
+    return fmt::format("caption on {}, {} pixels{}", kind.format, kind.fontSize, kind.box ? ", a box" : "");
 }
 
 Picture grayPicture(AVPixelFormat format) {
@@ -43,76 +39,36 @@ Picture grayPicture(AVPixelFormat format) {
     return picture;
 }
 
-void check(int result, const char* what) {
-    if (result < 0) {
-        throw std::runtime_error(what);
-    }
-}
-
-// A graph of one filter, through which one frame goes again and again.
-class Filter {
-public:
-    Filter(AVPixelFormat format, const char* name, const std::string& arguments)
-        : mGraph(avfilter_graph_alloc(), [](AVFilterGraph* graph) { avfilter_graph_free(&graph); }) {
-        const std::string source =
-            fmt::format("video_size={}x{}:pix_fmt={}:time_base=1/25", kSize.width, kSize.height, format);
-        mSource = add("buffer", source);
-        AVFilterContext* filter = add(name, arguments);
-        mSink = add("buffersink", "");
-        check(avfilter_link(mSource, 0, filter, 0), "avfilter_link");
-        check(avfilter_link(filter, 0, mSink, 0), "avfilter_link");
-        check(avfilter_graph_config(mGraph.get(), nullptr), "avfilter_graph_config");
-        AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
-        frame->format = format;
-        frame->width = kSize.width;
-        frame->height = kSize.height;
-        check(av_frame_get_buffer(frame.get(), 32), "av_frame_get_buffer");
-        Picture(frame.get()).fillAVFrame(frame.get());
-        check(av_frame_make_writable(frame.get()), "av_frame_make_writable");
-        mFrame = std::move(frame);
-    }
-
-    // The graph takes the frame's only reference, so nothing is copied for writing.
-    void run() {
-        mFrame->pts = mPts++;
-        check(av_buffersrc_add_frame(mSource, mFrame.get()), "av_buffersrc_add_frame");
-        check(av_buffersink_get_frame(mSink, mFrame.get()), "av_buffersink_get_frame");
-    }
-
-private:
-    AVFilterContext* add(const char* name, const std::string& arguments) {
-        AVFilterContext* context = nullptr;
-        check(avfilter_graph_create_filter(&context, avfilter_get_by_name(name), nullptr, arguments.c_str(),
-                                           nullptr, mGraph.get()),
-              name);
-        return context;
-    }
-
-    std::unique_ptr<AVFilterGraph, void (*)(AVFilterGraph*)> mGraph;
-    AVFilterContext* mSource = nullptr;
-    AVFilterContext* mSink = nullptr;
-    AvPtr<AVFrame> mFrame = makeAvPtr<AVFrame>();
-    std::int64_t mPts = 0;
-};
-
 void benchmark(const Case& kind, const bench::Options& options) {
+    const std::string title = nameOf(kind);
+    if (!options.wants(title)) {
+        return;
+    }
     const std::string drawtext = "drawtext";
     const std::string same = "renderOn, the same text";
     const std::string other = "renderOn, laid out anew";
     const int frames = options.shortRun ? 3 : 400;
 
-    Filter filter(kind.format, "drawtext",
-                  fmt::format("fontfile={}:fontsize={}:fontcolor=white:expansion=none:box={}:boxcolor=black:"
-                              "text='{}'",
-                              kFont, kind.fontSize, kind.box ? 1 : 0, kCaption));
+    const std::vector<bench::FilterPeer::Input> input = {{kind.format, kSize.width, kSize.height}};
+    bench::FilterPeer filter(
+        fmt::format("[in0]drawtext=fontfile={}:fontsize={}:fontcolor=white:expansion=none:box={}:"
+                    "boxcolor=black:text='{}'",
+                    kFont, kind.fontSize, kind.box ? 1 : 0, kCaption),
+        input);
     // What goes into handing a frame through a graph.
-    Filter nothing(kind.format, "null", "");
+    bench::FilterPeer nothing("[in0]null", input);
     FreeTypeTextRenderer renderer(kFont, kind.fontSize);
     renderer.setFontColor(Color(255, 255, 255));
     renderer.setBackgroundColor(Color(0, 0, 0, kind.box ? 255 : 0));
     Picture picture = grayPicture(kind.format);
+    Picture filtered = grayPicture(kind.format);
+    filter.run({bench::planesOf(filtered)});
+    const Picture plain = grayPicture(kind.format);
+    if (comparePictures(filtered, plain, 0, false, nullptr)) {
+        throw std::runtime_error("drawtext draws nothing, or not where its picture lies");
+    }
 
-    Comparison comparison(nameOf(kind));
+    Comparison comparison(title);
     const auto add = [&](const std::string& name, auto draw) {
         comparison.add(name, [frames, draw](Stopwatch& stopwatch) {
             draw();
@@ -123,8 +79,8 @@ void benchmark(const Case& kind, const bench::Options& options) {
             stopwatch.stop();
         });
     };
-    add(drawtext, [&] { filter.run(); });
-    add("null filter", [&] { nothing.run(); });
+    add(drawtext, [&] { filter.run({bench::planesOf(filtered)}); });
+    add("null filter", [&] { nothing.run({bench::planesOf(filtered)}); });
     add(same, [&] { renderer.renderOn(picture, kCaption, {}, {}); });
     add(other, [&] {
         renderer.setLineSpacing(0);
@@ -132,10 +88,9 @@ void benchmark(const Case& kind, const bench::Options& options) {
     });
     comparison.run(options.repetitions);
     comparison.printTable();
-    std::printf("  a caption: drawtext %.1f us, ours %.1f us\n", comparison.cpu(drawtext) * 1e6 / frames,
-                comparison.cpu(same) * 1e6 / frames);
-    comparison.printRatio(same, drawtext, 1.0 / 8);
-    comparison.printRatio(other, drawtext, std::nullopt);
+    bench::report({title, "a caption", comparison.seconds(same) * 1e6 / frames, "us"});
+    comparison.reportTimes(same, drawtext, bench::atLeast(8, 3));
+    bench::report({title, "times drawtext, laid out anew", comparison.ratio(drawtext, other), ""});
 }
 
 }  // namespace

@@ -1,8 +1,16 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
+extern "C" {
+#include <libavutil/pixfmt.h>
+#include <libavutil/samplefmt.h>
+}
+
+struct AVCodec;
 struct AVCodecContext;
 struct AVCodecParameters;
 struct AVDictionary;
@@ -18,9 +26,10 @@ std::uint64_t channelMask(const AVCodecParameters& parameters);
 std::uint64_t channelMask(const AVCodecContext& context);
 std::uint64_t channelMask(const AVFrame& frame);
 
-/// The number of channels of an audio stream, which can be known without a mask.
+/// The number of channels of an audio stream, codec or frame, which can be known without a mask.
 int channelCount(const AVCodecParameters& parameters);
 int channelCount(const AVCodecContext& context);
+int channelCount(const AVFrame& frame);
 
 /// Sets the mask and with it the number of channels. A mask of 0 leaves both alone.
 void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask);
@@ -36,6 +45,13 @@ void setChannelMask(AVFrame& frame, std::uint64_t mask);
 ///   over when "ac" has set another number, and 0 unsets it.
 /// - "ch_layout", by name, or a number of channels such as "6 channels".
 int setCodecOption(AVCodecContext& context, const char* name, const char* value);
+
+/// The first of the sample formats that an encoder lists, AV_SAMPLE_FMT_NONE when it lists none.
+AVSampleFormat firstSampleFormat(const AVCodec& codec);
+
+/// The pixel formats that an encoder takes, the best first; nothing where it has no list. The format to which
+/// a build of FFmpeg gave the number of NVA12 is not among them.
+std::optional<std::vector<AVPixelFormat>> encoderPixelFormats(const AVCodec& encoder);
 
 /// Whether two audio streams have the same channels in the same order.
 bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b);

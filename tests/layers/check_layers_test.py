@@ -28,6 +28,8 @@ SOUND = {
     "picture/picture.cpp": '#include "vidorra/picture/picture.h"\nextern "C" {\n#include <libavcodec/avcodec.h>\n}\n',
     "picture/picture_file.cpp": '#include "vidorra/picture/picture_file.h"\n#include "vidorra/encode/encoder.h"\n',
     "filter/graph.h": '#include "vidorra/picture/picture.h"\n',
+    "platform/z5_hw_accel/internal/z5_hw_accel/scaler.h": "#include <cstdint>\n",
+    "process/device.cpp": '#include "z5_hw_accel/scaler.h"\n',
     "process/scale.h": '#include "vidorra/picture/picture.h"\n',
     "encode/encoder.cpp": '#include "filter/graph.h"\n#include "process/scale.h"\nconst char* t = "av_image_copy";\n',
     "examples/show.cpp": "#include <vidorra/vidorra.h>\n#include <libavformat/avformat.h>\n",
@@ -89,6 +91,14 @@ class CheckLayers(unittest.TestCase):
     def test_public_headers_do_not_include_the_ffmpeg_layer(self):
         self.expect_one("include/vidorra/core/time.h", '#include "platform/ffmpeg/formats.h"\n',
                         "include/vidorra/core/time.h:1: platform/ffmpeg/formats.h is private")
+
+    def test_public_headers_do_not_include_an_internal_interface(self):
+        self.expect_one("include/vidorra/process/scaler.h", '#include "z5_hw_accel/scaler.h"\n',
+                        "include/vidorra/process/scaler.h:1: z5_hw_accel/scaler.h is private")
+
+    def test_an_internal_interface_is_for_one_folder(self):
+        self.expect_one("encode/encoder.cpp", '#include "z5_hw_accel/scaler.h"\n',
+                        "encode/encoder.cpp:1: z5_hw_accel/scaler.h is private to platform process")
 
     def test_public_headers_include_few_headers_of_ffmpeg(self):
         self.expect_one("include/vidorra/picture/picture.h", "#include <libavcodec/avcodec.h>\n",

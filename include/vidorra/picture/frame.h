@@ -3,16 +3,20 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
+#include <variant>
+#include <vector>
 
+#include "vidorra/core/av_ptr.h"
 #include "vidorra/core/export.h"
 #include "vidorra/core/ffmpeg_fwd.h"
 #include "vidorra/core/metadata.h"
+#include "vidorra/core/smpte12_timecode.h"
 #include "vidorra/core/timestamp.h"
 
 namespace vidorra {
 
-/// What decoders, queues and encoders pass along: a presentation time, flags, strings, and the picture or the
-/// samples that a derived class adds. Copies share pixels and samples.
+/// What decoders, queues and encoders pass along: a presentation time, flags, strings, side data, and the
+/// picture or the samples that a derived class adds. Copies share pixels and samples.
 ///
 /// Threads: one at a time for an object; frames travel between threads by value.
 class VIDORRA_API Frame {
@@ -26,7 +30,10 @@ public:
         NoSignal = 4,
     };
 
-    /// No flags, no metadata.
+    /// What an encoder may put into its stream beside the picture.
+    using SideData = std::variant<SMPTE12Timecode>;
+
+    /// No flags, no metadata, no side data.
     explicit Frame(const Timestamp& timestamp);
     virtual ~Frame();
 
@@ -52,6 +59,17 @@ public:
     [[nodiscard]] const Metadata& metadata() const noexcept { return mMetadata; }
     [[nodiscard]] Metadata& metadata() noexcept { return mMetadata; }
 
+    /// At most one of each kind.
+    [[nodiscard]] const std::vector<SideData>& sideData() const noexcept { return mSideData; }
+
+    /// Adds side data, in the place of an entry of its kind that is there already.
+    void addSideData(const SideData& sideData);
+
+    /// An AVFrame as fillAVFrame() makes it, with a timecode as side data of the type
+    /// AV_FRAME_DATA_S12M_TIMECODE. Throws std::runtime_error when empty, std::bad_alloc when memory is
+    /// short.
+    [[nodiscard]] AvPtr<AVFrame> toAvFrame() const;
+
 protected:
     Frame(const Frame& other) = default;
     Frame(Frame&& other) = default;
@@ -62,6 +80,7 @@ private:
     FrameFlags mFlags = NoFlags;
     Timestamp mTimestamp;
     Metadata mMetadata;
+    std::vector<SideData> mSideData;
 };
 
 [[nodiscard]] constexpr Frame::FrameFlags operator|(Frame::FrameFlags a, Frame::FrameFlags b) noexcept {

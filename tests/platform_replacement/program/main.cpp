@@ -1,5 +1,6 @@
-// Shows that the library's lines reach the logger that replaced ours, whichever way they are written, and that it takes
-// configurations from the objects that replaced ours.
+// Shows that the library's lines reach the logger that replaced ours, whichever way they are written, and
+// that it takes configurations from the objects that replaced ours. The accelerator that replaced ours gets a
+// picture in the memory that replaced ours.
 #include <iostream>
 #include <string>
 
@@ -33,6 +34,19 @@ int main(int argc, char** argv) try {
     const vidorra::EncoderBase encoder(config, "encoder");
     if (encoder.codecContext()->codec_id != AV_CODEC_ID_MPEG4) {
         std::cerr << "no encoder\n";
+        return 1;
+    }
+    // What the accelerator writes to the device's memory shows in the picture.
+    vidorra::UdmaBufPictureAllocator allocator("memory");
+    vidorra::Picture screen = allocator.allocate({64, 32}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
+    const vidorra::Picture overlay = allocator.allocate({16, 16}, vidorra::NVA12, AVCOL_RANGE_MPEG);
+    vidorra::z5::PictureComposer("null").compose(screen, overlay, {8, 4}, 0.5, true);
+    vidorra::z5::PictureScaler scaler("null");
+    scaler.setPictureAllocator(&allocator);
+    const vidorra::Picture scaled = scaler.scale(screen, {32, 16}, true);
+    if (screen.data()[0][4 * screen.linesize()[0] + 8] != 127 || screen.data()[0][0] != 0 ||
+        scaled.data()[0][0] != 56) {
+        std::cerr << "no accelerator\n";
         return 1;
     }
     // FFmpeg's lines come through print().

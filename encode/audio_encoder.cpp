@@ -1,0 +1,121 @@
+#include "vidorra/encode/audio_encoder.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "core/log.h"
+#include "platform/ffmpeg/generations.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/frame.h>
+}
+
+namespace vidorra {
+namespace {
+
+constexpr std::uint64_t kMono = 4;
+constexpr std::uint64_t kStereo = 3;
+
+void checkMediaType(const AVCodecContext& context) {
+    if (context.codec_type == AVMEDIA_TYPE_VIDEO) {
+        throw std::runtime_error(fmt::format(
+            "AudioEncoder: Trying to use video codec \"{}\" by audio encoder.", context.codec->id));
+    }
+    if (context.codec_type != AVMEDIA_TYPE_AUDIO) {
+        throw std::runtime_error(
+            fmt::format("AudioEncoder: Unsupported media type \"{}\". Expected "
+                        "AVMediaType::AVMEDIA_TYPE_AUDIO.",
+                        static_cast<int>(context.codec->type)));
+    }
+}
+
+// Encoders read as many planes and channels as they were opened for, without a look at the frame.
+bool isReadable(const AVFrame& frame, const AVCodecContext& context) {
+    return frame.nb_samples > 0 && frame.format == context.sample_fmt &&
+           ffmpeg_ext::channelCount(frame) == ffmpeg_ext::channelCount(context);
+}
+
+}  // namespace
+
+AudioEncoder::AudioEncoder(const objstream::object& config) : EncoderBase(config, "audio-encoder") {
+    AVCodecContext& codec = *context();
+    checkMediaType(codec);
+    codec.sample_fmt = static_cast<AVSampleFormat>(
+        config["sample_fmt"].getValue<int>(ffmpeg_ext::firstSampleFormat(*codec.codec)));
+    config["options"].for_each_kv([this](const std::string& key, const objstream::object& value) {
+        setOption(key, value.getValue<std::string>(std::string()));
+        return true;
+    });
+    // Deliberate: this overrides a layout of the options.
+    switch (ffmpeg_ext::channelCount(codec)) {
+    case 1:
+        ffmpeg_ext::setChannelMask(codec, kMono);
+        break;
+    case 2:
+        ffmpeg_ext::setChannelMask(codec, kStereo);
+        break;
+    default:
+        break;
+    }
+    openCodec();
+    if (config.hasKey("filter")) {
+        mFilterGraph = FilterGraphAudio(config["filter"].getValue<std::string>(), codec);
+    }
+}
+
+AudioEncoder::~AudioEncoder() = default;
+
+AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
+    AVCodecContext& codec = *context();
+    if (frame.empty()) {
+        logger::log(kLogError, logName()) << "sendFrame(): Couldn't encode empty AudioFrame.";
+        return AvError::InvalidArgument;
+    }
+    const AudioBuffer& samples = frame.audioBuffer();
+    if (samples.sampleRate() != codec.sample_rate) {
+        logger::log(kLogWarning, logName())
+            << "Audio audioFrame " << frame << " is not compatible with encoder";
+        return 0;
+    }
+    AudioFrame local;
+    if (samples.sampleFormat() == codec.sample_fmt) {
+        local = frame;
+    } else {
+        // Deliberate: metadata and side data stay behind.
+        local = AudioFrame(mResampler.resample(samples, samples.sampleRate(),
+                                               static_cast<long>(samples.channelLayout()), codec.sample_fmt),
+                           frame.timestamp());
+        local.setFlags(frame.flags());
+    }
+    local.setTimestamp(local.timestamp().rescale(codec.time_base));
+    pushNoSignalState((local.flags() & Frame::NoSignal) != 0, local.timestamp());
+    AvPtr<AVFrame> avFrame = local.toAvFrame();
+    avFrame->pts = local.timestamp().value;
+
+    if (!mFilterGraph.empty()) {
+        const AvRes filtered = mFilterGraph.filterFrame(avFrame);
+        if (filtered.error == AvError::Eof) {
+            static_cast<void>(sendEndOfStream());
+            if (!local.empty()) {
+                logger::log(kLogDebug, logName()) << "Audio filter at EOF: " << filtered;
+            }
+            return filtered;
+        }
+        if (filtered.error == AvError::Again) {
+            logger::log(kLogDebug, logName()) << "No audio audioFrame available from filter";
+            return 0;
+        }
+        if (!filtered.ok) {
+            logger::log(kLogWarning, logName())
+                << "Couldn't filter audio audioFrame: " << local << ". Error: " << filtered;
+            return filtered;
+        }
+    }
+    if (!isReadable(*avFrame, codec)) {
+        return AvError::InvalidArgument;
+    }
+    return avcodec_send_frame(&codec, avFrame.get());
+}
+
+}  // namespace vidorra

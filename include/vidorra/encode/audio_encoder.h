@@ -1,0 +1,62 @@
+#pragma once
+
+#include "objstream/object.h"
+#include "vidorra/audio/resampler.h"
+#include "vidorra/core/av_res.h"
+#include "vidorra/core/export.h"
+#include "vidorra/encode/encoder_base.h"
+#include "vidorra/filter/filter_graph.h"
+#include "vidorra/picture/audio_frame.h"
+
+namespace vidorra {
+
+/// Makes packets of audio frames.
+///
+///     objstream::object config;
+///     config["codec"] = "aac";
+///     config["options"]["ar"] = 48000;
+///     config["options"]["ac"] = 2;
+///     config["options"]["b"] = 128000;
+///     AudioEncoder encoder(config);
+///     const AvRes res = encoder.sendFrame(frame);
+///     while (auto packet = encoder.receivePacket()) { ... *packet ... }
+///
+/// Besides the two keys of EncoderBase, of which one is needed, the configuration may have
+///
+///     sample_fmt   the number of an AVSampleFormat; unless told, the first one that the encoder lists
+///     options      a map of FFmpeg's options for the encoder, among them "ar", the rate, "ac", the number of
+///                  channels, and "b", the bits per second; what is no scalar counts as an empty text
+///     filter       a specification of FFmpeg for filters in front of the encoder
+///
+/// One and two channels are mono and stereo, whatever layout the options say; more need one of their own,
+/// such as channel_layout "5.1". The time base is that which FFmpeg chooses, 1 over the rate.
+///
+/// Frames are of the encoder's rate and channels. Nothing collects samples: an encoder with a frame size of
+/// its own, which codecContext() tells, takes frames of that size, and a shorter one as its last.
+///
+/// Owns: what EncoderBase owns, a filter graph and a resampler. Threads: one at a time.
+class VIDORRA_API AudioEncoder : public EncoderBase {
+public:
+    /// Opens the encoder. Throws std::runtime_error for an encoder that is not of audio; as EncoderBase does
+    /// for the choice of the encoder, its options and its opening; as FilterGraphAudio does for the filter;
+    /// std::bad_cast for values of another kind, which is objstream::bad_objstream_cast for a scalar that
+    /// does not convert.
+    explicit AudioEncoder(const objstream::object& config);
+    virtual ~AudioEncoder();
+
+    /// Encodes a frame, in the encoder's sample format after a conversion if need be. A converted frame loses
+    /// its metadata and side data.
+    ///
+    /// AvError::InvalidArgument refuses an empty frame, and what reaches the encoder without samples or in
+    /// other channels than the encoder's. AvError::Again asks to receive packets first. AvError::Eof says
+    /// that the filter has ended, and the stream with it. A frame of another rate is dropped with a warning
+    /// in the log and counts as a success, and so does a frame that the filter keeps for now. Throws as
+    /// Resampler::resample() and Frame::toAvFrame() do.
+    AvRes sendFrame(const AudioFrame& frame);
+
+private:
+    FilterGraphAudio mFilterGraph;
+    Resampler mResampler;
+};
+
+}  // namespace vidorra

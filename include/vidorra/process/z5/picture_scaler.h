@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "vdr_utils/file_descriptor_deleter.h"
+#include "vidorra/core/export.h"
+#include "vidorra/core/geometry.h"
+#include "vidorra/picture/picture.h"
+#include "vidorra/picture/picture_allocator.h"
+
+namespace vidorra::z5 {
+
+/// Makes pictures of another size by means of a hardware accelerator, as vidorra::Scaler does by the CPU.
+/// There is no fallback: ask isPictureCompatible() and choose.
+///
+///     UdmaBufPictureAllocator allocator("udmabuf0");
+///     z5::PictureScaler scaler("z5-scaler");
+///     scaler.setPictureAllocator(&allocator);
+///     const Picture small = scaler.scale(picture, Size{640, 360}, false);
+///
+/// Owns: the open device, not the allocator. Threads: no lock is held; whether calls may overlap is for the
+/// accelerator to say, and with ours they may, on destinations of their own.
+class VIDORRA_API PictureScaler {
+public:
+    /// Opens "/dev/" and `deviceName` for reading and writing. Throws std::system_error with the cause in
+    /// std::generic_category() when that fails.
+    explicit PictureScaler(std::string_view deviceName);
+
+    /// As PictureComposer::isPictureCompatible().
+    [[nodiscard]] static bool isPictureCompatible(const Picture& picture);
+
+    /// Where the pictures of scale() come from, with memory that the accelerator reaches. It must outlive
+    /// this object and the pictures; null means none.
+    void setPictureAllocator(PictureAllocator* allocator);
+
+    /// Fills `dst` with `src`, in whatever sizes the two have. `flag` asks the accelerator for a behaviour of
+    /// its own, none with ours. What the CPU has written to `src` is flushed before; `dst` is not, nor is it
+    /// marked as modified, since the accelerator writes all of it.
+    ///
+    /// Throws std::invalid_argument, in this order, when `dst` is not editable, when `dst` is not compatible,
+    /// when `src` is not, and when their formats differ. What the accelerator throws passes.
+    void scaleTo(Picture& dst, const Picture& src, bool flag);
+
+    /// `src` in another size, rounded down to even numbers, in the same format and range. Throws
+    /// std::runtime_error when no allocator is set; what the allocator throws passes; then as scaleTo().
+    [[nodiscard]] Picture scale(const Picture& src, Size size, bool flag);
+
+private:
+    std::unique_ptr<int, vx::utils::priv::FileDescriptorDeleter> mDevice;
+    PictureAllocator* mAllocator = nullptr;
+};
+
+}  // namespace vidorra::z5

@@ -1,0 +1,78 @@
+#include "vidorra/process/z5/picture_composer.h"
+
+#include <cstddef>
+#include <stdexcept>
+#include <utility>
+
+#include "process/z5/device.h"
+#include "z5_hw_accel/composer.h"
+
+namespace vidorra::z5 {
+namespace {
+
+// What `flag` means to the accelerator.
+constexpr unsigned kFlags = 96;
+
+unsigned char alphaOf(double opacity) {
+    // Written so that not a number is nothing, too.
+    if (!(opacity >= 0.0)) {
+        return 0;
+    }
+    return opacity > 1.0 ? 255 : static_cast<unsigned char>(opacity * 255.0);
+}
+
+}  // namespace
+
+PictureComposer::PictureComposer(std::string_view deviceName) : mDevice(openDevice(deviceName)) {}
+
+bool PictureComposer::isPictureCompatible(const Picture& picture) {
+    return isCompatible(picture);
+}
+
+void PictureComposer::compose(Picture& dst, const Picture& overlay, Point position, double opacity,
+                              bool flag) const {
+    if (!dst.editable()) {
+        throw std::invalid_argument("z5 hw composer: destination picture is not editable");
+    }
+    if (!isPictureCompatible(dst)) {
+        throw std::invalid_argument("z5 hw composer: incompatible destination picture");
+    }
+    if (!isPictureCompatible(overlay)) {
+        throw std::invalid_argument("z5 hw composer: incompatible overlay picture");
+    }
+
+    // Whole chroma samples only, of the position and of what shows.
+    const int px = position.x & ~1;
+    const int py = position.y & ~1;
+    const Rect visible = Rect{0, 0, dst.frameSize().width, dst.frameSize().height}.intersected(
+        {px, py, overlay.frameSize().width, overlay.frameSize().height});
+    const int width = visible.width & ~1;
+    const int height = visible.height & ~1;
+    if (width == 0 || height == 0) {
+        return;
+    }
+    const int x = visible.x & ~1;
+    const int y = visible.y & ~1;
+    const Picture cropped = overlay.crop({x - px, y - py, width, height});
+
+    dst.flush();
+    overlay.flush();
+
+    ::z5::hw::accel::Nv12Buffer<void> buffer = wholeBuffer<void>(dst);
+    const std::ptrdiff_t offset = std::ptrdiff_t{y} * buffer.linesize + x;
+    const std::ptrdiff_t chromaOffset = ((std::ptrdiff_t{y} * buffer.linesize) >> 1) + x;
+    buffer.luma = dst.data()[0] + offset;
+    buffer.chroma = dst.data()[1] + chromaOffset;
+    if (buffer.alpha != nullptr) {
+        buffer.alpha = dst.data()[3] + offset;
+    }
+    // Deliberate: up to the edges of the destination and not just of the overlay.
+    buffer.width -= x;
+    buffer.height -= y;
+    // Deliberate: the destination is not marked as modified, which tells of writing by the CPU.
+    ::z5::hw::accel::Composer(mDevice.get())
+        .process(std::move(buffer), wholeBuffer<const void>(cropped), width, height, alphaOf(opacity),
+                 flag ? kFlags : 0);
+}
+
+}  // namespace vidorra::z5
