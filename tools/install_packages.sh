@@ -25,6 +25,9 @@ build  libexpected-dev    results that are a value or an error
 test   libgtest-dev       GoogleTest, runs the tests
 test   libgmock-dev       GoogleTest, matchers of the tests
 test   ffmpeg             makes the media that the tests read
+test   fonts-dejavu-core  TrueType fonts that texts are drawn with
+test   fonts-inconsolata  a font with OpenType CFF outlines
+test   fonts-terminus-otb a font of bitmaps
 test   python3            checks the sources against the project rules
 demo   ffmpeg             makes the sample file
 demo   fonts-dejavu-core  the font of the texts in its recording

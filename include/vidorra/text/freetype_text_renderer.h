@@ -32,7 +32,7 @@ namespace vidorra {
 /// Owns: the font, the glyphs and the last layout, not the allocator. Threads: one at a time, also for
 /// getTextSize(); objects share nothing. Errors of all that take a text: std::range_error with
 /// "wstring_convert::from_bytes" for invalid UTF-8, once, since that text then counts as laid out, with
-/// nothing in it; std::bad_alloc.
+/// nothing in it; std::bad_alloc. A sequence that the end of the text cuts off is dropped instead.
 class VIDORRA_API FreeTypeTextRenderer {
 public:
     /// A glyph as it is kept.
