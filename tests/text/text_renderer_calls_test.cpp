@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -26,6 +27,8 @@ namespace {
 std::atomic<long> gAllocations{0};
 
 std::vector<std::string> gCalls;
+// In place of FreeType's, in 64ths of a pixel.
+std::optional<long> gKerning;
 // Calls of a name that fail.
 std::function<bool(const std::string& name, unsigned long argument)> gFails;
 
@@ -99,13 +102,20 @@ VIDORRA_WRAP(FT_Set_Pixel_Sizes, width * 1000 + height, (FT_Face face, FT_UInt w
              width, height)
 VIDORRA_WRAP(FT_Load_Char, code, (FT_Face face, FT_ULong code, FT_Int32 flags), face, code, flags)
 VIDORRA_WRAP(FT_Get_Glyph, 0, (FT_GlyphSlot slot, FT_Glyph* glyph), slot, glyph)
-VIDORRA_WRAP(FT_Get_Kerning, left * 100000UL + right,
-             (FT_Face face, FT_UInt left, FT_UInt right, FT_UInt mode, FT_Vector* kerning), face, left, right,
-             mode, kerning)
 VIDORRA_WRAP(FT_Done_Face, 0, (FT_Face face), face)
 VIDORRA_WRAP(FT_Done_FreeType, 0, (FT_Library library), library)
 
 extern "C" {
+decltype(FT_Get_Kerning) __real_FT_Get_Kerning;
+decltype(FT_Get_Kerning) __wrap_FT_Get_Kerning;
+FT_Error __wrap_FT_Get_Kerning(FT_Face face, FT_UInt left, FT_UInt right, FT_UInt mode, FT_Vector* kerning) {
+    if (fails("FT_Get_Kerning", mode)) {
+        return FT_Err_Invalid_Argument;
+    }
+    const FT_Error result = __real_FT_Get_Kerning(face, left, right, mode, kerning);
+    kerning->x = gKerning.value_or(kerning->x);
+    return result;
+}
 decltype(FT_Get_Char_Index) __real_FT_Get_Char_Index;
 decltype(FT_Get_Char_Index) __wrap_FT_Get_Char_Index;
 FT_UInt __wrap_FT_Get_Char_Index(FT_Face face, FT_ULong code) {
@@ -136,7 +146,10 @@ using Calls = std::vector<std::string>;
 class TextCalls : public testing::Test {
 protected:
     TextCalls() { gCalls.clear(); }
-    ~TextCalls() override { gFails = nullptr; }
+    ~TextCalls() override {
+        gFails = nullptr;
+        gKerning.reset();
+    }
 
     static void failAt(const std::string& name) {
         gFails = [name](const std::string& called, unsigned long) { return called == name; };
@@ -250,6 +263,17 @@ TEST_F(TextCalls, AFailureToAnswerAboutKerningMeansNone) {
     gFails = nullptr;
     renderer.setLineSpacing(0);
     EXPECT_LT(renderer.getTextSize("AV", AV_PIX_FMT_GRAY8).width, apart);
+}
+
+TEST_F(TextCalls, PartsOfAPixelOfKerningAreRoundedDown) {
+    FreeTypeTextRenderer renderer(kSans, 60);
+    gKerning = 0;
+    const int width = renderer.getTextSize("ababa", AV_PIX_FMT_GRAY8).width;
+    for (const auto& [kerning, change] : {std::pair{63L, 0}, {64L, 4}, {-1L, -4}, {-64L, -4}, {-65L, -8}}) {
+        gKerning = kerning;
+        renderer.setLineSpacing(0);
+        EXPECT_EQ(renderer.getTextSize("ababa", AV_PIX_FMT_GRAY8).width, width + change) << kerning;
+    }
 }
 
 TEST_F(TextCalls, EverythingIsGivenBackInReverse) {

@@ -181,26 +181,26 @@ const Caption kThin{kMono, 20, "transparent", U"transparent", Color(200, 100, 50
 
 TEST(BesideDrawtext, TheBytesAreTheSameInEveryFormat) {
     for (const AVPixelFormat format : kFormats) {
+        const Picture empty = filtered(format, "");
         for (const Caption* caption : {&kOpaque, &kCyrillic, &kOutlinesOfCff, &kThin}) {
-            for (const Point position : {Point{0, 0}, Point{6, 8}}) {
-                const Picture theirs = byDrawtext(format, *caption, position);
-                ASSERT_FALSE(theirs.empty()) << format;
-                const Picture ours = byRenderer(format, *caption, position);
-                EXPECT_EQ(differences(ours, theirs), 0) << format << " " << caption->utf8;
-                EXPECT_GT(differences(ours, filtered(format, "")), 300) << format << " " << caption->utf8;
-            }
+            const Picture theirs = byDrawtext(format, *caption, {6, 8});
+            ASSERT_FALSE(theirs.empty()) << format;
+            const Picture ours = byRenderer(format, *caption, {6, 8});
+            EXPECT_EQ(differences(ours, theirs), 0) << format << " " << caption->utf8;
+            EXPECT_GT(differences(ours, empty), 300) << format << " " << caption->utf8;
         }
     }
 }
 
 TEST(BesideDrawtext, TextIsCutAtTheEdgesOfThePictureAlike) {
-    for (const AVPixelFormat format : kFormats) {
-        // To the right and below; drawtext goes on beyond the left and upper edges too.
+    for (const AVPixelFormat format :
+         {AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_RGBA, AV_PIX_FMT_P010LE}) {
+        const Picture empty = filtered(format, "");
         for (const Point position : {Point{300, 40}, Point{-30, -10}, Point{-100, 50}}) {
             const Picture theirs = byDrawtext(format, kOpaque, position);
             const Picture ours = byRenderer(format, kOpaque, position);
             EXPECT_EQ(differences(ours, theirs), 0) << format << " " << position;
-            EXPECT_GT(differences(ours, filtered(format, "")), 50) << format << " " << position;
+            EXPECT_GT(differences(ours, empty), 50) << format << " " << position;
         }
     }
 }
