@@ -58,7 +58,7 @@ function(vidorra_add_library)
             $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/vidorra/platform>)
         target_link_libraries(${target}
             PUBLIC PkgConfig::FFMPEG fmt::fmt tl::expected ${VIDORRA_PLATFORM_LIBRARIES}
-            PRIVATE Threads::Threads ${VIDORRA_INTERNAL_PLATFORM_LIBRARIES} $<BUILD_INTERFACE:vidorra_flags>)
+            PRIVATE Threads::Threads PkgConfig::FREETYPE ${VIDORRA_INTERNAL_PLATFORM_LIBRARIES} $<BUILD_INTERFACE:vidorra_flags>)
     endforeach()
     target_include_directories(vidorra_internal PUBLIC ${PROJECT_SOURCE_DIR})
 endfunction()

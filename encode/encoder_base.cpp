@@ -65,6 +65,16 @@ void EncoderBase::setOption(const std::string& name, const std::string& value) {
     throw FFmpegError(res.error, message);
 }
 
+void EncoderBase::setOptions(const objstream::object& options) {
+    if (options.empty()) {
+        return;
+    }
+    options.for_each_kv([this](const std::string& name, const objstream::object& value) {
+        setOption(name, value.getValue<std::string>(std::string()));
+        return true;
+    });
+}
+
 void EncoderBase::openCodec() {
     const AVCodec* codec = mCodecContext->codec;
     logger::log(kLogCodec, mLogName) << "opening codec: \"" << codec->name << "\"";

@@ -25,6 +25,7 @@ std::vector<std::string> vidorra::fuzz::seeds() {
         std::string(300, '['),
         "{\"a\":",
         "1e999",
+        "\x8c",
         "",
     };
 }

@@ -6,13 +6,9 @@
 #include <stdexcept>
 
 #include "platform/ffmpeg/drawing.h"
-#include "platform/ffmpeg/pixel_formats.h"
+#include "process/chroma_grid.h"
 #include "vidorra/core/format.h"
 #include "vidorra/process/alphablend/blend.h"
-
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
 
 namespace vidorra {
 namespace {
@@ -24,25 +20,6 @@ struct ComposeFunc {
     AVPixelFormat dst;
     AVPixelFormat overlay;
     decltype(&alphablend::blendNv12) blend;
-};
-
-// Masks that bring a coordinate down to whole chroma samples of both pictures.
-struct ChromaGrid {
-    int maskX = -1;
-    int maskY = -1;
-
-    ChromaGrid(AVPixelFormat first, AVPixelFormat second) {
-        for (const AVPixelFormat format : {first, second}) {
-            // An empty picture has no format, and nothing to draw either.
-            if (const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(format)) {
-                maskX &= -1 << descriptor->log2_chroma_w;
-                maskY &= -1 << descriptor->log2_chroma_h;
-            }
-        }
-    }
-    [[nodiscard]] Rect rect(Point position, Size size) const {
-        return {position.x & maskX, position.y & maskY, size.width & maskX, size.height & maskY};
-    }
 };
 
 // False when the format is not one that can be copied by rectangles.
@@ -85,8 +62,9 @@ void compose(Picture& dst, const Picture& overlay, Point position, CheckColorRan
     }
 
     const ChromaGrid grid(dst.pixelFormat(), overlay.pixelFormat());
-    const Rect dstRect = grid.rect({0, 0}, dst.frameSize());
-    const Rect overlayRect = grid.rect(position, overlay.frameSize());
+    const Rect dstRect = grid.down(Rect{0, 0, dst.frameSize().width, dst.frameSize().height});
+    const Rect overlayRect =
+        grid.down(Rect{position.x, position.y, overlay.frameSize().width, overlay.frameSize().height});
     const Rect visible = dstRect.intersected(overlayRect);
     if (visible.width == 0 || visible.height == 0) {
         return;

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "platform/ffmpeg/pixel_formats.h"
+#include "process/chroma_grid.h"
 #include "process/draw_context.h"
 
 extern "C" {
@@ -26,10 +27,9 @@ void fillRectangle(Picture& picture, Rect rect, Color color) {
         initDrawContext(picture.pixelFormat(), picture.colorRange() == AVCOL_RANGE_JPEG);
     const FFDrawColor drawColor = initDrawColor(context, color);
     // Deliberate: position and size are rounded each by itself.
-    const int maskX = -1 << context.hsub_max;
-    const int maskY = -1 << context.vsub_max;
+    const Rect whole = ChromaGrid(context.hsub_max, context.vsub_max).down(area);
     ffmpeg_ext::ff_fill_rectangle(&context, &drawColor, picture.data().data(), picture.linesize().data(),
-                                  area.x & maskX, area.y & maskY, area.width & maskX, area.height & maskY);
+                                  whole.x, whole.y, whole.width, whole.height);
     picture.markModified();
 }
 

@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include "platform/ffmpeg/pixel_formats.h"
+#include "process/chroma_grid.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
 
@@ -25,7 +26,8 @@ namespace {
 
 constexpr const char* kPrefix = "....Pictures are different. ";
 
-// Searches rows of pixels for a byte that is not 0, eight bytes at a time where pixels fill them evenly.
+// Searches rows of pixels for a byte that is not 0, where pixels fill words evenly in blocks of many words
+// first, then of fewer.
 class AlphaRows {
 public:
     AlphaRows(const Picture& picture, const AVComponentDescriptor& component)
@@ -48,9 +50,9 @@ public:
         const std::uint8_t* pixels = mData + row * mStride;
         int x = begin;
         if (mPixelsInWord > 0) {
-            while (end - x >= kWords * mPixelsInWord && isClear(pixels, x)) {
-                x += kWords * mPixelsInWord;
-            }
+            x = skipForward<16>(pixels, x, end);
+            x = skipForward<4>(pixels, x, end);
+            x = skipForward<1>(pixels, x, end);
         }
         while (x < end && !isVisible(pixels, x)) {
             ++x;
@@ -63,9 +65,9 @@ public:
         const std::uint8_t* pixels = mData + row * mStride;
         int x = end;
         if (mPixelsInWord > 0) {
-            while (x - begin >= kWords * mPixelsInWord && isClear(pixels, x - kWords * mPixelsInWord)) {
-                x -= kWords * mPixelsInWord;
-            }
+            x = skipBackward<16>(pixels, begin, x);
+            x = skipBackward<4>(pixels, begin, x);
+            x = skipBackward<1>(pixels, begin, x);
         }
         do {
             --x;
@@ -75,20 +77,46 @@ public:
 
 private:
     static constexpr int kWord = 8;
-    static constexpr int kWords = 16;
 
     [[nodiscard]] bool isVisible(const std::uint8_t* pixels, int x) const {
         return pixels[std::ptrdiff_t{x} * mStep + mOffset] != 0;
     }
+
+    template <int kWords>
+    [[nodiscard]] int skipForward(const std::uint8_t* pixels, int x, int end) const {
+        while (end - x >= kWords * mPixelsInWord && isClear<kWords>(pixels, x)) {
+            x += kWords * mPixelsInWord;
+        }
+        return x;
+    }
+    template <int kWords>
+    [[nodiscard]] int skipBackward(const std::uint8_t* pixels, int begin, int x) const {
+        while (x - begin >= kWords * mPixelsInWord && isClear<kWords>(pixels, x - kWords * mPixelsInWord)) {
+            x -= kWords * mPixelsInWord;
+        }
+        return x;
+    }
+
+    template <int kWords>
     [[nodiscard]] bool isClear(const std::uint8_t* pixels, int x) const {
         const std::uint8_t* bytes = pixels + std::ptrdiff_t{x} * mStep;
-        std::uint64_t any = 0;
-        for (int i = 0; i < kWords; ++i) {
+        if constexpr (kWords == 1) {
             std::uint64_t word = 0;
-            std::memcpy(&word, bytes + i * kWord, kWord);
-            any |= word;
+            std::memcpy(&word, bytes, kWord);
+            return (word & mMask) == 0;
+        } else {
+            // Two vectors of the size that every processor has, so that not each has to wait for the one
+            // before.
+            using Words __attribute__((vector_size(2 * kWord))) = std::uint64_t;
+            Words any[2] = {};
+            for (int i = 0; i < kWords / 2; ++i) {
+                Words words;
+                std::memcpy(&words, bytes + i * 2 * kWord, sizeof(words));
+                any[i % 2] |= words;
+            }
+            any[0] |= any[1];
+            return ((any[0][0] | any[0][1]) & mMask) == 0;
         }
-        return (any & mMask) == 0;
     }
 
     const std::uint8_t* mData;
@@ -283,11 +311,12 @@ Rect alphaTrimmedRect(const Picture& picture) {
         right = std::max(right, alpha.last(y, right + 1, width));
     }
 
-    const int gridX = -1 << descriptor.log2_chroma_w;
-    const int gridY = -1 << descriptor.log2_chroma_h;
-    const int x = left & gridX;
-    const int y = top & gridY;
-    return {x, y, (right & gridX) - gridX - x, (bottom & gridY) - gridY - y};
+    // Grown outwards to whole chroma samples on all sides.
+    const Point corner = ChromaGrid(picture.pixelFormat()).down(Point{left, top});
+    const Point end = ChromaGrid(picture.pixelFormat()).down(Point{right, bottom});
+    const int sampleWidth = 1 << descriptor.log2_chroma_w;
+    const int sampleHeight = 1 << descriptor.log2_chroma_h;
+    return {corner.x, corner.y, end.x + sampleWidth - corner.x, end.y + sampleHeight - corner.y};
 }
 
 bool comparePictures(const Picture& left, const Picture& right, unsigned tolerance, bool skipLastComponent,

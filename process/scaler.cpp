@@ -5,14 +5,13 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/ffmpeg/pixel_formats.h"
 #include "platform/ffmpeg/scaling.h"
+#include "process/chroma_grid.h"
 #include "vidorra/core/format.h"
 #include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/process/color_range_converter.h"
 
 extern "C" {
-#include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
 
@@ -40,19 +39,6 @@ constexpr std::array<NamedAlgorithm, 11> kAlgorithms = {{
 
 bool agree(AVColorRange first, AVColorRange second) {
     return first == AVCOL_RANGE_UNSPECIFIED || second == AVCOL_RANGE_UNSPECIFIED || first == second;
-}
-
-// Rounded down to whole chroma samples of both formats.
-Size onChromaGrid(Size size, AVPixelFormat first, AVPixelFormat second) {
-    int shiftX = 0;
-    int shiftY = 0;
-    for (const AVPixelFormat format : {first, second}) {
-        if (const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(format)) {
-            shiftX = std::max<int>(shiftX, descriptor->log2_chroma_w);
-            shiftY = std::max<int>(shiftY, descriptor->log2_chroma_h);
-        }
-    }
-    return {size.width & (-1 << shiftX), size.height & (-1 << shiftY)};
 }
 
 // Changes at the same size after which libswscale would leave the pixels in their range, or that it does not
@@ -137,7 +123,7 @@ void Scaler::setPictureAllocator(PictureAllocator* allocator) {
 }
 
 Picture Scaler::scale(const Picture& src, Size size, AVPixelFormat format, AVColorRange range) {
-    const Size target = onChromaGrid(size, src.pixelFormat(), format);
+    const Size target = ChromaGrid(src.pixelFormat(), format).down(size);
     const bool rangesAgree = agree(src.colorRange(), range);
     const bool sameSize = target == src.frameSize();
     if (rangesAgree && format == src.pixelFormat() && sameSize) {

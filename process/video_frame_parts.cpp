@@ -2,12 +2,8 @@
 
 #include <cstdint>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "process/chroma_grid.h"
 #include "vidorra/picture/video_frame.h"
-
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
 
 namespace vidorra {
 namespace {
@@ -34,11 +30,7 @@ VideoFrame VideoFrame::crop(const Rect& rect) const {
     }
     Rect part{visible.x - mPosition.x, visible.y - mPosition.y, visible.width, visible.height};
     // Without a descriptor Picture::crop() decides.
-    if (const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(mPicture.pixelFormat())) {
-        const int maskX = -1 << descriptor->log2_chroma_w;
-        const int maskY = -1 << descriptor->log2_chroma_h;
-        part = {part.x & maskX, part.y & maskY, part.width & maskX, part.height & maskY};
-    }
+    part = ChromaGrid(mPicture.pixelFormat()).down(part);
     VideoFrame result(mPicture.crop(part), timestamp(), flags());
     result.metadata() = metadata();
     result.setPosition({mPosition.x + part.x, mPosition.y + part.y});

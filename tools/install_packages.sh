@@ -17,6 +17,7 @@ build  libavformat-dev    FFmpeg: files and streams
 build  libavutil-dev      FFmpeg: buffers, formats, errors
 build  libswresample-dev  FFmpeg: sample rates and formats
 build  libswscale-dev     FFmpeg: scaling and conversion of pictures
+build  libfreetype-dev    loads fonts and renders glyphs
 build  libfmt-dev         formats messages
 build  libboost-dev       converts configuration values
 build  nlohmann-json3-dev reads and writes configurations as JSON
@@ -24,8 +25,12 @@ build  libexpected-dev    results that are a value or an error
 test   libgtest-dev       GoogleTest, runs the tests
 test   libgmock-dev       GoogleTest, matchers of the tests
 test   ffmpeg             makes the media that the tests read
+test   fonts-dejavu-core  TrueType fonts that texts are drawn with
+test   fonts-inconsolata  a font with OpenType CFF outlines
+test   fonts-terminus-otb a font of bitmaps
 test   python3            checks the sources against the project rules
 demo   ffmpeg             makes the sample file
+demo   fonts-dejavu-core  the font of the texts in its recording
 style  clang-format-14    checks the layout of the sources
 style  clang-tidy-14      looks for defects in the sources
 style  python3            runs clang-tidy on many files

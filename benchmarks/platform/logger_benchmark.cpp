@@ -30,8 +30,8 @@ int main(int argc, char** argv) {
     const long count = options.shortRun ? 1000 : 10'000'000;
     const std::string prefix = "benchmark: ";
 
-    vidorra::bench::Comparison comparison("log lines at a disabled level, " + std::to_string(count) +
-                                          " a run");
+    const std::string title = "log line at a disabled level";
+    vidorra::bench::Comparison comparison(title);
     comparison.add("empty loop", loop(count, [](long) {}));
     comparison.add("log(level) << text << number",
                    loop(count, [](long i) { logger::log(logger::Level::Trace) << "line " << i; }));
@@ -42,11 +42,9 @@ int main(int argc, char** argv) {
                    loop(count, [](long i) { logger::print(logger::Level::Trace, "line %ld", i); }));
     comparison.run(options.repetitions);
     comparison.printTable();
-
-    const double empty = comparison.cpu("empty loop");
     for (const char* name : {"log(level) << text << number", "log(level, prefix) << text << number",
                              "print(level, format, number)"}) {
-        std::printf("  %-44s %10.2f ns a line above the empty loop\n", name,
-                    (comparison.cpu(name) - empty) / static_cast<double>(count) * 1e9);
+        const double above = comparison.seconds(name) - comparison.seconds("empty loop");
+        vidorra::bench::report({title, name, above / static_cast<double>(count) * 1e9, "ns"});
     }
 }

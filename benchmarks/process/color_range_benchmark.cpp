@@ -2,9 +2,6 @@
 // comparison take their turns in one process and in random order, on one CPU; only ratios within a comparison
 // mean anything. "Hot" is one pair of pictures again and again, "cold" a ring of pairs that is larger than
 // the caches. All memory is written before anything is timed.
-//
-//     color_range_benchmark [--short] [--repetitions N]
-
 #include <fmt/format.h>
 
 #include <array>
@@ -24,7 +21,7 @@
 #include "process/range_kernels.h"
 #include "range_limit_kernels.h"
 #include "support/measure.h"
-#include "vidorra/core/enum_text.h"
+#include "support/memory.h"
 #include "vidorra/process/color_range_converter.h"
 
 extern "C" {
@@ -52,23 +49,6 @@ struct Shape {
     std::size_t luma() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
     std::size_t bytes() const { return luma() * 3 / 2; }
 };
-
-constexpr std::size_t kAlignment = 64;
-
-struct FreeAligned {
-    void operator()(unsigned char* bytes) const { ::operator delete[](bytes, std::align_val_t{kAlignment}); }
-};
-using Memory = std::unique_ptr<unsigned char[], FreeAligned>;
-
-Memory makeMemory(std::size_t size) {
-    Memory memory(static_cast<unsigned char*>(::operator new[](size, std::align_val_t{kAlignment})));
-    std::uint32_t state = 1;
-    for (std::size_t i = 0; i < size; ++i) {
-        state = state * 1664525 + 1013904223;
-        memory[i] = static_cast<unsigned char>(state >> 24);
-    }
-    return memory;
-}
 
 // One picture in memory, as NV12 or as YUV420P.
 struct Planes {
@@ -198,28 +178,12 @@ void expectConversion(const Shape& shape, bool interleaved, const std::string& n
     }
 }
 
-struct Aim {
-    double aim;
-    double floor = 0;
-};
-
-void printRow(std::string_view title, std::string_view what, double measured, std::optional<Aim> aim) {
-    if (!aim) {
-        fmt::print("{:<28} {:<26} {:6.2f}\n", title, what, measured);
-        return;
-    }
-    const char* verdict = measured >= aim->aim ? "reached" : measured >= aim->floor ? "" : "BELOW THE FLOOR";
-    const std::string floor = aim->floor > 0 ? fmt::format("floor {:.2f}", aim->floor) : "";
-    fmt::print("{:<28} {:<26} {:6.2f}   aim {:5.2f}  {:<10}  {}\n", title, what, measured, aim->aim, floor,
-               verdict);
-}
-
 std::optional<Aim> aimOfSet(std::string_view name, bool hot) {
     if (name == "avx512") {
-        return hot ? Aim{0.75, 0.65} : Aim{0.95};
+        return hot ? atLeast(0.75, 0.65) : atLeast(0.95);
     }
     if (name == "avx2") {
-        return hot ? Aim{0.33} : Aim{0.75};
+        return hot ? atLeast(0.33) : atLeast(0.75);
     }
     return std::nullopt;
 }
@@ -244,12 +208,18 @@ std::vector<Peer> makePeers(const Shape& shape, AVPixelFormat format) {
 void runCase(AVPixelFormat format, bool hot, const Options& options) {
     const Shape shape(options.shortRun);
     const bool interleaved = format == AV_PIX_FMT_NV12;
+    const std::string title =
+        fmt::format("range of {}, {}", interleaved ? "nv12 to yuv420p" : "yuv420p", hot ? "hot" : "cold");
+    if (!options.wants(title)) {
+        return;
+    }
     std::vector<Pair> ring(hot ? 1 : shape.ringBytes / (2 * shape.bytes()) + 2);
     for (Pair& pair : ring) {
         pair = {makeMemory(shape.bytes()), makeMemory(shape.bytes())};
     }
     std::size_t turn = 0;
-    Comparison comparison(to_string(format));
+    const int pictures = options.shortRun ? 1 : 8;
+    Comparison comparison(title);
     const auto add = [&](std::string name, const Convert& convert) {
         comparison.add(std::move(name), [&, convert](Stopwatch& stopwatch) {
             const auto once = [&] {
@@ -261,7 +231,7 @@ void runCase(AVPixelFormat format, bool hot, const Options& options) {
                 once();
             }
             stopwatch.start();
-            for (int i = 0; i < (options.shortRun ? 1 : 8); ++i) {
+            for (int i = 0; i < pictures; ++i) {
                 once();
             }
             stopwatch.stop();
@@ -284,41 +254,32 @@ void runCase(AVPixelFormat format, bool hot, const Options& options) {
     }
     comparison.run(options.repetitions);
 
-    const std::string title =
-        fmt::format("{} to yuv420p, {}", interleaved ? "nv12" : "yuv420p", hot ? "hot" : "cold");
-    fmt::print("{:<28} {:<26} {:6.0f} us\n", title, fmt::format("library, {}", rangeKernels().name),
-               comparison.cpu("library") * 1e6 / (options.shortRun ? 1 : 8));
+    report({title, fmt::format("a picture through the library, {}", rangeKernels().name),
+            comparison.seconds("library") / pictures * 1e6, "us"});
     for (const RangeKernels* set : supportedRangeKernels()) {
         if (set != &kPlainRangeKernels) {
-            const double own = comparison.cpu(set == &rangeKernels() ? "library" : set->name);
-            printRow(title, fmt::format("{} of its limit", set->name),
-                     comparison.cpu(fmt::format("limit {}", set->name)) / own, aimOfSet(set->name, hot));
-            printRow(title, fmt::format("{}, times plain", set->name), comparison.cpu("plain") / own,
-                     hot && set == &rangeKernels() ? std::optional(Aim{4.5}) : std::nullopt);
+            const std::string own = set == &rangeKernels() ? "library" : set->name;
+            report({title, fmt::format("{} of its limit", set->name),
+                    comparison.ratio(fmt::format("limit {}", set->name), own), "", aimOfSet(set->name, hot)});
+            report({title, fmt::format("{}, times plain", set->name), comparison.ratio("plain", own), "",
+                    hot && set == &rangeKernels() ? std::optional(atLeast(4.5)) : std::nullopt});
         }
     }
     for (const Peer& peer : peers) {
-        printRow(title, fmt::format("times {}", peer.name),
-                 comparison.cpu(peer.name) / comparison.cpu("library"),
-                 hot ? std::optional(Aim{peer.aim}) : std::nullopt);
+        comparison.reportTimes("library", peer.name, hot ? std::optional(atLeast(peer.aim)) : std::nullopt);
     }
-    std::fflush(stdout);
 }
 
-int run(const Options& options) {
-    if (options.shortRun) {
-        fmt::print("A short run: its figures say nothing.\n");
-    }
+void run(const Options& options) {
     for (const AVPixelFormat format : {AV_PIX_FMT_NV12, AV_PIX_FMT_YUV420P}) {
         runCase(format, true, options);
         runCase(format, false, options);
     }
-    return 0;
 }
 
 }  // namespace
 }  // namespace vidorra::bench
 
 int main(int argc, char** argv) {
-    return vidorra::bench::run(vidorra::bench::parseOptions(argc, argv));
+    vidorra::bench::run(vidorra::bench::parseOptions(argc, argv));
 }

@@ -10,6 +10,40 @@
 namespace vidorra::bench {
 namespace {
 
+template <std::size_t N>
+__attribute__((always_inline)) inline unsigned char anyOf(const unsigned char* src, std::size_t size) {
+    using Vector __attribute__((vector_size(N))) = unsigned char;
+    // Several, so that none waits for the one before.
+    Vector any[4] = {};
+    Vector loaded;
+    std::size_t i = 0;
+    for (; i + 4 * N <= size; i += 4 * N) {
+        for (std::size_t k = 0; k < 4; ++k) {
+            std::memcpy(&loaded, src + i + k * N, N);
+            any[k] |= loaded;
+        }
+    }
+    for (; i + N <= size; i += N) {
+        std::memcpy(&loaded, src + i, N);
+        any[0] |= loaded;
+    }
+    any[0] |= any[1] | any[2] | any[3];
+    unsigned char all[N];
+    std::memcpy(all, any, N);
+    unsigned char result = 0;
+    for (const unsigned char each : all) {
+        result |= each;
+    }
+    for (; i < size; ++i) {
+        result |= src[i];
+    }
+    return result;
+}
+
+unsigned char anyVector16(const unsigned char* src, std::size_t size) {
+    return anyOf<16>(src, size);
+}
+
 #if defined(__x86_64__)
 
 void average2Vector16(unsigned char* dst, const unsigned char* src, std::size_t size) {
@@ -66,9 +100,18 @@ __attribute__((target("avx512f,avx512bw"))) void average3Avx512(unsigned char* d
     }
 }
 
-constexpr LimitKernels kLimits[] = {{"vector16", average2Vector16, average3Vector16},
-                                    {"avx2", average2Avx2, average3Avx2},
-                                    {"avx512", average2Avx512, average3Avx512}};
+__attribute__((target("avx2"))) unsigned char anyAvx2(const unsigned char* src, std::size_t size) {
+    return anyOf<32>(src, size);
+}
+
+__attribute__((target("avx512f,avx512bw"))) unsigned char anyAvx512(const unsigned char* src,
+                                                                    std::size_t size) {
+    return anyOf<64>(src, size);
+}
+
+constexpr LimitKernels kLimits[] = {{"vector16", average2Vector16, average3Vector16, anyVector16},
+                                    {"avx2", average2Avx2, average3Avx2, anyAvx2},
+                                    {"avx512", average2Avx512, average3Avx512, anyAvx512}};
 
 #else
 
@@ -101,7 +144,7 @@ void average3Vector16(unsigned char* dst, const unsigned char* src, const unsign
     }
 }
 
-constexpr LimitKernels kLimits[] = {{"vector16", average2Vector16, average3Vector16}};
+constexpr LimitKernels kLimits[] = {{"vector16", average2Vector16, average3Vector16, anyVector16}};
 
 #endif
 

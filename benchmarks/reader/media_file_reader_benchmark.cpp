@@ -72,11 +72,12 @@ void benchmarkReaders(const std::string& path, int repetitions) {
     constexpr int kLoops = 6;
     const std::string plain = "plain libavcodec loop";
     const std::string sync = "MediaFileReader";
-    const std::string loops = "MediaFileReader, six loops with opening";
-    const std::string async = "MediaFileReaderAsync, six loops with opening";
+    const std::string loops = "MediaFileReader, six loops";
+    const std::string async = "MediaFileReaderAsync, six loops";
     int frames = 0;
     int plainFrames = 0;
-    Comparison comparison("read a file of H.264 frame by frame, one decoder thread");
+    // Six loops count with the opening of the file.
+    Comparison comparison("read a file of H.264, one decoder thread");
     comparison.add(plain,
                    [&](Stopwatch& stopwatch) { plainFrames = bench::decodeByPlainLoop(path, stopwatch); });
     comparison.add(sync, [&](Stopwatch& stopwatch) { frames = readAll(path, stopwatch); });
@@ -93,11 +94,11 @@ void benchmarkReaders(const std::string& path, int repetitions) {
         throw std::runtime_error("the loops decoded different numbers of frames");
     }
     comparison.printTable();
-    comparison.printRatio(sync, plain, 1.02);
-    // 0.97 of the frames per second.
-    comparison.printRatio(async, loops, 1.03, Comparison::Column::Wall);
+    // 0.98 and 0.97 of the frames per second.
+    comparison.reportRatio(sync, plain, bench::atMost(1.02));
+    comparison.reportRatio(async, loops, bench::atMost(1.03), Comparison::Column::Wall);
 #ifdef VIDORRA_BENCHMARK_OPENCV
-    comparison.printRatio(sync, openCv, 0.8);
+    comparison.reportTimes(sync, openCv, bench::atLeast(1.25));
 #endif
 }
 
@@ -125,23 +126,22 @@ void benchmarkQueue(bool shortRun) {
     if (served != frames) {
         throw std::runtime_error("frames were lost in the queue");
     }
-    std::printf("queue\n  %-44s %10.2f us of CPU a frame (aim at most 5)\n", "hand-over between two threads",
-                stopwatch.total().cpu * 1e6 / frames);
+    bench::report({"queue between two threads", "CPU of a frame", stopwatch.total().cpu * 1e6 / frames, "us",
+                   bench::atMost(5)});
 }
 
 struct Latencies {
     std::vector<double> microseconds;
 
-    void print(const char* name) {
+    void report(const std::string& title) {
         std::sort(microseconds.begin(), microseconds.end());
         const auto at = [this](double share) {
             return microseconds[static_cast<std::size_t>(share *
                                                          static_cast<double>(microseconds.size() - 1))];
         };
-        std::printf(
-            "  %-16s %8zu requests, median %7.2f us, 99 %% %7.2f us, maximum %9.2f us (aim: 99 %% below "
-            "50)\n",
-            name, microseconds.size(), at(0.5), at(0.99), at(1));
+        bench::report({title, "median", at(0.5), "us"});
+        bench::report({title, "99 % take at most", at(0.99), "us", bench::atMost(50)});
+        bench::report({title, "maximum", at(1), "us"});
     }
 };
 
@@ -191,9 +191,8 @@ void benchmarkLatency(const std::string& path, std::chrono::milliseconds duratio
     Latencies audio = results[1];
     audio.microseconds.insert(audio.microseconds.end(), results[3].microseconds.begin(),
                               results[3].microseconds.end());
-    std::printf("answers of a reader that decodes, four callers\n");
-    video.print("getVideoFrame");
-    audio.print("getAudioFrame");
+    video.report("getVideoFrame while it decodes, 4 callers");
+    audio.report("getAudioFrame while it decodes, 4 callers");
 }
 
 }  // namespace

@@ -32,14 +32,25 @@ Times now() {
             clockSeconds(CLOCK_MONOTONIC)};
 }
 
-void pinToThisCpu() {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(sched_getcpu(), &set);
-    if (sched_setaffinity(0, sizeof(set), &set) != 0) {
-        std::fputs("not pinned to one CPU\n", stderr);
+// Keeps the calling thread, and what it starts, on one CPU as long as it lives.
+class PinToThisCpu {
+public:
+    PinToThisCpu() {
+        cpu_set_t set;
+        CPU_ZERO(&set);
+        CPU_SET(sched_getcpu(), &set);
+        if (sched_getaffinity(0, sizeof(mBefore), &mBefore) != 0 ||
+            sched_setaffinity(0, sizeof(set), &set) != 0) {
+            throw std::runtime_error("cannot stay on one CPU");
+        }
     }
-}
+    PinToThisCpu(const PinToThisCpu&) = delete;
+    PinToThisCpu& operator=(const PinToThisCpu&) = delete;
+    ~PinToThisCpu() { sched_setaffinity(0, sizeof(mBefore), &mBefore); }
+
+private:
+    cpu_set_t mBefore{};
+};
 
 double median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
@@ -47,13 +58,8 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-template <class Function>
-double medianOf(const std::vector<Times>& times, Function function) {
-    std::vector<double> values;
-    for (std::size_t i = 0; i < times.size(); ++i) {
-        values.push_back(function(i));
-    }
-    return median(values);
+double timeIn(const Times& times, Comparison::Column column) {
+    return column == Comparison::Column::Cpu ? times.cpu : times.wall;
 }
 
 }  // namespace
@@ -68,20 +74,27 @@ void Stopwatch::stop() {
     mTotal.wall += end.wall - mStart.wall;
 }
 
-Options parseOptions(int argc, char** argv) {
-    Options options{15, false};
+Options parseOptions(int argc, char** argv, int repetitions) {
+    Options options{repetitions};
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
-        const int number = i + 1 < argc ? std::atoi(argv[i + 1]) : 0;
+        const char* value = i + 1 < argc ? argv[i + 1] : "";
         if (argument == "--short") {
-            options = {2, true};
-        } else if (argument == "--repetitions" && number > 0) {
-            options.repetitions = number;
+            options.repetitions = 2;
+            options.shortRun = true;
+        } else if (argument == "--repetitions" && std::atoi(value) > 0) {
+            options.repetitions = std::atoi(value);
+            ++i;
+        } else if (argument == "--only" && *value != '\0') {
+            options.only = value;
             ++i;
         } else {
-            std::fprintf(stderr, "usage: %s [--short] [--repetitions N]\n", argv[0]);
+            std::fprintf(stderr, "usage: %s [--short] [--repetitions N] [--only TEXT]\n", argv[0]);
             std::exit(2);
         }
+    }
+    if (options.shortRun) {
+        reportShortRun();
     }
     return options;
 }
@@ -90,8 +103,11 @@ void Comparison::add(std::string name, std::function<void(Stopwatch&)> run) {
     mCompetitors.push_back({std::move(name), std::move(run)});
 }
 
-void Comparison::run(int repetitions) {
-    pinToThisCpu();
+void Comparison::run(int repetitions, Pinning pinning) {
+    std::optional<PinToThisCpu> pin;
+    if (pinning == Pinning::OneCpu) {
+        pin.emplace();
+    }
     mTimes.assign(mCompetitors.size(), {});
     std::vector<std::size_t> order(mCompetitors.size());
     std::iota(order.begin(), order.end(), 0);
@@ -109,42 +125,47 @@ void Comparison::run(int repetitions) {
     }
 }
 
-double Comparison::cpu(const std::string& name) const {
-    const std::vector<Times>& times = mTimes[indexOf(name)];
-    return medianOf(times, [&](std::size_t i) { return times[i].cpu; });
+double Comparison::seconds(const std::string& name, Column column) const {
+    std::vector<double> values;
+    for (const Times& times : timesOf(name)) {
+        values.push_back(timeIn(times, column));
+    }
+    return median(values);
+}
+
+double Comparison::ratio(const std::string& name, const std::string& reference, Column column) const {
+    const std::vector<Times>& ours = timesOf(name);
+    const std::vector<Times>& theirs = timesOf(reference);
+    std::vector<double> values;
+    for (std::size_t i = 0; i < ours.size(); ++i) {
+        values.push_back(timeIn(ours[i], column) / timeIn(theirs[i], column));
+    }
+    return median(values);
 }
 
 void Comparison::printTable() const {
     std::printf("\n%s, medians of %zu\n", mTitle.c_str(), mTimes.at(0).size());
     std::printf("  %-44s %10s %10s\n", "", "CPU ms", "wall ms");
-    for (std::size_t index = 0; index < mCompetitors.size(); ++index) {
-        const std::vector<Times>& times = mTimes[index];
-        std::printf("  %-44s %10.3f %10.3f\n", mCompetitors[index].name.c_str(),
-                    medianOf(times, [&](std::size_t i) { return times[i].cpu; }) * 1e3,
-                    medianOf(times, [&](std::size_t i) { return times[i].wall; }) * 1e3);
+    for (const Competitor& competitor : mCompetitors) {
+        std::printf("  %-44s %10.3f %10.3f\n", competitor.name.c_str(), seconds(competitor.name) * 1e3,
+                    seconds(competitor.name, Column::Wall) * 1e3);
     }
 }
 
-void Comparison::printRatio(const std::string& name, const std::string& reference, std::optional<double> aim,
-                            Column column) const {
-    const std::vector<Times>& ours = mTimes[indexOf(name)];
-    const std::vector<Times>& theirs = mTimes[indexOf(reference)];
-    const double cpuRatio = medianOf(ours, [&](std::size_t i) { return ours[i].cpu / theirs[i].cpu; });
-    const double wallRatio = medianOf(ours, [&](std::size_t i) { return ours[i].wall / theirs[i].wall; });
-    const bool cpu = column == Column::Cpu;
-    const double judged = cpu ? cpuRatio : wallRatio;
-    const std::string aimText = aim ? std::string("aim: ") + (cpu ? "CPU" : "wall") + " at most " +
-                                          std::to_string(*aim).substr(0, 4) +
-                                          (judged <= *aim ? "" : ", MISSED")
-                                    : "no aim";
-    std::printf("  %-44s %10.3f %10.3f   %s\n", (name + " / " + reference).c_str(), cpuRatio, wallRatio,
-                aimText.c_str());
+void Comparison::reportRatio(const std::string& name, const std::string& reference, std::optional<Aim> aim,
+                             Column column) const {
+    const std::string what = name + " / " + reference + (column == Column::Cpu ? ", CPU" : ", wall");
+    report({mTitle, what, ratio(name, reference, column), "", aim});
 }
 
-std::size_t Comparison::indexOf(const std::string& name) const {
+void Comparison::reportTimes(const std::string& name, const std::string& peer, std::optional<Aim> aim) const {
+    report({mTitle, "times " + peer, ratio(peer, name), "", aim});
+}
+
+const std::vector<Times>& Comparison::timesOf(const std::string& name) const {
     for (std::size_t i = 0; i < mCompetitors.size(); ++i) {
         if (mCompetitors[i].name == name) {
-            return i;
+            return mTimes[i];
         }
     }
     throw std::invalid_argument("no competitor " + name);

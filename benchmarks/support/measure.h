@@ -3,7 +3,10 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "support/report.h"
 
 namespace vidorra::bench {
 
@@ -36,11 +39,16 @@ struct Competitor {
 struct Options {
     int repetitions;
     /// Use the smallest input that still takes every path: the figures do not matter.
-    bool shortRun;
+    bool shortRun = false;
+    /// Measure only what has this in its title; empty for all.
+    std::string only = {};
+
+    [[nodiscard]] bool wants(const std::string& title) const { return title.find(only) != std::string::npos; }
 };
 
-/// Understands "--short" and "--repetitions N", 15 of them unless told. Ends the program at anything else.
-Options parseOptions(int argc, char** argv);
+/// Understands "--short", "--repetitions N", which is `repetitions` unless told, and "--only TEXT". Ends the
+/// program at anything else.
+Options parseOptions(int argc, char** argv, int repetitions = 15);
 
 /// Runs of several competitors in one process, all of them in each repetition and in a new random order, so
 /// that what slows the machine down meets all alike.
@@ -50,25 +58,34 @@ public:
 
     void add(std::string name, std::function<void(Stopwatch&)> run);
 
-    /// Measures; the first round is not counted. Pinned to one CPU, children included.
-    void run(int repetitions);
+    /// Whether the threads of this process and its children stay on one CPU during the runs.
+    enum class Pinning { OneCpu, None };
 
-    /// The median of the CPU seconds of a competitor.
-    [[nodiscard]] double cpu(const std::string& name) const;
+    /// Measures; the first round is not counted.
+    void run(int repetitions, Pinning pinning = Pinning::OneCpu);
+
+    /// CPU time for what work costs, wall time for how fast frames come.
+    enum class Column { Cpu, Wall };
+
+    /// The median of the seconds of a competitor.
+    [[nodiscard]] double seconds(const std::string& name, Column column = Column::Cpu) const;
+
+    /// The median of the ratios of two competitors' times within each repetition.
+    [[nodiscard]] double ratio(const std::string& name, const std::string& reference,
+                               Column column = Column::Cpu) const;
 
     /// Prints the medians of all competitors, in milliseconds.
     void printTable() const;
 
-    /// The column that an aim is about: CPU time for what work costs, wall time for how fast frames come.
-    enum class Column { Cpu, Wall };
+    /// Reports ratio() as a figure of this comparison.
+    void reportRatio(const std::string& name, const std::string& reference, std::optional<Aim> aim,
+                     Column column = Column::Cpu) const;
 
-    /// Prints one ratio of times, the median of the ratios within each repetition, and the aim, if there is
-    /// one: the largest ratio that is wanted in a column.
-    void printRatio(const std::string& name, const std::string& reference, std::optional<double> aim,
-                    Column column = Column::Cpu) const;
+    /// Reports by how much a competitor is faster than a peer: the peer's times over its own, in CPU time.
+    void reportTimes(const std::string& name, const std::string& peer, std::optional<Aim> aim) const;
 
 private:
-    [[nodiscard]] std::size_t indexOf(const std::string& name) const;
+    [[nodiscard]] const std::vector<Times>& timesOf(const std::string& name) const;
 
     std::string mTitle;
     std::vector<Competitor> mCompetitors;

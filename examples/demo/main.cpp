@@ -1,11 +1,14 @@
-// A tour of the library: what it makes of a media file, and how it plays one.
+// A tour of the library: what it makes of a media file, how it plays one, and how it records what it plays.
 #include <iostream>
+#include <optional>
 
 #include <vidorra/vidorra.h>
 
+#include "contact_sheet.h"
 #include "decode_file.h"
 #include "options.h"
 #include "play_file.h"
+#include "recorder.h"
 
 int main(int argc, char** argv) {
     demo::Options options;
@@ -22,8 +25,21 @@ int main(int argc, char** argv) {
     try {
         ffmpeg_enable_logging();
         const demo::FileFacts facts = demo::decodeFile(options, std::cout);
-        if (facts.hasVideo) {
-            demo::playFile(options, facts, std::cout);
+        if (!facts.hasVideo) {
+            return 0;
+        }
+        std::optional<demo::Recorder> recorder;
+        if (!options.output.empty()) {
+            recorder.emplace(options, facts.hasAudio);
+        }
+        demo::playFile(options, facts, recorder ? &*recorder : nullptr, std::cout);
+        if (recorder) {
+            recorder->finish();
+            recorder->summarise(std::cout);
+        }
+        if (!options.sheet.empty()) {
+            demo::writeContactSheet(options.output, recorder->frames(), options.sheet);
+            std::cout << "pictures of it: " << options.sheet << '\n';
         }
         return 0;
     } catch (const std::exception& error) {

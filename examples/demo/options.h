@@ -16,6 +16,15 @@ struct Options {
     double seconds = 0;
     /// Where the plot goes; nowhere if empty.
     std::string plot;
+    /// Where the recording goes, nowhere if empty, and what describes its encoders.
+    std::string output;
+    std::string config;
+    /// The font of the texts in it; there are none if empty.
+    std::string font;
+    /// Whether the recording is composed by an accelerator.
+    bool accelerator = false;
+    /// Where the sheet with pictures of the recording goes; nowhere if empty.
+    std::string sheet;
 };
 
 /// Reads the command line. Throws std::invalid_argument for one that makes no sense.

@@ -35,8 +35,12 @@ double seconds(const vidorra::Timestamp& time) {
 /// One run over one file.
 class Player {
 public:
-    Player(const Options& options, const FileFacts& facts, std::ostream& output)
-        : mOptions(options), mFacts(facts), mOutput(output), mReader(makeReader(options, facts)) {}
+    Player(const Options& options, const FileFacts& facts, Recorder* recorder, std::ostream& output)
+        : mOptions(options),
+          mFacts(facts),
+          mRecorder(recorder),
+          mOutput(output),
+          mReader(makeReader(options, facts)) {}
 
     void run() {
         waitUntilReady();
@@ -47,9 +51,8 @@ public:
             if (mOptions.realtime) {
                 std::this_thread::sleep_until(start + microseconds(tick * kTickLength));
             }
-            playTick(kStart + vidorra::Timestamp({1, kTicksPerSecond}, tick));
-            mBar.draw(static_cast<double>(tick) / static_cast<double>(ticks),
-                      fmt::format("{} frames", mServed));
+            playTick({{1, kTicksPerSecond}, tick});
+            showProgress(tick, ticks, steady_clock::now() - start);
         }
         const std::chrono::duration<double> elapsed = steady_clock::now() - start;
         mBar.clear();
@@ -85,7 +88,19 @@ private:
         mTimeToReady = steady_clock::now() - start;
     }
 
-    void playTick(const vidorra::Timestamp& asked) {
+    void showProgress(std::int64_t tick, std::int64_t ticks, std::chrono::duration<double> elapsed) {
+        if (!mBar.isDue() || tick == 0) {
+            return;
+        }
+        const double perSecond = static_cast<double>(tick) / elapsed.count();
+        mBar.draw(static_cast<double>(tick) / static_cast<double>(ticks),
+                  fmt::format("{} frames, {:.0f} a second, {:.0f} s left", tick, perSecond,
+                              static_cast<double>(ticks - tick) / perSecond));
+    }
+
+    // `time` is counted from the start.
+    void playTick(const vidorra::Timestamp& time) {
+        const vidorra::Timestamp asked = kStart + time;
         const vidorra::VideoFrame frame = mOptions.realtime ? ask(asked) : askPatiently(asked);
         if (frame.empty()) {
             ++mEmpty;
@@ -95,6 +110,9 @@ private:
                 ++mRepeated;
             }
             mPoints.push_back({seconds(asked - kStart), seconds(frame.timestamp() - kStart)});
+        }
+        if (mRecorder != nullptr) {
+            mRecorder->takeVideo(frame, time);
         }
         if (mFacts.hasAudio) {
             takeAudio(asked);
@@ -136,6 +154,9 @@ private:
             }
             ++mServedAudio;
             mSamples += frame.audioBuffer().numberOfSamples();
+            if (mRecorder != nullptr) {
+                mRecorder->takeAudio(frame, frame.timestamp() - kStart);
+            }
             mNextAudio = std::max(frame.timestamp() + frame.audioBuffer().duration(),
                                   mNextAudio + vidorra::Timestamp({}, 1));
         }
@@ -170,6 +191,7 @@ private:
 
     const Options& mOptions;
     const FileFacts& mFacts;
+    Recorder* mRecorder;
     std::ostream& mOutput;
     std::unique_ptr<vidorra::MediaFileReaderAsync> mReader;
     ProgressBar mBar;
@@ -186,11 +208,11 @@ private:
 
 }  // namespace
 
-void playFile(const Options& options, const FileFacts& facts, std::ostream& output) {
+void playFile(const Options& options, const FileFacts& facts, Recorder* recorder, std::ostream& output) {
     if (!facts.hasVideo) {
         throw std::runtime_error(options.file + ": there is no video to play");
     }
-    Player(options, facts, output).run();
+    Player(options, facts, recorder, output).run();
 }
 
 }  // namespace demo

@@ -4,6 +4,7 @@
 #include <iosfwd>
 
 #include "options.h"
+#include "recorder.h"
 
 namespace demo {
 
@@ -19,8 +20,9 @@ struct FileFacts {
     bool hasVideo = false;
 };
 
-/// Plays the file in a loop by a clock of 30 ticks a second, says how it went, and draws a plot of it. Throws
-/// std::runtime_error for a file that cannot be played.
-void playFile(const Options& options, const FileFacts& facts, std::ostream& output);
+/// Plays the file in a loop by a clock of 30 ticks a second, says how it went, and draws a plot of it. What
+/// is played goes to `recorder`, which may be null. Throws std::runtime_error for a file that cannot be
+/// played.
+void playFile(const Options& options, const FileFacts& facts, Recorder* recorder, std::ostream& output);
 
 }  // namespace demo

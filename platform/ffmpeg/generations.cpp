@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "platform/ffmpeg/filters.h"
+#include "platform/ffmpeg/pixel_formats.h"
 #include "platform/ffmpeg/resampling.h"
 
 extern "C" {
@@ -26,8 +27,9 @@ extern "C" {
 #define HAVE_CH_LAYOUT (LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 24, 100))
 #define HAVE_FRAME_DURATION (LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100))
 #define HAVE_CHANNEL_MASK_FIELD (LIBAVUTIL_VERSION_MAJOR < 59)
-#define HAVE_PACKET_TIME_BASE (LIBAVCODEC_VERSION_MAJOR >= 59)
 #define HAVE_SUPPORTED_CONFIG (LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100))
+#define MJPEG_LISTS_HALF_ITS_FORMATS (LIBAVCODEC_VERSION_MAJOR < 59)
+#define HAVE_PACKET_TIME_BASE (LIBAVCODEC_VERSION_MAJOR >= 59)
 #define DICTIONARY_SIZE_IS_INT (LIBAVCODEC_VERSION_MAJOR < 59)
 #define HAVE_SOURCE_RANGE (LIBAVFILTER_VERSION_MAJOR >= 10)
 #define SAMPLE_POINTERS_ARE_CONST (LIBSWRESAMPLE_VERSION_MAJOR >= 5)
@@ -273,6 +275,36 @@ AVSampleFormat firstSampleFormat(const AVCodec& codec) {
 #else
     return codec.sample_fmts != nullptr ? codec.sample_fmts[0] : AV_SAMPLE_FMT_NONE;
 #endif
+}
+
+std::optional<std::vector<AVPixelFormat>> encoderPixelFormats(const AVCodec& encoder) {
+    const AVPixelFormat* list = nullptr;
+#if HAVE_SUPPORTED_CONFIG
+    // Without a context: with one the list depends on its settings.
+    const void* configs = nullptr;
+    if (avcodec_get_supported_config(nullptr, &encoder, AV_CODEC_CONFIG_PIX_FORMAT, 0, &configs, nullptr) >=
+        0) {
+        list = static_cast<const AVPixelFormat*>(configs);
+    }
+#else
+    list = encoder.pix_fmts;
+#endif
+    if (list == nullptr) {
+        return std::nullopt;
+    }
+    std::vector<AVPixelFormat> formats;
+    for (; *list != AV_PIX_FMT_NONE; ++list) {
+        if (*list != kNva12 || hasNva12()) {
+            formats.push_back(*list);
+        }
+    }
+#if MJPEG_LISTS_HALF_ITS_FORMATS
+    // It takes these as well, as later generations say.
+    if (std::strcmp(encoder.name, "mjpeg") == 0) {
+        formats.insert(formats.end(), {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P});
+    }
+#endif
+    return formats;
 }
 
 bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b) {

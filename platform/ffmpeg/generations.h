@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 extern "C" {
+#include <libavutil/pixfmt.h>
 #include <libavutil/samplefmt.h>
 }
 
@@ -45,6 +48,10 @@ int setCodecOption(AVCodecContext& context, const char* name, const char* value)
 
 /// The first of the sample formats that an encoder lists, AV_SAMPLE_FMT_NONE when it lists none.
 AVSampleFormat firstSampleFormat(const AVCodec& codec);
+
+/// The pixel formats that an encoder takes, the best first; nothing where it has no list. The format to which
+/// a build of FFmpeg gave the number of NVA12 is not among them.
+std::optional<std::vector<AVPixelFormat>> encoderPixelFormats(const AVCodec& encoder);
 
 /// Whether two audio streams have the same channels in the same order.
 bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b);

@@ -15,14 +15,8 @@ namespace {
 
 constexpr const char* kNva12Name = "nva12";
 
-// Whether this FFmpeg has the format itself.
-bool nva12IsNative() {
-    const char* name = av_get_pix_fmt_name(kNva12);
-    return name != nullptr && std::strcmp(name, kNva12Name) == 0;
-}
-
 bool isOurNva12(AVPixelFormat format) {
-    return format == kNva12 && !nva12IsNative();
+    return format == kNva12 && !hasNva12();
 }
 
 constexpr AVPixFmtDescriptor makeNva12Descriptor() {
@@ -49,6 +43,11 @@ constexpr AVPixFmtDescriptor makeNva12Descriptor() {
 constexpr AVPixFmtDescriptor kNva12Descriptor = makeNva12Descriptor();
 
 }  // namespace
+
+bool hasNva12() {
+    const char* name = av_get_pix_fmt_name(kNva12);
+    return name != nullptr && std::strcmp(name, kNva12Name) == 0;
+}
 
 const AVPixFmtDescriptor* pixelFormatDescriptor(AVPixelFormat format) {
     return isOurNva12(format) ? &kNva12Descriptor : av_pix_fmt_desc_get(format);
@@ -163,7 +162,7 @@ bool isStockFormat(AVPixelFormat format) {
 }
 
 bool isForeignNva12(const AVFrame& frame) {
-    return frame.format == kNva12 && frame.data[3] == nullptr && !nva12IsNative();
+    return frame.format == kNva12 && frame.data[3] == nullptr && !hasNva12();
 }
 
 }  // namespace vidorra::ffmpeg_ext

@@ -17,6 +17,9 @@ namespace vidorra::ffmpeg_ext {
 /// NV12 with a full-resolution alpha plane in plane 3; plane 2 is absent.
 inline constexpr auto kNva12 = static_cast<AVPixelFormat>(193);
 
+/// Whether this FFmpeg has the format itself, so that its codecs and filters may be given such pictures.
+bool hasNva12();
+
 /// Null for a value that is no format.
 const AVPixFmtDescriptor* pixelFormatDescriptor(AVPixelFormat format);
 

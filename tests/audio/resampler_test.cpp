@@ -321,8 +321,20 @@ TEST(Resampler, CompensationIsThatOfLibswresample) {
     EXPECT_EQ(usual, plain.convert(input));
     EXPECT_EQ(resampler.setCompensation(5, 0), AVERROR(EINVAL));
     EXPECT_EQ(resampler.setCompensation(200, 4000), swr_set_compensation(plain.context(), 200, 4000));
-    const auto stretched = convert();
-    EXPECT_GT(stretched[0].size(), usual[0].size());
+    EXPECT_GT(convert()[0].size(), usual[0].size());
+}
+
+TEST(Resampler, ABufferHasRoomForWhatWentInAndWhatWasHeldBack) {
+    const AudioBuffer input = tones(kStereo, AV_SAMPLE_FMT_FLTP, 44100, 1000);
+    Resampler resampler;
+    PlainResampling plain(input, 48000, kStereo, AV_SAMPLE_FMT_FLTP);
+    const auto convert = [&] { return resampler.resample(input, 48000, kStereo, AV_SAMPLE_FMT_FLTP); };
+    static_cast<void>(convert());
+    static_cast<void>(plain.convert(input));
+    // Far more samples than there is room for.
+    EXPECT_EQ(resampler.setCompensation(20000, 40000), 0);
+    const auto samples = static_cast<double>(1000 + swr_get_delay(plain.context(), 44100));
+    EXPECT_EQ(convert().numberOfSamples(), static_cast<unsigned long>(std::ceil(samples * 48000 / 44100)));
 }
 
 TEST(Resampler, RatesOfZeroAndBelowAreRefused) {

@@ -16,7 +16,8 @@ void* findNextFunction(const char* name) {
 }
 
 EncoderCalls& encoderCalls() {
-    static EncoderCalls calls;
+    // Never destroyed: other libraries call until the very end.
+    static EncoderCalls& calls = *new EncoderCalls;
     return calls;
 }
 
@@ -43,6 +44,15 @@ EXPORTED int avcodec_send_frame(void* context, const void* frame) {
 }
 EXPORTED int avcodec_receive_packet(void* context, void* packet) {
     return encoderCalls().avcodecReceivePacket(context, packet);
+}
+EXPORTED int av_hwdevice_ctx_create(void** device, int type, const char* name, void* options, int flags) {
+    return encoderCalls().avHwdeviceCtxCreate(device, type, name, options, flags);
+}
+EXPORTED void* av_hwframe_ctx_alloc(void* device) {
+    return encoderCalls().avHwframeCtxAlloc(device);
+}
+EXPORTED int av_hwframe_ctx_init(void* frames) {
+    return encoderCalls().avHwframeCtxInit(frames);
 }
 EXPORTED void* av_frame_alloc() {
     return encoderCalls().avFrameAlloc();

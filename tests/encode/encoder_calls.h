@@ -13,6 +13,9 @@ struct EncoderCalls {
     Call<int(void*, const void*)> avcodecSendFrame{"avcodec_send_frame"};
     Call<int(void*, void*)> avcodecReceivePacket{"avcodec_receive_packet"};
     Call<void*()> avPacketAlloc{"av_packet_alloc"};
+    Call<int(void**, int, const char*, void*, int)> avHwdeviceCtxCreate{"av_hwdevice_ctx_create"};
+    Call<void*(void*)> avHwframeCtxAlloc{"av_hwframe_ctx_alloc"};
+    Call<int(void*)> avHwframeCtxInit{"av_hwframe_ctx_init"};
     Call<void*()> avFrameAlloc{"av_frame_alloc"};
     Call<void*(void*, int, std::size_t)> avFrameNewSideData{"av_frame_new_side_data"};
 };

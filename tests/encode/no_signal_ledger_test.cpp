@@ -144,7 +144,7 @@ TEST(NoSignalLedgerModel, AgreesOverRandomSequences) {
     const auto upTo = [&random](int last) { return std::uniform_int_distribution<>(0, last)(random); };
     int lost = 0;
     int kept = 0;
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 100; ++round) {
         PlainEncoder encoder{configFor("rawvideo")};
         Model model;
         std::int64_t time = upTo(20);

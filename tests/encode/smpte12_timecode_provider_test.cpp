@@ -199,21 +199,24 @@ TEST_P(TimecodesOfADay, AreThoseOfAReferenceAndKeepUpWithTheClock) {
         const std::int64_t number = second * rate.fps + timecode.frames();
 
         const Reference::Label expected = reference.next(frame, micro);
-        ASSERT_EQ(number, expected.number % (86400 * rate.fps)) << frame;
-        ASSERT_EQ(timecode.dropped(), expected.dropped) << frame;
+        const bool isExpected =
+            number == expected.number % (86400 * rate.fps) && timecode.dropped() == expected.dropped;
 
         // What holds whatever the rules are: no number twice in a row, every number within its second, no
         // mark on the first of a second, and never far from the clock.
-        ASSERT_NE(timecode, last) << frame;
-        ASSERT_LT(timecode.frames(), static_cast<std::uint32_t>(rate.fps)) << frame;
-        ASSERT_FALSE(timecode.dropped() && timecode.frames() == 0) << frame;
         const double ahead =
             static_cast<double>(number) / static_cast<double>(rate.fps) - static_cast<double>(micro) / 1e6;
-        ASSERT_LT(std::abs(ahead > 43200    ? ahead - 86400
-                           : ahead < -43200 ? ahead + 86400
-                                            : ahead),
-                  3.01 / static_cast<double>(rate.fps))
-            << frame;
+        const double distance = std::abs(ahead > 43200    ? ahead - 86400
+                                         : ahead < -43200 ? ahead + 86400
+                                                          : ahead);
+        const bool isSound = timecode != last && timecode.frames() < static_cast<std::uint32_t>(rate.fps) &&
+                             !(timecode.dropped() && timecode.frames() == 0) &&
+                             distance < 3.01 / static_cast<double>(rate.fps);
+        // One look at both: there are millions of frames.
+        if (!isExpected || !isSound) {
+            FAIL() << "frame " << frame << " has " << timecode << " after " << last << ", expected number "
+                   << expected.number << " with mark " << expected.dropped;
+        }
         last = timecode;
         ++(timecode.dropped() ? marked : unmarked);
     }

@@ -50,6 +50,49 @@ output=$("$demo" -v "$work/clip.mp4")
 expect_equal "frames that -v describes" "$(grep -c '^video frame 320x180' <<<"$output")" 25
 output=$("$demo" "$work/sound.wav")
 expect "a file without video" '^0 frames in' "$output"
+
+# What it plays it records: 90 frames, of which those from second 2 on carry the mark of a lost signal.
+cat >"$work/encoders.json" <<'JSON'
+{
+    "video": [
+        {"codec": "no-such-encoder"},
+        {"codec": "mpeg4", "width": 160, "height": 90, "timebase_den": 30, "options": {"b": 400000}}
+    ],
+    "audio": {"codec": "aac", "options": {"ar": 44100, "ac": 2}}
+}
+JSON
+recording=(-o "$work/out.mp4" --config "$work/encoders.json" --sheet "$work/sheet.png")
+output=$("$demo" "$work/clip.mp4" --seconds 3 "${recording[@]}")
+expect "the recording" '^recorded .*out\.mp4: 90 frames of 160x90, timecodes from 00:00:00:00 ' "$output"
+expect "the recorded video" '^  video: mpeg4, 90 packets,' "$output"
+expect "the lost signal" '^    30 of them marked as without signal: 2\.000 s to 2\.967 s$' "$output"
+expect_equal "frames that can be decoded" \
+    "$(ffprobe -v error -count_frames -select_streams v -show_entries stream=nb_read_frames,width,height,r_frame_rate \
+        -of csv=p=0 "$work/out.mp4")" "160,90,30/1,90"
+expect_equal "the recorded sound" \
+    "$(ffprobe -v error -select_streams a -show_entries stream=codec_name,sample_rate,channels -of csv=p=0 \
+        "$work/out.mp4")" "aac,44100,2"
+expect_equal "the sheet" \
+    "$(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 "$work/sheet.png")" "png,1320,572"
+# Before the loss the picture is bright, during it black: by the mean luma.
+luma() {
+    ffmpeg -v error -ss "$1" -i "$work/out.mp4" -frames:v 1 -vf scale=1:1:flags=area,format=gray -f rawvideo - |
+        od -An -tu1 | tr -d ' '
+}
+expect_equal "luma before the loss above 40" "$(($(luma 1.0) > 40))" 1
+expect_equal "luma during the loss below 3" "$(($(luma 2.5) < 3))" 1
+# The road of the accelerator gives the same programme.
+output=$("$demo" "$work/clip.mp4" --seconds 3 -o "$work/accelerated.mp4" --config "$work/encoders.json" --accelerator)
+expect "the accelerated recording" '^recorded .*accelerated\.mp4: 90 frames of 160x90' "$output"
+expect_equal "frames that can be decoded" \
+    "$(ffprobe -v error -count_frames -select_streams v -show_entries stream=nb_read_frames -of csv=p=0 \
+        "$work/accelerated.mp4")" "90"
+expect_equal "files that stood for devices" "$(find "$work" -name '*.memory' -o -name '*.device' | wc -l)" 0
+echo '{"video": [' >"$work/broken.json"
+expect_failure "a broken configuration" 1 'broken\.json' \
+    "$demo" "$work/clip.mp4" -o "$work/out.mp4" --config "$work/broken.json"
+expect_failure "a recording without configuration" 2 '^demo: a recording needs' "$demo" "$work/clip.mp4" -o "$work/out.mp4"
+
 expect "help" '^usage: demo FILE' "$("$demo" -h)"
 
 expect_failure "a missing file" 1 '^demo: .*No such file' "$demo" "$work/missing.mp4"

@@ -336,6 +336,24 @@ constexpr RangeRow kRangeRows[] = {
 INSTANTIATE_TEST_SUITE_P(FilterGraph, FilterGraphRange, testing::ValuesIn(kRangeRows),
                          [](const auto& row) { return std::string(row.param.name); });
 
+TEST(FilterGraph, AScalerThatIsInsertedHasTheFlagsOfTheSpecification) {
+    const ContextPtr context = videoContext();
+    context->color_range = AVCOL_RANGE_JPEG;
+    context->pix_fmt = AV_PIX_FMT_YUV444P;
+    FilterGraphVideo graph("sws_flags=neighbor;null", *context, nullptr, AV_PIX_FMT_YUV420P);
+    AvPtr<AVFrame> frame = plainPicture(50, 100);
+    for (int y = 0; y < 24; ++y) {
+        for (int x = 16; x < 32; ++x) {
+            frame->data[1][y * frame->linesize[1] + x] = 200;
+        }
+    }
+    ASSERT_TRUE(graph.filterFrame(frame).ok);
+    // A filter of more than one tap would mix the two at the edge.
+    for (int x = 0; x < 64; ++x) {
+        ASSERT_EQ(frame->data[1][x], x < 32 ? 100 : 200) << x;
+    }
+}
+
 TEST(FilterGraph, ASpecificationCanAskForARange) {
     struct Row {
         const char* spec;
@@ -460,7 +478,7 @@ TEST(FilterGraph, AGraphMovesWithItsState) {
 }
 
 TEST(FilterGraph, TheFilteredSamplesTakeThePlaceOfTheFrame) {
-    FilterGraphAudio graph = audioGraph("channelmap=FR|FL");
+    FilterGraphAudio graph = audioGraph("pan=stereo|c0=c1|c1=c0");
     AvPtr<AVFrame> frame = stereo({1, 2, 3, 4}, 77);
     ASSERT_TRUE(graph.filterFrame(frame).ok);
     EXPECT_EQ(samplesOf(*frame), (std::vector<std::int16_t>{2, 1, 4, 3}));
@@ -497,7 +515,7 @@ TEST(FilterGraph, SamplesOfSixChannelsPass) {
 }
 
 TEST(FilterGraph, SamplesOfAnotherKindAreRefused) {
-    FilterGraphAudio graph = audioGraph("channelmap=FR|FL");
+    FilterGraphAudio graph = audioGraph("pan=stereo|c0=c1|c1=c0");
     struct Row {
         const char* name;
         AVSampleFormat format = AV_SAMPLE_FMT_S16;

@@ -37,6 +37,5 @@ fi
 build "$here/program" program
 ffmpeg -hide_banner -loglevel error -nostdin -y -f lavfi -i testsrc2=size=160x90:rate=25 -t 0.2 -c:v mpeg4 \
     "$work/clip.mp4"
-# The loader finds a device's libraries in its own folders; what only libvidorra.so needs it does not look for beside the
-# program's.
+# The libraries of a device lie where its loader looks.
 LD_LIBRARY_PATH=$(dirname "$library") "$work/program/replacement_program" "$work/clip.mp4"

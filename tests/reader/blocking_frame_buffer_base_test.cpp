@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <future>
 #include <mutex>
@@ -53,6 +54,14 @@ TEST(BlockingFrameBuffer, TheFirstTimesMayBeBelowZero) {
     EXPECT_EQ(queue.pop(at(-30), kNoWait).timestamp().value, -20);
     ASSERT_TRUE(queue.push(videoFrame(-10), kNoWait));
     EXPECT_EQ(queue.pop(at(-10), kNoWait).timestamp().value, -10);
+}
+
+TEST(BlockingFrameBuffer, NoFrameIsPassedBeforeTheFirstRequest) {
+    VideoFrameQueue queue(2);
+    ASSERT_TRUE(queue.push(videoFrame(-20), kNoWait));
+    ASSERT_TRUE(queue.push(videoFrame(-10), kNoWait));
+    EXPECT_TRUE(queue.full());
+    EXPECT_EQ(queue.pop(at(-20), kNoWait).timestamp().value, -20);
 }
 
 TEST(BlockingFrameBuffer, AFrameThatTheCallersHavePassedIsStoredInAnEmptyBufferToo) {
@@ -178,16 +187,38 @@ TEST(BlockingFrameBuffer, APopThatMakesRoomWakesAPushThatWaits) {
     EXPECT_TRUE(stored.get());
 }
 
+// Counts who found it empty or full and now waits, or is about to with the lock in hand.
+class WatchedQueue : public VideoFrameQueue {
+public:
+    using VideoFrameQueue::VideoFrameQueue;
+    bool empty() const override {
+        const bool result = VideoFrameQueue::empty();
+        waiting += result ? 1 : 0;
+        return result;
+    }
+    bool full() const override {
+        const bool result = VideoFrameQueue::full();
+        waiting += result ? 1 : 0;
+        return result;
+    }
+
+    mutable std::atomic<int> waiting{0};
+};
+
 TEST(BlockingFrameBuffer, StopWakesEveryoneAndIsFinal) {
-    VideoFrameQueue full(1);
-    VideoFrameQueue empty(1);
+    WatchedQueue full(1);
+    WatchedQueue empty(1);
     ASSERT_TRUE(full.push(videoFrame(1), kNoWait));
+    const auto start = steady_clock::now();
     std::vector<std::future<bool>> results;
     for (int i = 0; i < 4; ++i) {
         results.push_back(
             std::async(std::launch::async, [&empty, i] { return empty.pop(at(i), kLong).empty(); }));
     }
     results.push_back(std::async(std::launch::async, [&full] { return !full.push(videoFrame(2), kLong); }));
+    while (empty.waiting < 4 || full.waiting < 1) {
+        std::this_thread::yield();
+    }
     full.stop();
     empty.stop();
     for (std::future<bool>& result : results) {
@@ -195,6 +226,7 @@ TEST(BlockingFrameBuffer, StopWakesEveryoneAndIsFinal) {
     }
     EXPECT_TRUE(full.pop(at(10), kLong).empty()) << "also when there is a frame";
     EXPECT_FALSE(empty.push(videoFrame(1), kLong)) << "also when there is room";
+    EXPECT_LT(steady_clock::now() - start, kLong / 2) << "at once";
 }
 
 TEST(BlockingFrameBuffer, SeveralCallersGetEachFrameOnce) {

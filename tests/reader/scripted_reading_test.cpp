@@ -270,6 +270,15 @@ TEST_F(ScriptedReading, TheSecondTrackIsLateFrom350MillisecondsOn) {
     }
 }
 
+TEST_F(ScriptedReading, ATrackThatIsNotSelectedAnyMoreIsNotMissed) {
+    open(Mode::Once);
+    const Script script({audio(0, 1000000), video(0)});
+    readOne(*reader);
+    reader->selectTracks(std::nullopt, 0);
+    EXPECT_EQ(readOne(*reader), (Got{'v', 0}));
+    EXPECT_THAT(store->events, IsEmpty());
+}
+
 TEST_F(ScriptedReading, ANewPassWithdrawsTheWarningsAndAsksAgain) {
     open(Mode::Loop);
     const Script script({audio(0, 1000000), video(0, 0), kEnd, audio(0, 20000), video(0), kEnd,
@@ -306,7 +315,8 @@ TEST_F(ScriptedReading, TheWarningsAreWithdrawnInOrderAndAfterTheFileIsClosed) {
     open(Mode::Once);
     const Script script({audio(0, 1000000), video(0, 0)});
     readAll(*reader);
-    ASSERT_THAT(store->texts(), testing::SizeIs(2));
+    EXPECT_THAT(store->events, ElementsAre(testing::StartsWith("+File "), testing::StartsWith("+Duration ")))
+        << "raised in this order by the one packet";
     // The state of the reader at the moment at which each text goes.
     std::vector<std::string> gone;
     std::vector<State> states;
@@ -351,6 +361,17 @@ TEST_F(DecodingMonitor, AFrameMayBeTwoTenthsOfASecondLate) {
         EXPECT_THAT(store->texts(), IsEmpty());
     }
     readOne(*reader);
+    EXPECT_THAT(store->texts(), ElementsAre(warning));
+}
+
+TEST_F(DecodingMonitor, MeasuresFromTheFirstFrameAndNotFromTheOneBefore) {
+    open(Mode::Once);
+    const Script script({video(0), video(1), video(2)});
+    for (int i = 0; i < 3; ++i) {
+        readOne(*reader);
+        // The time is what is measured here.
+        std::this_thread::sleep_for(std::chrono::milliseconds(i < 2 ? 110 : 0));
+    }
     EXPECT_THAT(store->texts(), ElementsAre(warning));
 }
 

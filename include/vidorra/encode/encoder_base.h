@@ -87,6 +87,10 @@ protected:
     /// The same to be filled and used.
     [[nodiscard]] AVCodecContext* context() noexcept { return mCodecContext.get(); }
 
+    /// Sets each pair of a map as an option; a value that is no scalar is passed as an empty text. An object
+    /// that is nothing, or no map, has none. Throws as setOption().
+    void setOptions(const objstream::object& options);
+
     /// What log lines of this encoder start with.
     [[nodiscard]] const std::string& logName() const noexcept { return mLogName; }
 

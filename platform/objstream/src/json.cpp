@@ -17,6 +17,15 @@
 namespace objstream {
 namespace {
 
+bool isUtf8(const std::string& text) {
+    try {
+        static_cast<void>(nlohmann::json(text).dump());
+        return true;
+    } catch (const nlohmann::json::type_error&) {
+        return false;
+    }
+}
+
 // A text and how far it has been read.
 class Source {
 public:
@@ -142,7 +151,7 @@ public:
             reason.erase(0, place + 2);
         }
         // It quotes the last word, also one that is not UTF-8, and however long.
-        if (reason.find("UTF-8") != std::string::npos) {
+        if (!isUtf8(reason)) {
             reason.erase(std::min(reason.find("; last read"), reason.size()));
         }
         constexpr std::size_t kLongest = 300;
@@ -303,11 +312,10 @@ private:
         mText += nlohmann::json(value).dump();
     }
     void writeScalar(const std::string& value) {
-        try {
-            mText += nlohmann::json(value).dump();
-        } catch (const nlohmann::json::type_error&) {
+        if (!isUtf8(value)) {
             fail("a string that is not UTF-8");
         }
+        mText += nlohmann::json(value).dump();
     }
 
     [[noreturn]] void fail(const std::string& what) const {

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include <limits>
 #include <map>
 #include <stdexcept>
 #include <utility>
@@ -118,8 +119,7 @@ object& object::operator=(const object& other) {
 }
 
 object& object::operator=(object&& other) noexcept {
-    // The old content goes last, since the new one may have been a part of it.
-    const object old(std::move(*this));
+    // The new content is out of its place before the old one goes, of which it may have been a part.
     mContent = std::exchange(other.mContent, std::monostate());
     return *this;
 }
@@ -226,6 +226,14 @@ T object::convertToBuiltIn(const Scalar& held) {
     std::visit(
         [&result](const auto& value) {
             convertOrThrow(value, typeid(T), [&result](const auto& source) {
+                using Source = std::decay_t<decltype(source)>;
+                if constexpr (std::is_unsigned_v<T> && std::is_same_v<Source, long long>) {
+                    // Boost negates it on the way to an unsigned type, which overflows. Its text it reads
+                    // well.
+                    if (source == std::numeric_limits<long long>::min()) {
+                        return boost::conversion::try_lexical_convert(std::to_string(source), result);
+                    }
+                }
                 return boost::conversion::try_lexical_convert(source, result);
             });
         },

@@ -148,6 +148,9 @@ TEST_F(CodecOption, ChannelLayoutDoesNotContradictAc) {
     expectChannels(2, 0x60000000);
     EXPECT_EQ(set("channel_layout", "mono"), 0);
     expectChannels(1, AV_CH_LAYOUT_MONO);
+    EXPECT_EQ(set("ac", "6"), 0);
+    EXPECT_EQ(set("channel_layout", "stereo"), 0);
+    expectChannels(6, 0);
 }
 
 TEST_F(CodecOption, ChLayoutSetsAMaskOrANumber) {

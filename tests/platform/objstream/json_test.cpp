@@ -147,11 +147,13 @@ TEST(ParseJson, ShortensWhatItQuotes) {
 }
 
 TEST(ParseJson, QuotesNoBytesThatAreNotUtf8) {
-    try {
-        (void)parseJson("[\"ab\xff\"]");
-        ADD_FAILURE() << "nothing was thrown";
-    } catch (const JsonError& error) {
-        EXPECT_NO_THROW((void)toJson(object(error.what())));
+    for (const char* text : {"[\"ab\xff\"]", "\x8c", "tr\xff", "[1\xc3]", "{\"a\xc3\":1}"}) {
+        try {
+            (void)parseJson(text);
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (const JsonError& error) {
+            EXPECT_NO_THROW((void)toJson(object(error.what()))) << error.what();
+        }
     }
 }
 

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+
+#include "support/filter_peer.h"
+#include "vidorra/picture/picture.h"
+
+namespace vidorra::bench {
+
+/// Where the pixels of a picture lie, for a graph of filters that may write to them.
+inline FilterPeer::Planes planesOf(Picture& picture) {
+    FilterPeer::Planes planes{};
+    for (std::size_t plane = 0; plane < planes.data.size(); ++plane) {
+        planes.data[plane] = picture.data()[plane];
+        planes.linesize[plane] = picture.linesize()[plane];
+    }
+    return planes;
+}
+
+}  // namespace vidorra::bench

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+/// Where all programs say what they measured.
+namespace vidorra::bench {
+
+/// What a figure is wanted to be, and what it has to hold where that is less.
+struct Aim {
+    enum class Bound { AtLeast, AtMost };
+
+    Bound bound;
+    double value;
+    std::optional<double> floor;
+};
+
+constexpr Aim atLeast(double value, std::optional<double> floor = std::nullopt) {
+    return {Aim::Bound::AtLeast, value, floor};
+}
+
+constexpr Aim atMost(double value, std::optional<double> floor = std::nullopt) {
+    return {Aim::Bound::AtMost, value, floor};
+}
+
+/// One figure.
+struct Figure {
+    /// What was measured together, such as "NV12, faded, hot".
+    std::string group;
+    /// Which figure of it, such as "times OpenCV".
+    std::string name;
+    double value;
+    /// Such as "us"; empty for a ratio.
+    std::string unit;
+    std::optional<Aim> aim = std::nullopt;
+};
+
+/// "reached", "missed" or "below the floor"; empty without an aim and in a short run.
+std::string verdict(double value, const std::optional<Aim>& aim);
+
+/// Prints a figure with its aim and floor. When the environment variable VIDORRA_BENCHMARK_RESULTS names a
+/// file, the figure goes there too, as a line that tools/bench_report.py understands:
+///
+///     figure PROGRAM GROUP NAME VALUE UNIT BOUND AIM FLOOR VERDICT LOAD
+///
+/// separated by tabs, where BOUND is "at least" or "at most", what does not apply is empty, and LOAD is the
+/// average number of running threads of the machine in the last minute. Before the first figure of a program
+/// stand lines "about WHAT VALUE" that tell the processor, the compiler and FFmpeg. Throws std::runtime_error
+/// when the file cannot be written.
+void report(const Figure& figure);
+
+/// Says that figures from now on mean nothing, in what is printed and in the file: none is judged.
+void reportShortRun();
+
+}  // namespace vidorra::bench

@@ -1,0 +1,172 @@
+#include "vidorra/encode/video_encoder.h"
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "core/log.h"
+#include "encode/accepted_frames.h"
+#include "encode/best_pixel_format.h"
+#include "vidorra/core/ffmpeg_error.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/frame.h>
+#include <libavutil/hwcontext.h>
+}
+
+namespace vidorra {
+namespace {
+
+constexpr const char* kName = "video-encoder";
+
+void requireVideo(const AVCodecContext& context) {
+    if (context.codec_type == AVMEDIA_TYPE_AUDIO) {
+        throw std::runtime_error(fmt::format(
+            "VideoEncoder: Trying to use audio codec \"{}\" by video encoder.", context.codec->id));
+    }
+    if (context.codec_type != AVMEDIA_TYPE_VIDEO) {
+        throw std::runtime_error(fmt::format(
+            "VideoEncoder: Unsupported media type \"{}\". Expected AVMediaType::AVMEDIA_TYPE_VIDEO.",
+            static_cast<int>(context.codec->type)));
+    }
+}
+
+// Deliberate: the name in the configuration decides, also where the codec was chosen by its id.
+bool namesOmxEncoder(const objstream::object& config) {
+    if (!config.hasKey("codec")) {
+        return false;
+    }
+    const auto name = config["codec"].getValue<std::string>();
+    return name == "h264_omx" || name == "hevc_omx";
+}
+
+}  // namespace
+
+VideoEncoder::VideoEncoder(const objstream::object& config)
+    : EncoderBase(config, kName),
+      mHwDeviceContext(makeAvPtr<AVBufferRef>(nullptr)),
+      mHwFramesContext(makeAvPtr<AVBufferRef>(nullptr)) {
+    AVCodecContext& codec = *context();
+    requireVideo(codec);
+    codec.strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
+    codec.width = config["width"].getValue<int>(0);
+    codec.height = config["height"].getValue<int>(0);
+    codec.time_base.num = config["timebase_num"].getValue<int>(1);
+    codec.time_base.den = config["timebase_den"].getValue<int>(1);
+    mPixelFormat = config["pix_fmt"].getValue<AVPixelFormat>(AV_PIX_FMT_YUV420P);
+    const bool isOmx = namesOmxEncoder(config);
+    codec.pix_fmt = mPixelFormat;
+    codec.color_range = mColorRange;
+    mConverter = ColorSpaceConverter(mPixelFormat, mColorRange);
+    setOptions(config["options"]);
+    openVaapiDevice(config);
+    openCodec();
+    if (isOmx && codec.get_buffer2 != nullptr) {
+        readEncoderLinesize();
+    }
+    if (config.hasKey("filter")) {
+        const auto spec = config["filter"].getValue<std::string>();
+        mFilterGraph = FilterGraphVideo(spec, codec, mHwDeviceContext.get(), mPixelFormat);
+    }
+}
+
+VideoEncoder::~VideoEncoder() = default;
+
+void VideoEncoder::openVaapiDevice(const objstream::object& config) {
+    const objstream::object& value = config["vaapi_device"];
+    if (value.empty()) {
+        logger::log(kLogDebug, logName()) << "VideoEncoder: vaapi_device: <empty>";
+        return;
+    }
+    const auto device = value.getValue<std::string>();
+    logger::log(kLogDebug, logName()) << "VideoEncoder: vaapi_device: " << device;
+
+    AVBufferRef* created = nullptr;
+    const AvRes opened = av_hwdevice_ctx_create(&created, AV_HWDEVICE_TYPE_VAAPI, device.c_str(), nullptr, 0);
+    opened.throwIfError("Failed to open VAAPI device: {}", device);
+    mHwDeviceContext = makeAvPtr(created);
+
+    mHwFramesContext = makeAvPtr(av_hwframe_ctx_alloc(mHwDeviceContext.get()));
+    if (!mHwFramesContext) {
+        throw std::runtime_error("Failed to create VAAPI frame context");
+    }
+    AVCodecContext& codec = *context();
+    auto& frames = *reinterpret_cast<AVHWFramesContext*>(mHwFramesContext->data);
+    frames.format = AV_PIX_FMT_VAAPI;
+    frames.sw_format = AV_PIX_FMT_NV12;
+    frames.width = codec.width;
+    frames.height = codec.height;
+    const AvRes initialised = av_hwframe_ctx_init(mHwFramesContext.get());
+    initialised.throwIfError("Failed to initialize VAAPI frame context, device: {}", device);
+
+    codec.hw_frames_ctx = av_buffer_ref(mHwFramesContext.get());
+    if (codec.hw_frames_ctx == nullptr) {
+        throw std::bad_alloc();
+    }
+    // The format of the pictures stays: it is what the filters get.
+    codec.pix_fmt = AV_PIX_FMT_VAAPI;
+}
+
+void VideoEncoder::readEncoderLinesize() {
+    // What the call with these flags means is an addition of the FFmpeg builds that have these encoders.
+    constexpr int kAskForLinesizes = 4;
+    const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
+    if (!frame) {
+        throw std::bad_alloc();
+    }
+    AVCodecContext& codec = *context();
+    if (codec.get_buffer2(&codec, frame.get(), kAskForLinesizes) < 0) {
+        throw std::runtime_error("Failed to get encoder properties");
+    }
+    mEncoderLinesize = {frame->linesize[0], frame->linesize[1]};
+}
+
+AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
+    if (frame.empty()) {
+        logger::log(kLogError, logName()) << "sendFrame(): could not encode empty VideoFrame.";
+        return AvError::InvalidArgument;
+    }
+    AVCodecContext& codec = *context();
+    // Deliberate: a picture that is converted loses its metadata and side data.
+    VideoFrame local =
+        frame.picture().pixelFormat() == codec.pix_fmt
+            ? frame
+            : VideoFrame(mConverter.convert(frame.picture()), frame.timestamp(), frame.flags());
+    local.setTimestamp(local.timestamp().rescale(codec.time_base));
+    pushNoSignalState((local.flags() & Frame::NoSignal) != Frame::NoFlags, local.timestamp());
+
+    AvPtr<AVFrame> avFrame = local.toAvFrame();
+    const AvRes filtered = mFilterGraph.filterFrame(avFrame);
+    if (!filtered.ok) {
+        return handleFilterFailure(filtered, local);
+    }
+    if (!accepts(codec, *avFrame)) {
+        logger::log(kLogWarning, logName()) << "sendFrame(): not of the encoder's size and format: " << local;
+        return AvError::InvalidArgument;
+    }
+    return avcodec_send_frame(&codec, avFrame.get());
+}
+
+AvRes VideoEncoder::handleFilterFailure(const AvRes& res, const VideoFrame& frame) {
+    if (res.error == AvError::Eof) {
+        static_cast<void>(sendEndOfStream());
+        if (!frame.empty()) {
+            logger::log(kLogDebug, logName()) << "sendFrame(): video filter at EOF: " << res;
+        }
+        return res;
+    }
+    if (res.error == AvError::Again) {
+        logger::log(kLogDebug, logName()) << "sendFrame(): no video videoFrame available from filter";
+        return 0;
+    }
+    logger::log(kLogWarning, logName())
+        << "sendFrame(): could not filter videoFrame: " << frame << ". Error: " << res;
+    return res;
+}
+
+AVPixelFormat VideoEncoder::chooseBestPixelFormat(AVCodecID id, AVPixelFormat wanted) {
+    return bestPixelFormat(encoderById(id), wanted);
+}
+
+}  // namespace vidorra

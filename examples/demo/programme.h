@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <vidorra/vidorra.h>
+
+#include "accelerator.h"
+
+namespace demo {
+
+/// Composes the pictures of the demonstration's programme: the played picture in the programme's size, over
+/// it a stack of windows, a half-transparent plate that wanders about, a title that fades in, and the
+/// timecode.
+///
+/// Its pictures are NV12 of full range.
+class Programme {
+public:
+    static constexpr AVPixelFormat kFormat = AV_PIX_FMT_NV12;
+    static constexpr AVColorRange kRange = AVCOL_RANGE_JPEG;
+
+    /// Without a font there are no texts. With an accelerator, which must outlive this object and its
+    /// pictures, that one scales and composes, in its memory.
+    Programme(vidorra::Size size, const std::string& font, Accelerator* accelerator);
+
+    /// What stands in for the programme while the signal is lost.
+    [[nodiscard]] const vidorra::Picture& black() const { return mBlack; }
+
+    /// The programme so many seconds after its begin.
+    [[nodiscard]] vidorra::Picture compose(const vidorra::Picture& played, double seconds,
+                                           const std::string& timecode);
+
+private:
+    [[nodiscard]] vidorra::Picture onCanvas(const vidorra::Picture& picture);
+    void draw(vidorra::Picture& canvas, const vidorra::Picture& overlay, vidorra::Point place) const;
+    void drawTexts(vidorra::Picture& canvas, double seconds, const std::string& timecode);
+
+    vidorra::Size mSize;
+    Accelerator* mAccelerator;
+    vidorra::PictureAllocator& mAllocator;
+    vidorra::Scaler mScaler;
+    vidorra::Picture mBlack;
+    vidorra::Picture mPlate;
+    // Windows that overlap, cut so that no pixel is drawn twice.
+    std::vector<vidorra::VideoFrame> mWindows;
+    std::optional<vidorra::FreeTypeTextRenderer> mTitle;
+    std::optional<vidorra::FreeTypeTextRenderer> mTimecode;
+};
+
+}  // namespace demo

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "objstream/object.h"
+#include "vidorra/core/av_ptr.h"
+#include "vidorra/core/av_res.h"
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+#include "vidorra/encode/encoder_base.h"
+#include "vidorra/filter/filter_graph.h"
+#include "vidorra/picture/video_frame.h"
+#include "vidorra/process/color_space_converter.h"
+
+namespace vidorra {
+
+/// Turns pictures into packets.
+///
+///     objstream::object config;
+///     config["codec"] = "libx264";
+///     config["width"] = 1280;
+///     config["height"] = 720;
+///     config["timebase_num"] = 1;
+///     config["timebase_den"] = 25;
+///     config["options"]["b"] = 4000000;
+///     config["filter"] = "hqdn3d";
+///     VideoEncoder encoder(config);
+///     encoder.sendFrame(frame);
+///     while (auto packet = encoder.receivePacket()) { ... }
+///
+/// Beside those of EncoderBase it reads these keys, and ignores all others:
+///
+///     width, height                 the size of the pictures; 0 is refused when the codec opens
+///     timebase_num, timebase_den    the unit of the packets' times in seconds; 1/1
+///     pix_fmt                       the name of the pixel format of the pictures; "yuv420p"
+///     options                       a map of options of the codec, such as "b" and "g"
+///     filter                        filters of FFmpeg between the pictures and the codec
+///     vaapi_device                  a device that the codec and the filters use, such as
+///     "/dev/dri/renderD128";
+///                                   the filters have to upload the pictures to it
+///
+/// Pictures are marked as full-range. One that is in the pixel format of the codec is never copied and goes
+/// in as it is; another one is converted, and loses its metadata and its timecode.
+///
+/// Owns: the codec, the device and the filters.
+/// Threads: one at a time.
+class VIDORRA_API VideoEncoder : public EncoderBase {
+public:
+    /// Opens the encoder. Throws std::runtime_error when the configuration chooses none or one that is not of
+    /// video, bad_objstream_cast or BadCast for a value that cannot be converted, std::bad_cast for a codec,
+    /// filter or vaapi_device that is no scalar, and FFmpegError for an option, a device, a codec or a filter
+    /// that fails.
+    explicit VideoEncoder(const objstream::object& config);
+    virtual ~VideoEncoder();
+
+    /// Gives a picture to the encoder, with its time brought into the time base of the encoder. The encoder
+    /// keeps references to the pixels as long as it needs them.
+    ///
+    /// Gives AvError::InvalidArgument for an empty frame and for a picture that has not the size of the
+    /// encoder, AvError::Again when packets have to be received first, AvError::Eof when a filter has ended,
+    /// which ends the stream, and other errors of FFmpeg. A frame that a filter keeps for now is a success.
+    /// Throws ScalerUnsupportedError for a picture that cannot be converted, std::runtime_error for one that
+    /// is too small to be.
+    AvRes sendFrame(const VideoFrame& frame);
+
+    /// The format in which an encoder takes pictures of the format `wanted`: that one, else the first one in
+    /// the encoder's list that agrees about alpha, else the first one. AV_PIX_FMT_NONE for an encoder without
+    /// a list, which may take any. Throws std::runtime_error when there is no encoder for the codec.
+    [[nodiscard]] static AVPixelFormat chooseBestPixelFormat(AVCodecID id, AVPixelFormat wanted);
+
+    /// The line sizes in bytes of the first two planes in which the encoders "h264_omx" and "hevc_omx" like
+    /// their pictures best; 0 for all others.
+    [[nodiscard]] const std::array<std::int32_t, 2>& encoderLinesize() const noexcept {
+        return mEncoderLinesize;
+    }
+
+private:
+    void openVaapiDevice(const objstream::object& config);
+    void readEncoderLinesize();
+    AvRes handleFilterFailure(const AvRes& res, const VideoFrame& frame);
+
+    // Released from the last to the first.
+    AvPtr<AVBufferRef> mHwDeviceContext;
+    AvPtr<AVBufferRef> mHwFramesContext;
+    FilterGraphVideo mFilterGraph;
+    AVPixelFormat mPixelFormat = AV_PIX_FMT_YUV420P;
+    AVColorRange mColorRange = AVCOL_RANGE_JPEG;
+    ColorSpaceConverter mConverter{AV_PIX_FMT_NONE, AVCOL_RANGE_UNSPECIFIED};
+    std::array<std::int32_t, 2> mEncoderLinesize{};
+};
+
+}  // namespace vidorra

@@ -1,0 +1,143 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "vidorra/core/color.h"
+#include "vidorra/core/export.h"
+#include "vidorra/core/ffmpeg_fwd.h"
+#include "vidorra/core/geometry.h"
+#include "vidorra/picture/picture.h"
+#include "vidorra/picture/picture_allocator.h"
+
+namespace vidorra {
+
+/// Draws UTF-8 text on pictures, or makes pictures of text, with one font at one size.
+///
+///     FreeTypeTextRenderer renderer("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf", 48);
+///     renderer.setFontColor(Color(255, 255, 255));
+///     renderer.setBackgroundColor(Color(0, 0, 0, 0));
+///     Picture title = renderer.render("Hello", AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG, Size{}, Rect{});
+///
+/// The layout is plain: lines end at line feeds and nowhere else, begin at the left, and are neither wrapped
+/// nor shaped. Each code point is one glyph, so combining marks are drawn as glyphs of their own. A tab moves
+/// on by four blanks; it is no stop. All other control characters are dropped. What the font lacks is drawn
+/// as the font's sign for that.
+///
+/// A text is laid out when it is not that of the last call; drawing the same text again allocates nothing and
+/// does not call FreeType. Glyphs are kept for as long as the object lives.
+///
+/// Owns: the font, the glyphs and the last layout, not the allocator. Threads: one at a time, also for
+/// getTextSize(); objects share nothing. Errors of all that take a text: std::range_error with
+/// "wstring_convert::from_bytes" for invalid UTF-8, once, since that text then counts as laid out, with
+/// nothing in it; std::bad_alloc. A sequence that the end of the text cuts off is dropped instead.
+class VIDORRA_API FreeTypeTextRenderer {
+public:
+    /// A glyph as it is kept.
+    struct Glyph;
+    /// FreeType and a font that it opened.
+    struct Face;
+    using FacePtr = std::unique_ptr<Face, void (*)(Face*)>;
+
+    /// Opens a font file of any kind that FreeType reads; `size` is in pixels to the em. As loadFace().
+    FreeTypeTextRenderer(const std::string& fontFile, int size);
+    FreeTypeTextRenderer(const FreeTypeTextRenderer&) = delete;
+    FreeTypeTextRenderer& operator=(const FreeTypeTextRenderer&) = delete;
+    ~FreeTypeTextRenderer();
+
+    /// The colour of the glyphs, whose alpha is their opacity; 255, 225, 255 unless set. The layout stays.
+    void setFontColor(Color color);
+
+    /// What the text's area is overwritten with before the glyphs are drawn; opaque black unless set. With an
+    /// alpha of 0 the area stays as it is, and render() makes pictures with an alpha plane.
+    void setBackgroundColor(Color color);
+
+    /// Pixels around the text, 0 unless set. The next text is laid out again.
+    void setPadding(int left, int top, int right, int bottom);
+
+    /// Pixels between two lines, 0 unless set. The next text is laid out again.
+    void setLineSpacing(int pixels);
+
+    /// Where render() gets its pictures; null means the default allocator. The allocator must outlive this
+    /// object and the pictures.
+    void setPictureAllocator(PictureAllocator* allocator);
+
+    /// Opens a font. Throws std::runtime_error with "Could not initialize FreeType library", "Could not load
+    /// font FILE", "Could not select unicode charmap for font FILE", or "Could not set fontsize for font
+    /// FILE", as for a bitmap font that does not have the size.
+    [[nodiscard]] static FacePtr loadFace(const std::string& fontFile, int size);
+
+    /// Renders the glyph of a code point, unless it is kept already. One that cannot be loaded is kept with
+    /// the picture of the question mark; one that cannot be kept is left out of texts.
+    void loadGlyph(char32_t code);
+
+    /// Lays a text out, unless it is the one that is.
+    void prepare(const std::string& text);
+
+    /// The size of a text with its padding, each side rounded down to whole chroma samples of the format. A
+    /// text's own width and height are even; both are 0 for an empty text.
+    [[nodiscard]] Size getTextSize(const std::string& text, AVPixelFormat format);
+
+    /// The size of the part of a text of `textSize` that `visibleArea` selects, in the text's own
+    /// coordinates; an area of all zeros selects everything.
+    [[nodiscard]] static Size getVisibleAreaSize(const Size& textSize, const Rect& visibleArea);
+
+    /// A new picture of the part of the text that `visibleArea` selects, as large as that part. Its memory is
+    /// at least that of a picture of `minimumSize`.
+    ///
+    /// The format: with a transparent background NV12 and NVA12 both mean NVA12, YUV420P and YUVA420P both
+    /// mean YUVA420P, and otherwise the ones without alpha; any other is taken as it is. Under a transparent
+    /// background a picture with alpha has the font's colour everywhere.
+    ///
+    /// Empty when there is nothing to show. Throws std::runtime_error for a format that fillRectangle() does
+    /// not draw on, and what the allocator throws.
+    [[nodiscard]] Picture render(const std::string& text, AVPixelFormat format, AVColorRange range,
+                                 Size minimumSize, Rect visibleArea);
+
+    /// Draws the part of the text that `visibleArea` selects. The area of that size at `position` gets the
+    /// background and clips the glyphs.
+    ///
+    /// Mind that the glyphs begin at `position` within that area, thus at twice `position` in the picture.
+    /// For text at another place than 0, 0 render() it and compose() the result there.
+    ///
+    /// Does nothing when there is nothing to show; otherwise the picture is marked as modified. Throws
+    /// std::runtime_error when the picture is not editable, and for a format that fillRectangle() does not
+    /// draw on.
+    void renderOn(Picture& picture, const std::string& text, Point position, Rect visibleArea);
+
+private:
+    struct Padding {
+        int left = 0;
+        int top = 0;
+        int right = 0;
+        int bottom = 0;
+    };
+    // A glyph of the layout: the corner of its bitmap, from the corner of the text.
+    struct Placement {
+        char32_t code;
+        int x;
+        int y;
+        const Glyph& glyph;
+    };
+
+    void layOut(const std::u32string& codes);
+
+    // First, as the glyphs need FreeType to the end.
+    FacePtr mFace;
+    int mTabWidth = 0;
+    int mLineSpacing = 0;
+    Color mFontColor{255, 225, 255};
+    Color mBackgroundColor{0, 0, 0};
+    Padding mPadding;
+    std::string mText;
+    // Without padding; -1 while there is no layout.
+    int mTextWidth = -1;
+    int mTextHeight = -1;
+    std::map<char32_t, Glyph> mGlyphs;
+    std::vector<Placement> mPlacements;
+    PictureAllocator* mAllocator;
+};
+
+}  // namespace vidorra

@@ -1,0 +1,358 @@
+#include "vidorra/text/freetype_text_renderer.h"
+
+#include <ft2build.h>
+#include FT_FREETYPE_H
+#include FT_GLYPH_H
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <codecvt>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <locale>
+#include <stdexcept>
+
+#include "platform/ffmpeg/drawing.h"
+#include "process/chroma_grid.h"
+#include "process/draw_context.h"
+#include "vidorra/core/enum_text.h"
+#include "vidorra/core/format.h"
+#include "vidorra/picture/default_picture_allocator.h"
+#include "vidorra/process/drawing.h"
+
+namespace vidorra {
+
+struct FreeTypeTextRenderer::Glyph {
+    char32_t code;
+    // 0 for a character that the font lacks.
+    unsigned index;
+    FT_Glyph image;
+    // Its pixels belong to `image`.
+    FT_Bitmap bitmap;
+    FT_BBox box;
+    // In pixels.
+    int advanceX;
+    int advanceY;
+    int left;
+    int top;
+};
+
+struct FreeTypeTextRenderer::Face {
+    FT_Library library = nullptr;
+    FT_Face face = nullptr;
+};
+
+namespace {
+
+using Face = FreeTypeTextRenderer::Face;
+
+// FreeType's units are 64ths of a pixel.
+constexpr int kUnits = 64;
+constexpr char32_t kReplacement = U'?';
+
+void releaseFace(Face* face) {
+    FT_Done_Face(face->face);
+    FT_Done_FreeType(face->library);
+    delete face;
+}
+
+int madeEven(std::int64_t length) {
+    return static_cast<int>(length > 0 ? length + length % 2 : length);
+}
+
+std::u32string decoded(const std::string& text) {
+    // Deprecated without a replacement. Deliberate: callers know its exception by its text.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    std::wstring_convert<std::codecvt_utf8<char32_t, 0x10ffff>, char32_t> convert;
+    return convert.from_bytes(text);
+#pragma GCC diagnostic pop
+}
+
+// What Picture::crop() would give for a format that can be drawn on. It holds no reference, which a later
+// markModified() would refuse and which would cost memory.
+class View {
+public:
+    View(const Picture& picture, const FFDrawContext& context, const Rect& rect) {
+        const Rect whole{0, 0, picture.frameSize().width, picture.frameSize().height};
+        Rect part = rect.intersected(whole);
+        if (part != whole) {
+            part = ChromaGrid(context.hsub_max, context.vsub_max).down(part);
+        }
+        if (part.width <= 0 || part.height <= 0) {
+            return;
+        }
+        mSize = {part.width, part.height};
+        mLinesize = picture.linesize();
+        for (std::size_t plane = 0; plane < context.nb_planes; ++plane) {
+            const std::ptrdiff_t x = part.x >> context.hsub[plane];
+            const std::ptrdiff_t y = part.y >> context.vsub[plane];
+            if (picture.data()[plane] != nullptr) {
+                mData[plane] = picture.data()[plane] + x * context.pixelstep[plane] + y * mLinesize[plane];
+            }
+        }
+    }
+
+    [[nodiscard]] Size size() const { return mSize; }
+    [[nodiscard]] const Picture::Planes& data() const { return mData; }
+    [[nodiscard]] const Picture::Linesizes& linesize() const { return mLinesize; }
+
+private:
+    Size mSize;
+    Picture::Planes mData{};
+    Picture::Linesizes mLinesize{};
+};
+
+void draw(const View& view, const FFDrawContext& context, const FFDrawColor& color, const FT_Bitmap& bitmap,
+          std::int64_t x, std::int64_t y) {
+    // What lies farther away would not show either, and its place does not fit the call.
+    if (x >= view.size().width || y >= view.size().height || x + bitmap.width <= 0 || y + bitmap.rows <= 0) {
+        return;
+    }
+    const bool oneBit = bitmap.pixel_mode == FT_PIXEL_MODE_MONO;
+    // Deliberate: all other bitmaps are taken as bytes. Rows of those with 2 or 4 bits a pixel are shorter
+    // than that.
+    const int width =
+        static_cast<int>(oneBit ? bitmap.width : std::min(bitmap.width, static_cast<unsigned>(bitmap.pitch)));
+    ffmpeg_ext::ff_blend_mask(&context, &color, view.data().data(), view.linesize().data(), view.size().width,
+                              view.size().height, bitmap.buffer, bitmap.pitch, width,
+                              static_cast<int>(bitmap.rows), oneBit ? 0 : 3, 0, static_cast<int>(x),
+                              static_cast<int>(y));
+}
+
+// A transparent background needs an alpha plane, any other none.
+AVPixelFormat workingFormat(AVPixelFormat format, bool transparent) {
+    switch (static_cast<int>(format)) {
+    case AV_PIX_FMT_NV12:
+    case NVA12:
+        return transparent ? NVA12 : AV_PIX_FMT_NV12;
+    case AV_PIX_FMT_YUV420P:
+    case AV_PIX_FMT_YUVA420P:
+        return transparent ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P;
+    default:
+        return format;
+    }
+}
+
+}  // namespace
+
+FreeTypeTextRenderer::FreeTypeTextRenderer(const std::string& fontFile, int size)
+    : mFace(loadFace(fontFile, size)), mAllocator(getDefaultPictureAllocator()) {
+    loadGlyph(U' ');
+    const auto blank = mGlyphs.find(U' ');
+    if (blank != mGlyphs.end()) {
+        mTabWidth = blank->second.advanceX * 4;
+    }
+}
+
+FreeTypeTextRenderer::~FreeTypeTextRenderer() {
+    for (auto& [code, glyph] : mGlyphs) {
+        FT_Done_Glyph(glyph.image);
+    }
+}
+
+void FreeTypeTextRenderer::setFontColor(Color color) {
+    mFontColor = color;
+}
+
+void FreeTypeTextRenderer::setBackgroundColor(Color color) {
+    mBackgroundColor = color;
+}
+
+void FreeTypeTextRenderer::setPadding(int left, int top, int right, int bottom) {
+    mPadding = {left, top, right, bottom};
+    mTextWidth = -1;
+    mTextHeight = -1;
+}
+
+void FreeTypeTextRenderer::setLineSpacing(int pixels) {
+    mLineSpacing = pixels;
+    mTextWidth = -1;
+    mTextHeight = -1;
+}
+
+void FreeTypeTextRenderer::setPictureAllocator(PictureAllocator* allocator) {
+    mAllocator = allocator != nullptr ? allocator : getDefaultPictureAllocator();
+}
+
+FreeTypeTextRenderer::FacePtr FreeTypeTextRenderer::loadFace(const std::string& fontFile, int size) {
+    FacePtr result(new Face, releaseFace);
+    if (FT_Init_FreeType(&result->library) != 0) {
+        throw std::runtime_error("Could not initialize FreeType library");
+    }
+    FT_New_Face(result->library, fontFile.c_str(), 0, &result->face);
+    if (result->face == nullptr) {
+        throw std::runtime_error(fmt::format("Could not load font {}", fontFile));
+    }
+    if (FT_Select_Charmap(result->face, FT_ENCODING_UNICODE) != 0) {
+        throw std::runtime_error(fmt::format("Could not select unicode charmap for font {}", fontFile));
+    }
+    if (FT_Set_Pixel_Sizes(result->face, static_cast<FT_UInt>(size), 0) != 0) {
+        throw std::runtime_error(fmt::format("Could not set fontsize for font {}", fontFile));
+    }
+    return result;
+}
+
+void FreeTypeTextRenderer::loadGlyph(char32_t code) {
+    if (mGlyphs.find(code) != mGlyphs.end()) {
+        return;
+    }
+    FT_Face face = mFace->face;
+    if (FT_Load_Char(face, code, FT_LOAD_RENDER) != 0) {
+        // Deliberate: when this fails too, what the slot then holds decides.
+        FT_Load_Char(face, kReplacement, FT_LOAD_RENDER);
+    }
+    FT_Glyph image = nullptr;
+    if (FT_Get_Glyph(face->glyph, &image) != 0) {
+        return;
+    }
+    std::unique_ptr<FT_GlyphRec, void (*)(FT_Glyph)> owner(image, FT_Done_Glyph);
+    Glyph glyph{};
+    glyph.code = code;
+    // Deliberate: the index of the requested character also where another one is shown.
+    glyph.index = FT_Get_Char_Index(face, code);
+    glyph.image = image;
+    // The slot's own bitmap may share its pixels with the font. A glyph that could not be rendered has none.
+    if (image->format == FT_GLYPH_FORMAT_BITMAP) {
+        glyph.bitmap = reinterpret_cast<FT_BitmapGlyph>(image)->bitmap;
+    }
+    FT_Glyph_Get_CBox(image, FT_GLYPH_BBOX_TRUNCATE, &glyph.box);
+    glyph.advanceX = static_cast<int>(face->glyph->advance.x / kUnits);
+    glyph.advanceY = static_cast<int>(face->glyph->advance.y / kUnits);
+    glyph.left = face->glyph->bitmap_left;
+    glyph.top = face->glyph->bitmap_top;
+    mGlyphs.emplace(code, glyph);
+    static_cast<void>(owner.release());
+}
+
+void FreeTypeTextRenderer::prepare(const std::string& text) {
+    if (text == mText && mTextWidth >= 0 && mTextHeight >= 0) {
+        return;
+    }
+    mText = text;
+    mTextWidth = 0;
+    mTextHeight = 0;
+    mPlacements.clear();
+    // Deliberate: a text that cannot be decoded stays, and is an empty one from then on.
+    const std::u32string codes = decoded(text);
+    if (codes.empty()) {
+        return;
+    }
+    // Until the layout is complete there is none: memory may run out.
+    mTextWidth = -1;
+    mTextHeight = -1;
+    layOut(codes);
+}
+
+void FreeTypeTextRenderer::layOut(const std::u32string& codes) {
+    mPlacements.reserve(codes.size());
+    FT_Face face = mFace->face;
+    const FT_Size_Metrics& metrics = face->size->metrics;
+    const auto ascender = static_cast<int>(metrics.ascender / kUnits);
+    const std::int64_t lineHeight = metrics.y_ppem + std::abs(metrics.descender / kUnits);
+
+    // Wide, as texts and spacings may be of any length.
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    std::int64_t pen = 0;
+    unsigned previous = 0;
+    for (const char32_t code : codes) {
+        if (code < 128 && std::isprint(static_cast<int>(code)) == 0) {
+            if (code == U'\t') {
+                pen += mTabWidth;
+                previous = 0;
+            } else if (code == U'\n') {
+                width = std::max(width, pen);
+                height += lineHeight + mLineSpacing;
+                pen = 0;
+                previous = 0;
+            }
+            continue;
+        }
+        loadGlyph(code);
+        const auto found = mGlyphs.find(code);
+        if (found == mGlyphs.end()) {
+            continue;
+        }
+        const Glyph& glyph = found->second;
+        if (previous != 0 && glyph.index != 0 && FT_HAS_KERNING(face)) {
+            FT_Vector delta{};
+            FT_Get_Kerning(face, previous, glyph.index, FT_KERNING_DEFAULT, &delta);
+            // Deliberate: rounded down, unlike the advances.
+            pen += delta.x >> 6;
+        }
+        mPlacements.push_back({code, static_cast<int>(pen + glyph.left),
+                               static_cast<int>(height - glyph.top + ascender), glyph});
+        pen += glyph.advanceX;
+        previous = glyph.index;
+    }
+    mTextWidth = madeEven(std::max(width, pen));
+    mTextHeight = madeEven(height + lineHeight);
+}
+
+Size FreeTypeTextRenderer::getTextSize(const std::string& text, AVPixelFormat format) {
+    prepare(text);
+    const auto width = static_cast<int>(std::int64_t{mTextWidth} + mPadding.left + mPadding.right);
+    const auto height = static_cast<int>(std::int64_t{mTextHeight} + mPadding.top + mPadding.bottom);
+    return ChromaGrid(format).down(Size{width, height});
+}
+
+Size FreeTypeTextRenderer::getVisibleAreaSize(const Size& textSize, const Rect& visibleArea) {
+    if (visibleArea == Rect{}) {
+        return textSize;
+    }
+    const Rect common = Rect{0, 0, textSize.width, textSize.height}.intersected(visibleArea);
+    return {common.width, common.height};
+}
+
+Picture FreeTypeTextRenderer::render(const std::string& text, AVPixelFormat format, AVColorRange range,
+                                     Size minimumSize, Rect visibleArea) {
+    const bool transparent = mBackgroundColor.alpha == 0;
+    const AVPixelFormat working = workingFormat(format, transparent);
+    const Size visible = getVisibleAreaSize(getTextSize(text, working), visibleArea);
+    if (visible.width == 0 || visible.height == 0) {
+        return {};
+    }
+    Picture result;
+    {
+        const Picture canvas = mAllocator->allocate(
+            {std::max(visible.width, minimumSize.width), std::max(visible.height, minimumSize.height)},
+            working, range);
+        result = canvas.crop({0, 0, visible.width, visible.height});
+    }
+    if (transparent && result.hasAlpha()) {
+        fillRectangle(result, Color(mFontColor.red, mFontColor.green, mFontColor.blue, 0));
+    }
+    renderOn(result, text, {0, 0}, visibleArea);
+    return result;
+}
+
+void FreeTypeTextRenderer::renderOn(Picture& picture, const std::string& text, Point position,
+                                    Rect visibleArea) {
+    if (!picture.editable()) {
+        throw std::runtime_error("renderOn: Picture must be editable");
+    }
+    const Size visible = getVisibleAreaSize(getTextSize(text, picture.pixelFormat()), visibleArea);
+    if (visible.width == 0 || visible.height == 0) {
+        return;
+    }
+    const Rect area{position.x, position.y, visible.width, visible.height};
+    if (mBackgroundColor.alpha != 0) {
+        fillRectangle(picture, area, mBackgroundColor);
+    }
+    const FFDrawContext context =
+        initDrawContext(picture.pixelFormat(), picture.colorRange() == AVCOL_RANGE_JPEG);
+    const FFDrawColor color = initDrawColor(context, mFontColor);
+    const View view(picture, context, area);
+    // Deliberate: the position counts again, on top of the view that begins there.
+    const std::int64_t offsetX = std::int64_t{mPadding.left} - visibleArea.x + position.x;
+    const std::int64_t offsetY = std::int64_t{mPadding.top} - visibleArea.y + position.y;
+    for (const Placement& placement : mPlacements) {
+        draw(view, context, color, placement.glyph.bitmap, offsetX + placement.x, offsetY + placement.y);
+    }
+    picture.markModified();
+}
+
+}  // namespace vidorra
