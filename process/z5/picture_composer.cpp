@@ -1,8 +1,8 @@
 #include "vidorra/process/z5/picture_composer.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
-#include <utility>
 
 #include "process/z5/device.h"
 #include "z5_hw_accel/composer.h"
@@ -58,21 +58,19 @@ void PictureComposer::compose(Picture& dst, const Picture& overlay, Point positi
     dst.flush();
     overlay.flush();
 
-    ::z5::hw::accel::Nv12Buffer<void> buffer = wholeBuffer<void>(dst);
-    const std::ptrdiff_t offset = std::ptrdiff_t{y} * buffer.linesize + x;
-    const std::ptrdiff_t chromaOffset = ((std::ptrdiff_t{y} * buffer.linesize) >> 1) + x;
-    buffer.luma = dst.data()[0] + offset;
-    buffer.chroma = dst.data()[1] + chromaOffset;
-    if (buffer.alpha != nullptr) {
-        buffer.alpha = dst.data()[3] + offset;
-    }
-    // Deliberate: up to the edges of the destination and not just of the overlay.
-    buffer.width -= x;
-    buffer.height -= y;
-    // Deliberate: the destination is not marked as modified, which tells of writing by the CPU.
+    const std::ptrdiff_t stride = dst.linesize()[0];
+    const std::ptrdiff_t offset = y * stride + x;
+    std::uint8_t* const alphaPlane = dst.data()[3];
+    // Deliberate: the destination is not marked as modified, which tells of writing by the CPU. Its record
+    // reaches to the edges of the picture and not just of the overlay.
     ::z5::hw::accel::Composer(mDevice.get())
-        .process(std::move(buffer), wholeBuffer<const void>(cropped), width, height, alphaOf(opacity),
-                 flag ? kFlags : 0);
+        .process({.luma = dst.data()[0] + offset,
+                  .chroma = dst.data()[1] + ((y * stride) >> 1) + x,
+                  .alpha = alphaPlane != nullptr ? alphaPlane + offset : nullptr,
+                  .linesize = dst.linesize()[0],
+                  .width = dst.frameSize().width - x,
+                  .height = dst.frameSize().height - y},
+                 wholeBuffer<const void>(cropped), width, height, alphaOf(opacity), flag ? kFlags : 0);
 }
 
 }  // namespace vidorra::z5

@@ -95,8 +95,9 @@ void scalePlane(const Plane<std::uint8_t>& dst, const Plane<const std::uint8_t>&
         for (int x = 0; x < dst.width; ++x) {
             int sums[Components] = {};
             for (const Tap* tap = columns.begin(x); tap != columns.end(x); ++tap) {
+                const int* const samples = line.data() + std::ptrdiff_t{tap->index} * Components;
                 for (int c = 0; c < Components; ++c) {
-                    sums[c] += tap->weight * line[static_cast<std::size_t>(tap->index * Components + c)];
+                    sums[c] += tap->weight * samples[c];
                 }
             }
             constexpr int kBits = kWeightBits + kBetweenBits;

@@ -29,7 +29,7 @@
 namespace vidorra::z5 {
 namespace {
 
-constexpr std::size_t kMemory = 512 * 1024;
+constexpr std::size_t kMemory = 256 * 1024;
 
 // The device's memory and a twin on the heap, in which pictures take the same places.
 class HardwareRoad : public testing::Test {
