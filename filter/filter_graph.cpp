@@ -114,6 +114,7 @@ AVColorRange workingRange(const AVCodecContext& context) {
 // The label that pictures bear between the source and the sink is kept in the graph's field for its user:
 // unspecified where they keep their own.
 void setRangeLabel(AVFilterGraph& graph, AVColorRange range) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): nothing is read through it.
     graph.opaque = reinterpret_cast<void*>(static_cast<std::intptr_t>(range));
 }
 

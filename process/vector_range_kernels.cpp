@@ -32,8 +32,10 @@ namespace {
 [[gnu::always_inline]] inline void fetchAhead(const unsigned char* src) {
     constexpr std::uintptr_t kFar = 2048;
     const auto address = reinterpret_cast<std::uintptr_t>(src);
+    // NOLINTBEGIN(performance-no-int-to-ptr): nothing is read through them.
     __builtin_prefetch(reinterpret_cast<const void*>(address + 64));
     __builtin_prefetch(reinterpret_cast<const void*>(address + kFar));
+    // NOLINTEND(performance-no-int-to-ptr)
 }
 
 #if defined(__x86_64__)

@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <system_error>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -51,7 +51,9 @@ public:
             ++*this;
             return old;
         }
-        friend bool operator==(const Iterator& a, const Iterator& b) { return a.mOffset == b.mOffset; }
+        [[maybe_unused]] friend bool operator==(const Iterator& a, const Iterator& b) {
+            return a.mOffset == b.mOffset;
+        }
         friend bool operator!=(const Iterator& a, const Iterator& b) { return a.mOffset != b.mOffset; }
 
     private:
@@ -347,7 +349,8 @@ object parseJson(std::string_view text) {
 
 object readJsonFile(const std::filesystem::path& path) {
     const auto fail = [&path](int error) {
-        throw std::runtime_error(fmt::format("Could not read {}: {}", path.string(), std::strerror(error)));
+        throw std::runtime_error(
+            fmt::format("Could not read {}: {}", path.string(), std::generic_category().message(error)));
     };
     errno = 0;
     std::ifstream stream(path, std::ios::binary);
