@@ -238,6 +238,16 @@ TEST_F(TextCalls, TheSameTextIsLaidOutAgainAfterAChangeOfItsGeometryOnly) {
     EXPECT_EQ(layOuts([&] { renderer.prepare("A"); }), 1);
 }
 
+TEST_F(TextCalls, ATextOfNegativeHeightIsLaidOutEachTime) {
+    FreeTypeTextRenderer renderer(kSans, 21);
+    renderer.setLineSpacing(-100);
+    for (int round = 0; round < 2; ++round) {
+        gCalls.clear();
+        renderer.prepare("AV\n\n");
+        EXPECT_EQ(std::count(gCalls.begin(), gCalls.end(), "FT_Get_Kerning"), 1) << round;
+    }
+}
+
 TEST_F(TextCalls, KerningIsAskedForBetweenGlyphsOfTheFontOnly) {
     FreeTypeTextRenderer renderer(kSans, 21);
     const auto asked = [&](const std::string& text) {
