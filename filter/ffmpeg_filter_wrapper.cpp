@@ -133,7 +133,7 @@ void FFmpegFilterWrapper::build(const std::string& sourceArguments, AVMediaType 
     if (mOutputs->name == nullptr || mInputs->name == nullptr) {
         throw std::runtime_error("Out of memory");
     }
-    const ffmpeg_ext::ParsedSpecification parsed =
+    const ffmpeg_ext::ParsedFilters parsed =
         ffmpeg_ext::parseFilters(*mGraph, mFilterSpec.c_str(), &mInputs, &mOutputs, nullptr);
     if (parsed.code < 0 && !parsed.lacksDevice) {
         throw std::runtime_error("Cannot parse filter spec");

@@ -62,7 +62,7 @@ AVFilterContext* createFilter(AVFilterGraph& graph, const AVFilter* filter, cons
     return context;
 }
 
-// One end of the specification, by the name that the specification may use for it.
+// One end of the description, by the name that the description may use for it.
 struct ListDeleter {
     void operator()(AVFilterInOut* list) const { avfilter_inout_free(&list); }
 };
@@ -82,12 +82,12 @@ ListPtr openEnd(const char* name, AVFilterContext* filter) {
     return end;
 }
 
-// Puts the filters of the specification between the source and the end in front of the sink.
+// Puts the filters of the description between the source and the end in front of the sink.
 void parse(AVFilterGraph& graph, const std::string& spec, AVFilterContext* source, AVFilterContext* end,
            AVBufferRef* hwDevice) {
     AVFilterInOut* outputs = openEnd("in", source).release();
     AVFilterInOut* inputs = nullptr;
-    ffmpeg_ext::ParsedSpecification parsed{AVERROR(ENOMEM), false};
+    ffmpeg_ext::ParsedFilters parsed{AVERROR(ENOMEM), false};
     try {
         inputs = openEnd("out", end).release();
         parsed = ffmpeg_ext::parseFilters(graph, spec.c_str(), &inputs, &outputs, hwDevice);
@@ -122,7 +122,7 @@ AVColorRange rangeLabel(const AVFilterGraph& graph) {
     return static_cast<AVColorRange>(reinterpret_cast<std::intptr_t>(graph.opaque));
 }
 
-// A specification that deals with ranges itself has to see the pictures as they are.
+// A description that deals with ranges itself has to see the pictures as they are.
 bool namesARange(const std::string& spec) {
     return spec.find("range") != std::string::npos;
 }

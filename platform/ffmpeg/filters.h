@@ -20,14 +20,14 @@ namespace vidorra::ffmpeg_ext {
 /// generations that cannot declare it. Those need keepRangeInScaling() instead.
 std::string rangeOfSource(AVColorRange range);
 
-/// Makes the filters "scale" of a graph, those of its specification and those that the configuration is going
+/// Makes the filters "scale" of a graph, those of its description and those that the configuration is going
 /// to insert, give pictures of this range, which is that of the pictures they are given, unless they were
 /// asked for a range. To be called between parsing and configuration. Does nothing on generations that know
 /// the range of the source. Gives 0 or a negative FFmpeg code.
 int keepRangeInScaling(AVFilterGraph& graph, AVColorRange range);
 
 /// Lets a sink take pictures of one format only: a filter stands in front of it, which `end` gets, to which
-/// the specification is to be linked instead. Gives 0 or a negative FFmpeg code.
+/// the description is to be linked instead. Gives 0 or a negative FFmpeg code.
 int pinVideoSink(AVFilterGraph& graph, AVFilterContext& sink, AVPixelFormat format, AVFilterContext** end);
 
 /// What pinAudioSink() could not pin.
@@ -37,7 +37,7 @@ enum class AudioPin { SampleFormat, ChannelLayout, SampleRate };
 int pinAudioSink(AVFilterGraph& graph, AVFilterContext& sink, AVSampleFormat format, std::uint64_t layout,
                  int rate, AVFilterContext** end, AudioPin* failed);
 
-struct ParsedSpecification {
+struct ParsedFilters {
     /// 0 or above, or a negative FFmpeg code.
     int code;
     /// Whether the failure is that a filter got no device. Some generations find that out in the
@@ -48,7 +48,7 @@ struct ParsedSpecification {
 /// avfilter_graph_parse_ptr, with a device for every filter of the graph, those in front included. `device`
 /// may be null, and stays the caller's. The lists are those of FFmpeg's function: the caller frees what is
 /// left of them, also after a failure.
-ParsedSpecification parseFilters(AVFilterGraph& graph, const char* specification, AVFilterInOut** inputs,
-                                 AVFilterInOut** outputs, AVBufferRef* device);
+ParsedFilters parseFilters(AVFilterGraph& graph, const char* description, AVFilterInOut** inputs,
+                           AVFilterInOut** outputs, AVBufferRef* device);
 
 }  // namespace vidorra::ffmpeg_ext

@@ -473,7 +473,7 @@ int keepRangeInScaling(AVFilterGraph& graph, AVColorRange range) {
             return res;
         }
     }
-    // Those of the specification stand here after "sws_flags=".
+    // Those of the description stand here after "sws_flags=".
     std::string options = graph.scale_sws_opts != nullptr ? graph.scale_sws_opts : "";
     options += options.empty() ? "out_range=full" : ":out_range=full";
     av_freep(&graph.scale_sws_opts);
@@ -499,8 +499,8 @@ public:
         avfilter_graph_segment_free(&mSegment);
     }
 
-    ParsedSpecification parse(const char* specification, AVFilterInOut** inputs, AVFilterInOut** outputs) {
-        int res = avfilter_graph_segment_parse(&mGraph, specification, 0, &mSegment);
+    ParsedFilters parse(const char* description, AVFilterInOut** inputs, AVFilterInOut** outputs) {
+        int res = avfilter_graph_segment_parse(&mGraph, description, 0, &mSegment);
         if (res >= 0) {
             res = avfilter_graph_segment_create_filters(mSegment, 0);
         }
@@ -635,16 +635,16 @@ private:
 
 }  // namespace
 
-ParsedSpecification parseFilters(AVFilterGraph& graph, const char* specification, AVFilterInOut** inputs,
-                                 AVFilterInOut** outputs, AVBufferRef* device) {
-    return FilterParser(graph, device).parse(specification, inputs, outputs);
+ParsedFilters parseFilters(AVFilterGraph& graph, const char* description, AVFilterInOut** inputs,
+                           AVFilterInOut** outputs, AVBufferRef* device) {
+    return FilterParser(graph, device).parse(description, inputs, outputs);
 }
 
 #else
 
-ParsedSpecification parseFilters(AVFilterGraph& graph, const char* specification, AVFilterInOut** inputs,
-                                 AVFilterInOut** outputs, AVBufferRef* device) {
-    int res = avfilter_graph_parse_ptr(&graph, specification, inputs, outputs, nullptr);
+ParsedFilters parseFilters(AVFilterGraph& graph, const char* description, AVFilterInOut** inputs,
+                           AVFilterInOut** outputs, AVBufferRef* device) {
+    int res = avfilter_graph_parse_ptr(&graph, description, inputs, outputs, nullptr);
     for (unsigned i = 0; res >= 0 && device != nullptr && i < graph.nb_filters; ++i) {
         av_buffer_unref(&graph.filters[i]->hw_device_ctx);
         graph.filters[i]->hw_device_ctx = av_buffer_ref(device);

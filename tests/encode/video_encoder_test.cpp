@@ -192,7 +192,7 @@ TEST_F(VideoEncoderConfig, OfAFilterThatFailsIsRefusedAfterTheCodecIsOpen) {
     EXPECT_THAT(log.texts(), testing::Contains("video-encoder-mpeg4: codec \"mpeg4\" opened"));
 }
 
-// Whether there is a specification without filters is for the graph to say.
+// Whether there is a description without filters is for the graph to say.
 TEST_F(VideoEncoderConfig, GivesAnEmptyFilterToTheGraph) {
     objstream::object config = videoConfig("mpeg4");
     config["filter"] = "";

@@ -34,7 +34,7 @@ FilterGraphAudio audioGraph(const std::string& spec) {
     return {spec, *context};
 }
 
-// FFmpeg's own code for a specification that cannot be parsed.
+// FFmpeg's own code for a description that cannot be parsed.
 int parseCode(const char* spec) {
     AVFilterGraph* graph = avfilter_graph_alloc();
     AVFilterInOut* inputs = nullptr;

@@ -26,7 +26,7 @@ namespace vidorra {
 ///     sample_fmt   the number of an AVSampleFormat; unless told, the first one that the encoder lists
 ///     options      a map of FFmpeg's options for the encoder, among them "ar", the rate, "ac", the number of
 ///                  channels, and "b", the bits per second; what is no scalar counts as an empty text
-///     filter       a specification of FFmpeg for filters in front of the encoder
+///     filter       a description of FFmpeg for filters in front of the encoder
 ///
 /// One and two channels are mono and stereo, whatever layout the options say; more need one of their own,
 /// such as channel_layout "5.1". The time base is that which FFmpeg chooses, 1 over the rate.

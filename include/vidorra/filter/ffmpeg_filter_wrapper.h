@@ -15,38 +15,38 @@ extern "C" {
 
 namespace vidorra {
 
-/// A filter specification of FFmpeg for frames, pictures and samples by themselves, without an encoder.
+/// A filter description of FFmpeg for frames, pictures and samples by themselves, without an encoder.
 ///
 ///     FFmpegFilterWrapper filter;
 ///     filter.setFilterSpec("hflip,scale=640:360");
 ///     const VideoFrame flipped = filter.processVideoFrame(frame);
 ///
 /// The graph is built for the first frame, and anew for a picture of another size or pixel format and after
-/// another specification. What comes out has the format to which the specification leads. A wrapper that has
+/// another description. What comes out has the format to which the description leads. A wrapper that has
 /// built a graph of pictures takes no samples any more, and the other way round, also with another
-/// specification.
+/// description.
 ///
-/// A picture keeps its colour range as long as the specification asks for no other; the graph is built for
+/// A picture keeps its colour range as long as the description asks for no other; the graph is built for
 /// that of the first picture, into which filters that scale convert pictures of another one.
 ///
 /// Owns: the graph. Copies: none. Threads: one at a time.
-/// Errors: std::runtime_error that names the step, without a code of FFmpeg. A specification that has failed
+/// Errors: std::runtime_error that names the step, without a code of FFmpeg. A description that has failed
 /// once goes on failing, then with "Picture filtering failed", until there is another one or a picture of
 /// another shape.
 class VIDORRA_API FFmpegFilterWrapper {
 public:
-    /// No specification: frames pass as they are.
+    /// No description: frames pass as they are.
     FFmpegFilterWrapper() = default;
     ~FFmpegFilterWrapper();
     FFmpegFilterWrapper(const FFmpegFilterWrapper& other) = delete;
     FFmpegFilterWrapper& operator=(const FFmpegFilterWrapper& other) = delete;
 
-    /// Drops the graph, with the frames in it, unless the specification is the present one. Empty for none.
+    /// Drops the graph, with the frames in it, unless the description is the present one. Empty for none.
     void setFilterSpec(std::string spec);
 
     /// The filtered frame. Its time stamp is the one that the graph gives, in the base of the stamp that went
     /// in, and null when that is; flags, metadata, side data and position are not passed on. A graph that
-    /// needs more frames gives an empty frame. Without a specification, and for an empty frame, the result is
+    /// needs more frames gives an empty frame. Without a description, and for an empty frame, the result is
     /// a copy of all that the frame holds. The pixels of `frame` itself become private.
     ///
     /// Filters see stamps in microseconds under a time base of one second. The stamps of a filter that
@@ -61,7 +61,7 @@ public:
     [[nodiscard]] AudioBuffer processAudioBuffer(AudioBuffer& buffer);
 
     /// Build the graph for such input, as the first call of a process operation does: nothing without a
-    /// specification.
+    /// description.
     void initializeVideo(const Picture& picture);
     void initializeAudio(const AudioBuffer& buffer);
 

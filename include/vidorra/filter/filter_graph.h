@@ -36,7 +36,7 @@ public:
     /// Puts the filtered frame in the place of the frame. One frame goes in and at most one comes out; a
     /// graph that makes several of one keeps the rest until the next calls. The frame that comes out leaves
     /// the choice of its picture type to the encoder. Its time is in the unit of the codec context, unless
-    /// the specification changes that.
+    /// the description changes that.
     ///
     /// Without a graph this is a success and the frame stays. After any failure the handle is empty and the
     /// frame that went in is gone: AvError::Again says that the graph needs more input, AvError::Eof that it
@@ -46,7 +46,7 @@ public:
     /// taken.
     ///
     /// A picture keeps its colour range: full-range pixels come out as full-range pixels, and limited-range
-    /// ones as such, also where filters scale or go through RGB, unless the specification asks for another
+    /// ones as such, also where filters scale or go through RGB, unless the description asks for another
     /// range.
     AvRes filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame);
 
@@ -63,7 +63,7 @@ public:
     /// No graph.
     FilterGraphVideo() noexcept;
 
-    /// Builds the graph of a specification for pictures in `pixelFormat` with the size, time base, aspect
+    /// Builds the graph of a description for pictures in `pixelFormat` with the size, time base, aspect
     /// ratio and range of an open codec context, which takes what comes out in its own pixel format.
     /// `hwDevice`, which may be null, is offered to every filter; the graph takes references of its own. A
     /// pixel format without a name stands for AV_PIX_FMT_YUV420P. Where the context says no range, filters
@@ -83,7 +83,7 @@ public:
     /// No graph.
     FilterGraphAudio() noexcept;
 
-    /// Builds the graph of a specification for samples with the time base, rate, sample format and channel
+    /// Builds the graph of a description for samples with the time base, rate, sample format and channel
     /// layout of an open codec context, which takes what comes out with the same rate, format and layout. The
     /// frames that come out have whatever number of samples the filters produce.
     ///
