@@ -154,7 +154,7 @@ void FFmpegFilterWrapper::initializeVideo(const Picture& picture) {
     const AVColorRange range = picture.colorRange();
     // Without a name the text ends here, and the source refuses it.
     if (const char* name = ffmpeg_ext::pixelFormatName(mPixelFormat)) {
-        // Deliberate: the stamps of the frames are microseconds. Specifications are written for that.
+        // Deliberate: the stamps of the frames are microseconds. Descriptions are written for that.
         arguments += fmt::format("{}:time_base=1/1:pixel_aspect=1/1", name);
         if (range != AVCOL_RANGE_UNSPECIFIED) {
             arguments += ffmpeg_ext::rangeOfSource(range);
