@@ -93,29 +93,31 @@ AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
     AvPtr<AVFrame> avFrame = local.toAvFrame();
     avFrame->pts = local.timestamp().value;
 
-    if (!mFilterGraph.empty()) {
-        const AvRes filtered = mFilterGraph.filterFrame(avFrame);
-        if (filtered.error == AvError::Eof) {
-            static_cast<void>(sendEndOfStream());
-            if (!local.empty()) {
-                logger::log(kLogDebug, logName()) << "Audio filter at EOF: " << filtered;
-            }
-            return filtered;
-        }
-        if (filtered.error == AvError::Again) {
-            logger::log(kLogDebug, logName()) << "No audio audioFrame available from filter";
-            return 0;
-        }
-        if (!filtered.ok) {
-            logger::log(kLogWarning, logName())
-                << "Couldn't filter audio audioFrame: " << local << ". Error: " << filtered;
-            return filtered;
-        }
+    const AvRes filtered = mFilterGraph.filterFrame(avFrame);
+    if (!filtered.ok) {
+        return handleFilterFailure(filtered, local);
     }
     if (!isReadable(*avFrame, codec)) {
         return AvError::InvalidArgument;
     }
     return avcodec_send_frame(&codec, avFrame.get());
+}
+
+AvRes AudioEncoder::handleFilterFailure(const AvRes& res, const AudioFrame& frame) {
+    if (res.error == AvError::Eof) {
+        static_cast<void>(sendEndOfStream());
+        if (!frame.empty()) {
+            logger::log(kLogDebug, logName()) << "Audio filter at EOF: " << res;
+        }
+        return res;
+    }
+    if (res.error == AvError::Again) {
+        logger::log(kLogDebug, logName()) << "No audio audioFrame available from filter";
+        return 0;
+    }
+    logger::log(kLogWarning, logName())
+        << "Couldn't filter audio audioFrame: " << frame << ". Error: " << res;
+    return res;
 }
 
 }  // namespace vidorra

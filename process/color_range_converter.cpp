@@ -40,6 +40,15 @@ Rows rowsAt(std::ptrdiff_t y, int plane, unsigned char* const* dstData, const in
     return {dstData[plane] + y * dstLinesize[plane], srcData[plane] + y * srcLinesize[plane]};
 }
 
+// Both formats have their luma alike.
+void convertLuma(int width, int height, unsigned char* const* dstData, const int* dstLinesize,
+                 const unsigned char* const* srcData, const int* srcLinesize) {
+    for (int y = 0; y < height; ++y) {
+        const Rows rows = rowsAt(y, 0, dstData, dstLinesize, srcData, srcLinesize);
+        rangeKernels().convertLuma(rows.dst, rows.src, width);
+    }
+}
+
 }  // namespace
 
 ColorRangeConverterError::ColorRangeConverterError(ColorRangeConverter::Type type, AVPixelFormat srcFormat,
@@ -73,11 +82,8 @@ void ColorRangeConverter::procYuv420pLim2Full(int width, int height, AVPixelForm
                                               AVColorRange dstRange, unsigned char* const* dstData,
                                               const int* dstLinesize, Type type) {
     requireSupported(srcFormat, srcRange, dstFormat, dstRange, type);
+    convertLuma(width, height, dstData, dstLinesize, srcData, srcLinesize);
     const RangeKernels& kernels = rangeKernels();
-    for (int y = 0; y < height; ++y) {
-        const Rows rows = rowsAt(y, 0, dstData, dstLinesize, srcData, srcLinesize);
-        kernels.convertLuma(rows.dst, rows.src, width);
-    }
     for (const int plane : {1, 2}) {
         for (int y = 0; y < height / 2; ++y) {
             const Rows rows = rowsAt(y, plane, dstData, dstLinesize, srcData, srcLinesize);
@@ -92,11 +98,8 @@ void ColorRangeConverter::procNv12Lim2Yuv420pFull(int width, int height, AVPixel
                                                   AVColorRange dstRange, unsigned char* const* dstData,
                                                   const int* dstLinesize, Type type) {
     requireSupported(srcFormat, srcRange, dstFormat, dstRange, type);
+    convertLuma(width, height, dstData, dstLinesize, srcData, srcLinesize);
     const RangeKernels& kernels = rangeKernels();
-    for (int y = 0; y < height; ++y) {
-        const Rows rows = rowsAt(y, 0, dstData, dstLinesize, srcData, srcLinesize);
-        kernels.convertLuma(rows.dst, rows.src, width);
-    }
     for (int y = 0; y < height / 2; ++y) {
         const Rows rows = rowsAt(y, 1, dstData, dstLinesize, srcData, srcLinesize);
         unsigned char* v = dstData[2] + static_cast<std::ptrdiff_t>(y) * dstLinesize[2];

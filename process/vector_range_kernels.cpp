@@ -6,21 +6,12 @@
 #include <array>
 #include <cstdint>
 
+#include "platform/cpu/instructions.h"
 #include "process/range_kernels.h"
 #include "process/range_tables.h"
 
-#if defined(__x86_64__)
-#include <immintrin.h>
-#define VIDORRA_AVX2 __attribute__((target("avx2")))
-#define VIDORRA_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl")))
-#elif defined(__aarch64__)
+#if defined(__aarch64__)
 #include <arm_neon.h>
-#endif
-
-#if defined(__GNUC__) && !defined(__clang__)
-// False alarms of GCC 12 about its own AVX-512 intrinsics.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 
 namespace vidorra {
@@ -305,36 +296,29 @@ constexpr RangeKernels kNeon = {.name = "neon",
 
 #endif
 
-struct Supported {
-    std::array<const RangeKernels*, 3> sets{};
-    std::size_t count = 0;
+using Sets = cpu::KernelSets<RangeKernels, 3>;
 
-    Supported() {
-        add(kPlainRangeKernels);
+Sets supportedSets() {
+    Sets sets;
+    sets.add(kPlainRangeKernels);
 #if defined(__x86_64__)
-        __builtin_cpu_init();
-        if (__builtin_cpu_supports("avx2")) {
-            add(kAvx2);
-            if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                __builtin_cpu_supports("avx512vl")) {
-                add(kAvx512);
-            }
-        }
+    if (cpu::hasAvx2()) {
+        sets.add(kAvx2);
+    }
+    if (cpu::hasAvx512()) {
+        sets.add(kAvx512);
+    }
 #elif defined(__aarch64__)
-        add(kNeon);
+    sets.add(kNeon);
 #endif
-    }
-
-    void add(const RangeKernels& set) {
-        sets[count++] = &set;
-    }
-};
+    return sets;
+}
 
 }  // namespace
 
 std::span<const RangeKernels* const> supportedRangeKernels() {
-    static const Supported supported;
-    return {supported.sets.data(), supported.count};
+    static const Sets sets = supportedSets();
+    return sets.all();
 }
 
 const RangeKernels& rangeKernels() {

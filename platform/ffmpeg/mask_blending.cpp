@@ -12,21 +12,11 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__x86_64__)
-#include <immintrin.h>
-#define VIDORRA_AVX2 __attribute__((target("avx2")))
-#define VIDORRA_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl")))
-#endif
+#include "platform/cpu/instructions.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
 }
-
-#if defined(__GNUC__) && !defined(__clang__)
-// False alarms of GCC 12 about its own AVX-512 intrinsics.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
 
 namespace vidorra::ffmpeg_ext {
 namespace {
@@ -632,11 +622,10 @@ const BlendMask kBestBlendMask = bestBlendMask();
 
 BlendMask blendMaskBy(int bytes) {
 #if defined(__x86_64__)
-    if (bytes == 16 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512vl")) {
+    if (bytes == 16 && cpu::hasAvx512()) {
         return blendMask<blendRows16>;
     }
-    if (bytes == 8 && __builtin_cpu_supports("avx2")) {
+    if (bytes == 8 && cpu::hasAvx2()) {
         return blendMask<blendRows8>;
     }
 #endif

@@ -10,21 +10,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/cpu/instructions.h"
 #include "process/alphablend/kernels.h"
-
-#if defined(__x86_64__)
-#include <immintrin.h>
-#define VIDORRA_AVX2 __attribute__((target("avx2")))
-#define VIDORRA_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl")))
-#endif
 
 // Vectors wider than the registers of the baseline never cross a call: all that handles them is inlined.
 #pragma GCC diagnostic ignored "-Wpsabi"
-#if defined(__GNUC__) && !defined(__clang__)
-// False alarms of GCC 12 about its own AVX-512 intrinsics.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
 
 #define VIDORRA_INLINE [[gnu::always_inline]] inline
 // The same for lambdas.
@@ -756,35 +746,28 @@ constexpr Kernels kAvx512 = {.name = "avx512",
 
 #endif
 
-struct Supported {
-    std::array<const Kernels*, 4> sets{};
-    std::size_t count = 0;
+using Sets = cpu::KernelSets<Kernels, 4>;
 
-    Supported() {
-        add(kPlainKernels);
-        add(kVector16);
+Sets supportedSets() {
+    Sets sets;
+    sets.add(kPlainKernels);
+    sets.add(kVector16);
 #if defined(__x86_64__)
-        __builtin_cpu_init();
-        if (__builtin_cpu_supports("avx2")) {
-            add(kAvx2);
-            if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                __builtin_cpu_supports("avx512vl")) {
-                add(kAvx512);
-            }
-        }
+    if (cpu::hasAvx2()) {
+        sets.add(kAvx2);
+    }
+    if (cpu::hasAvx512()) {
+        sets.add(kAvx512);
+    }
 #endif
-    }
-
-    void add(const Kernels& set) {
-        sets[count++] = &set;
-    }
-};
+    return sets;
+}
 
 }  // namespace
 
 std::span<const Kernels* const> supportedKernels() {
-    static const Supported supported;
-    return {supported.sets.data(), supported.count};
+    static const Sets sets = supportedSets();
+    return sets.all();
 }
 
 const Kernels& kernels() {

@@ -55,6 +55,8 @@ public:
     AvRes sendFrame(const AudioFrame& frame);
 
 private:
+    AvRes handleFilterFailure(const AvRes& res, const AudioFrame& frame);
+
     FilterGraphAudio mFilterGraph;
     Resampler mResampler;
 };
