@@ -20,18 +20,17 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "support/filtered_picture.h"
 #include "text/fonts.h"
-#include "vidorra/core/av_ptr.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
 #include "vidorra/text/freetype_text_renderer.h"
 
 extern "C" {
-#include <libavfilter/avfilter.h>
-#include <libavfilter/buffersink.h>
 #include <libavutil/frame.h>
-#include <libavutil/log.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -51,36 +50,15 @@ struct Caption {
 // From a filter that makes a picture of one colour, through drawtext if it has arguments; empty when one of
 // the two does not know the format.
 Picture filtered(AVPixelFormat format, const std::string& drawtext) {
-    std::unique_ptr<AVFilterGraph, void (*)(AVFilterGraph*)> graph(
-        avfilter_graph_alloc(), [](AVFilterGraph* freed) { avfilter_graph_free(&freed); });
-    avfilter_graph_set_auto_convert(graph.get(), static_cast<unsigned>(AVFILTER_AUTO_CONVERT_NONE));
-    AVFilterContext* last = nullptr;
-    const auto add = [&](const char* name, const std::string& arguments) {
-        AVFilterContext* next = nullptr;
-        EXPECT_GE(avfilter_graph_create_filter(&next, avfilter_get_by_name(name), nullptr, arguments.c_str(),
-                                               nullptr, graph.get()),
-                  0)
-            << name << " " << arguments;
-        if (last != nullptr) {
-            EXPECT_EQ(avfilter_link(last, 0, next, 0), 0);
-        }
-        last = next;
-    };
-    add("color", fmt::format("s={}x{}:c=0x305070", kSize.width, kSize.height));
+    std::vector<std::pair<std::string, std::string>> filters = {
+        {"color", fmt::format("s={}x{}:c=0x305070", kSize.width, kSize.height)}};
     if (!drawtext.empty()) {
-        add("drawtext", drawtext);
+        filters.emplace_back("drawtext", drawtext);
     }
-    add("format", fmt::format("{}", format));
-    add("buffersink", "");
-    const int level = av_log_get_level();
-    av_log_set_level(AV_LOG_QUIET);
-    const int configured = avfilter_graph_config(graph.get(), nullptr);
-    av_log_set_level(level);
-    if (configured < 0) {
+    const auto frame = test::filteredPicture(to_string(format), filters);
+    if (frame == nullptr) {
         return {};
     }
-    const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
-    EXPECT_GE(av_buffersink_get_frame(last, frame.get()), 0);
     Picture picture(frame.get());
     picture.makeEditable();
     return picture;

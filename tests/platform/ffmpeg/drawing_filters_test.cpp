@@ -10,12 +10,10 @@
 
 #include "platform/ffmpeg/drawing.h"
 #include "platform/ffmpeg/pixel_formats.h"
+#include "support/filtered_picture.h"
 
 extern "C" {
-#include <libavfilter/avfilter.h>
-#include <libavfilter/buffersink.h>
 #include <libavutil/frame.h>
-#include <libavutil/log.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -26,13 +24,7 @@ namespace {
 constexpr int kWidth = 24;
 constexpr int kHeight = 16;
 
-struct GraphDeleter {
-    void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
-};
-struct FrameDeleter {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
+using FramePtr = std::unique_ptr<AVFrame, void (*)(AVFrame*)>;
 
 struct Rgba {
     std::uint8_t bytes[4];
@@ -44,42 +36,8 @@ struct Rgba {
     }
 };
 
-// The picture that the named filters make one after the other in this very format, or null when one of them
-// does not know it: no conversion is put between them.
-FramePtr filtered(AVPixelFormat format, std::initializer_list<std::pair<const char*, std::string>> filters) {
-    std::unique_ptr<AVFilterGraph, GraphDeleter> graph(avfilter_graph_alloc());
-    avfilter_graph_set_auto_convert(graph.get(), static_cast<unsigned>(AVFILTER_AUTO_CONVERT_NONE));
-    AVFilterContext* last = nullptr;
-    const auto add = [&](const char* name, const std::string& arguments) {
-        AVFilterContext* next = nullptr;
-        EXPECT_GE(avfilter_graph_create_filter(&next, avfilter_get_by_name(name), nullptr, arguments.c_str(),
-                                               nullptr, graph.get()),
-                  0)
-            << name << " " << arguments;
-        if (last != nullptr) {
-            EXPECT_EQ(avfilter_link(last, 0, next, 0), 0);
-        }
-        last = next;
-    };
-    for (const auto& [name, arguments] : filters) {
-        add(name, arguments);
-    }
-    add("format", av_get_pix_fmt_name(format));
-    add("buffersink", "");
-    const int level = av_log_get_level();
-    av_log_set_level(AV_LOG_QUIET);
-    const int configured = avfilter_graph_config(graph.get(), nullptr);
-    av_log_set_level(level);
-    if (configured < 0) {
-        return nullptr;
-    }
-    FramePtr frame(av_frame_alloc());
-    EXPECT_GE(av_buffersink_get_frame(last, frame.get()), 0);
-    return frame;
-}
-
 FramePtr colorFilter(AVPixelFormat format, Rgba color) {
-    return filtered(format, {{"color", "s=24x16:c=" + color.text()}});
+    return test::filteredPicture(av_get_pix_fmt_name(format), {{"color", "s=24x16:c=" + color.text()}});
 }
 
 // A picture whose every byte is 7, with room for a plane 3.
@@ -274,7 +232,8 @@ TEST(Drawing, FillsTheRectangleOfTheDrawboxFilter) {
                                           ":w=" + std::to_string(box.width) +
                                           ":h=" + std::to_string(box.height) + ":t=fill:c=" + color.text();
             const FramePtr frame =
-                filtered(format, {{"color", "s=24x16:c=" + background.text()}, {"drawbox", arguments}});
+                test::filteredPicture(av_get_pix_fmt_name(format),
+                                      {{"color", "s=24x16:c=" + background.text()}, {"drawbox", arguments}});
             ASSERT_TRUE(frame) << pixelFormatName(format);
             Image image = filled(format, background, 0);
             FFDrawContext context;
