@@ -134,12 +134,16 @@ Picture Scaler::scale(const Picture& src, Size size, AVPixelFormat format, AVCol
     }
     mContext = ffmpeg_ext::cachedScaler(mContext, src.frameSize().width, src.frameSize().height,
                                         src.pixelFormat(), target.width, target.height, format, mAlgorithm);
+    // NVA12 goes on: there is no context for it where FFmpeg does not know it, but some of its changes are
+    // refused all the same.
+    if (mContext == nullptr && src.pixelFormat() != NVA12 && format != NVA12) {
+        return {};
+    }
     if (sameSize) {
         Picture converted = tryConvertColorRange(mAllocator, src, format, range);
         if (!converted.empty()) {
             return converted;
         }
-        // Before the context is looked at: there is none for NVA12 where FFmpeg does not know it.
         if (isRefused(src.pixelFormat(), format, !rangesAgree)) {
             throw ScalerUnsupportedError(src.pixelFormat(), src.colorRange(), format, range);
         }

@@ -119,6 +119,22 @@ TEST(FillRectangle, WholePicturesKeepAnOddLastRowAndColumnOfSubsampledFormats) {
     EXPECT_EQ(drawn(target, 0, 5, 3, kLimited[0]), (Rows{"####.", "####.", "....."}));
 }
 
+TEST(FillRectangle, DrawsNothingWhereRoundingLeavesNothing) {
+    Picture target = picture(AV_PIX_FMT_YUV420P, 6, 4);
+    fillRectangle(target, {2, 2, 1, 1}, kRed);
+    fillRectangle(target, {2, 2, 1, 2}, kRed);
+    fillRectangle(target, {2, 2, 2, 1}, kRed);
+    EXPECT_EQ(drawn(target, 0, 6, 4, 0), (Rows{"......", "......", "......", "......"}));
+    EXPECT_EQ(drawn(target, 1, 3, 2, 0), (Rows{"...", "..."}));
+}
+
+TEST(FillRectangle, RoundsByTheLargestSubsamplingOfTheFormat) {
+    Picture target = picture(AV_PIX_FMT_YUV422P, 6, 4);
+    fillRectangle(target, {1, 1, 3, 1}, kRed);
+    EXPECT_EQ(drawn(target, 0, 6, 4, kLimited[0]), (Rows{"......", "##....", "......", "......"}));
+    EXPECT_EQ(drawn(target, 1, 3, 2, kLimited[1]), (Rows{"...", "#.."}));
+}
+
 TEST(FillRectangle, SharedPicturesAreRefused) {
     Picture target = picture(AV_PIX_FMT_YUV420P, 4, 4);
     const Picture other = target;
@@ -146,6 +162,21 @@ TEST(FillWithDebugData, CountsByThePicturesWidthInEveryPlane) {
     for (std::size_t plane = 0; plane < 2; ++plane) {
         for (int i = 0; i < target.linesize()[plane] * (plane == 0 ? 4 : 2); ++i) {
             ASSERT_EQ(target.data()[plane][i], i / 6 % 256) << "plane " << plane << " byte " << i;
+        }
+    }
+}
+
+TEST(FillWithDebugData, ChromaHasHalfTheRowsRoundedDownAndAlphaHasAll) {
+    Picture target = picture(AV_PIX_FMT_YUVA420P, 6, 5);
+    fillWithDebugData(target);
+    for (std::size_t plane = 0; plane < 4; ++plane) {
+        const bool isChroma = plane == 1 || plane == 2;
+        const int bytes = target.linesize()[plane] * (isChroma ? 2 : 5);
+        for (int i = 0; i < bytes; ++i) {
+            ASSERT_EQ(target.data()[plane][i], i / 6 % 256) << "plane " << plane << " byte " << i;
+        }
+        if (isChroma) {
+            EXPECT_EQ(target.data()[plane][bytes], 7) << "the third row of plane " << plane;
         }
     }
 }

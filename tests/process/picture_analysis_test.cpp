@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/ffmpeg/allocation_limit.h"
 #include "support/throw_text.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
@@ -438,6 +439,17 @@ TEST(GetPlanesMD5, ACropAndItsCopyAreTheSame) {
         copy.copyFrom(crop);
         EXPECT_EQ(getPlanesMD5(crop), getPlanesMD5(copy)) << format;
     }
+}
+
+TEST(GetPlanesMD5, SaysThatThereIsNoMemory) {
+    const Picture picture = randomPicture(AV_PIX_FMT_NV12, 6, 4);
+    const std::string before = getPlanesMD5(picture);
+    {
+        const test::AllocationLimit limit(33);
+        EXPECT_THROW_TEXT(std::runtime_error, "Out of memory", (void)getPlanesMD5(picture));
+        EXPECT_EQ(getPlanesMD5(Picture()), "");
+    }
+    EXPECT_EQ(getPlanesMD5(picture), before);
 }
 
 TEST(GetPlanesMD5, IsEmptyForAnEmptyPicture) {

@@ -151,6 +151,23 @@ TEST(Scaler, ASizeThatIsTheSameOnlyAfterRoundingIsTheSame) {
     EXPECT_TRUE(sharePixels(scaler.scale(src, {101, 41}), src));
 }
 
+TEST(Scaler, AnOddSizeIsTheSameOnlyWhereNoFormatIsAskedFor) {
+    Scaler scaler;
+    const Picture src = picture(AV_PIX_FMT_NV12, {101, 41}, kLimited);
+    EXPECT_TRUE(sharePixels(scaler.scale(src, {101, 41}), src));
+    EXPECT_EQ(scaler.scale(src, {101, 41}, AV_PIX_FMT_NV12, kLimited).frameSize(), (Size{100, 40}));
+    EXPECT_EQ(scaler.convertToColorspace(src, AV_PIX_FMT_NV12, kLimited).frameSize(), (Size{100, 40}));
+}
+
+TEST(Scaler, ConvertsToAColorspaceAtTheSizeOfTheSource) {
+    Scaler scaler;
+    const Picture src = picture(AV_PIX_FMT_NV12, {64, 32}, kLimited);
+    const Picture result = scaler.convertToColorspace(src, AV_PIX_FMT_RGB24, kFull);
+    EXPECT_EQ(result.colorRange(), kFull);
+    EXPECT_TRUE(comparePictures(result, direct(src, {64, 32}, AV_PIX_FMT_RGB24, kFull, SWS_BILINEAR), 0,
+                                false, nullptr));
+}
+
 TEST(Scaler, LimitedToFullAtTheSameSizeGoesThroughTheTables) {
     for (const AVPixelFormat format : {AV_PIX_FMT_NV12, AV_PIX_FMT_YUV420P}) {
         Scaler scaler;
@@ -269,17 +286,18 @@ TEST(Scaler, GivesLibswscalesBytesForEachPairOfTheUsualFormats) {
         for (const AVPixelFormat to : kFormats) {
             for (const auto& [fromRange, toRange] :
                  {std::pair{kAny, kAny}, std::pair{kLimited, kLimited}, std::pair{kLimited, kFull},
-                  std::pair{kFull, kLimited}}) {
+                  std::pair{kFull, kLimited}, std::pair{kAny, kFull}, std::pair{kLimited, kAny}}) {
                 const Picture src = picture(from, {48, 32}, fromRange);
                 for (const Size size : {Size{48, 32}, Size{26, 18}, Size{96, 40}}) {
                     SCOPED_TRACE(fmt::format("{}:{} to {}:{} {}x{}", from, fromRange, to, toRange, size.width,
                                              size.height));
                     if (size == src.frameSize()) {
+                        const bool rangesAgree = fromRange == toRange || fromRange == kAny || toRange == kAny;
                         const bool tables = (from == AV_PIX_FMT_NV12 || from == AV_PIX_FMT_YUV420P) &&
                                             to == AV_PIX_FMT_YUV420P && fromRange == kLimited &&
                                             toRange == kFull;
                         if (tables || refusedByTheTable(from, fromRange, to, toRange) ||
-                            (from == to && fromRange == toRange)) {
+                            (from == to && rangesAgree)) {
                             continue;
                         }
                     }
@@ -294,7 +312,7 @@ TEST(Scaler, GivesLibswscalesBytesForEachPairOfTheUsualFormats) {
             }
         }
     }
-    EXPECT_GT(compared, 1100);
+    EXPECT_GT(compared, 1700);
 }
 
 TEST(Scaler, AlgorithmsAreLibswscalesFlagsByNumberAndByName) {
@@ -382,6 +400,21 @@ TEST(Scaler, SizesAndFormatsThatCannotBeScaledAreAnEmptyPicture) {
     EXPECT_EQ(allocator.calls, 0);
     // None of them leaves the scaler unusable.
     EXPECT_FALSE(scaler.scale(src, {32, 16}).empty());
+}
+
+TEST(Scaler, WithoutAContextNothingIsConvertedOrRefused) {
+    Scaler scaler;
+    CountingAllocator allocator;
+    scaler.setPictureAllocator(&allocator);
+    // libswscale wants exactly one of its algorithms.
+    scaler.setAlgorithm(static_cast<Algorithm>(SWS_BILINEAR | SWS_POINT));
+    const Picture src = picture(AV_PIX_FMT_NV12, {64, 32}, kLimited);
+    EXPECT_TRUE(scaler.scale(src, {32, 16}, AV_PIX_FMT_NV12, kLimited).empty());
+    EXPECT_TRUE(scaler.scale(src, {64, 32}, AV_PIX_FMT_YUV420P, kFull).empty());
+    EXPECT_TRUE(scaler.scale(src, {64, 32}, AV_PIX_FMT_NV12, kFull).empty());
+    EXPECT_EQ(allocator.calls, 0);
+    scaler.setAlgorithm(Algorithm::Point);
+    EXPECT_FALSE(scaler.scale(src, {64, 32}, AV_PIX_FMT_YUV420P, kFull).empty());
 }
 
 TEST(Scaler, AnEmptyPictureAsItIsStaysEmpty) {
