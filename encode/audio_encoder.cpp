@@ -43,10 +43,7 @@ AudioEncoder::AudioEncoder(const objstream::object& config) : EncoderBase(config
     checkMediaType(codec);
     codec.sample_fmt = static_cast<AVSampleFormat>(
         config["sample_fmt"].getValue<int>(ffmpeg_ext::firstSampleFormat(*codec.codec)));
-    config["options"].for_each_kv([this](const std::string& key, const objstream::object& value) {
-        setOption(key, value.getValue<std::string>(std::string()));
-        return true;
-    });
+    setOptions(config["options"]);
     // Deliberate: this overrides a layout of the options.
     switch (ffmpeg_ext::channelCount(codec)) {
     case 1:

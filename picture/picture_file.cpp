@@ -66,8 +66,11 @@ File createFile(const std::string& filename) {
 Packet encode(VideoEncoder& encoder, Picture&& picture) {
     constexpr int kAttempts = 10;
     AvRes result = encoder.sendFrame(VideoFrame(std::move(picture), Timestamp(), Frame::NoFlags));
+    if (!result.ok) {
+        throw std::runtime_error(fmt::format("Encoding failed: {}", result));
+    }
     Packet packet;
-    for (int i = 0; result.ok && i < kAttempts; ++i) {
+    for (int i = 0; i < kAttempts; ++i) {
         tl::expected<Packet, AvError> received = encoder.receivePacket();
         if (received) {
             packet = std::move(*received);

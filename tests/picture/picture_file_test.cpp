@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "support/descriptors.h"
 #include "support/log_capture.h"
 #include "support/media.h"
 #include "support/process.h"
@@ -28,6 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 using test::fileContent;
 using test::mediaFile;
+using test::openDescriptors;
 using test::temporaryFile;
 using test::temporaryFolder;
 
@@ -35,10 +38,6 @@ fs::path outputFile(const std::string& name) {
     const fs::path path = temporaryFolder() / name;
     fs::remove(path);
     return path;
-}
-
-std::ptrdiff_t openDescriptors() {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
 // Gradients with a few sharp edges, different in every plane.
@@ -129,7 +128,7 @@ TEST(LoadPicture, TakesTheFirstPictureOfAVideo) {
 
 TEST(LoadPicture, RefusesWhatGivesNoPictureAtOnce) {
     test::LogCapture log;
-    const std::ptrdiff_t descriptors = openDescriptors();
+    const auto descriptors = openDescriptors();
     const std::string missing = (temporaryFolder() / "missing.png").string();
     EXPECT_THROW_TEXT(std::runtime_error, "Couldn't open file: " + missing,
                       (void)loadPicture(missing, AV_PIX_FMT_NONE, AVCOL_RANGE_MPEG));
@@ -236,6 +235,22 @@ TEST(SavePicture, JpegIsNearThePicture) {
     }
 }
 
+// Samples of limited range in a format that the codec takes stay as they are.
+TEST(SavePicture, KeepsTheRangeOfAPictureInTheFormatOfTheCodec) {
+    const fs::path path = outputFile("limited.jpg");
+    Picture original(Size{64, 32}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG, 32);
+    constexpr std::array<int, 3> kValues = {16, 240, 40};
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        std::memset(original.data()[plane], kValues[plane],
+                    static_cast<std::size_t>(original.linesize()[plane] * (plane == 0 ? 32 : 16)));
+    }
+    savePicture(original, path, AV_CODEC_ID_NONE);
+    const Picture loaded = loadPicture(path, AV_PIX_FMT_NONE, AVCOL_RANGE_MPEG);
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+        EXPECT_NEAR(loaded.data()[plane][5 * loaded.linesize()[plane] + 5], kValues[plane], 2) << plane;
+    }
+}
+
 TEST(SavePicture, ConvertsToTheNearestFormatOfTheCodec) {
     const fs::path path = outputFile("converted.png");
     const Picture original = picture(AV_PIX_FMT_NV12, {50, 30}, AVCOL_RANGE_MPEG);
@@ -285,7 +300,7 @@ TEST(SavePicture, RefusesAnEmptyPicture) {
 }
 
 TEST(SavePicture, SaysWhichFileCannotBeCreatedOrWritten) {
-    const std::ptrdiff_t descriptors = openDescriptors();
+    const auto descriptors = openDescriptors();
     const Picture original = picture(AV_PIX_FMT_RGB24, {16, 8}, AVCOL_RANGE_JPEG);
     EXPECT_THROW_TEXT(std::runtime_error, "Could not open output file /nonexistent/picture.png",
                       savePicture(original, "/nonexistent/picture.png", AV_CODEC_ID_NONE));
@@ -296,7 +311,7 @@ TEST(SavePicture, SaysWhichFileCannotBeCreatedOrWritten) {
 
 TEST(SavePicture, CodecsThatKeepTheFirstFrameFailAndLeaveAnEmptyFile) {
     test::LogCapture log;
-    const std::ptrdiff_t descriptors = openDescriptors();
+    const auto descriptors = openDescriptors();
     // FFmpeg's first encoder for it makes animations.
     const fs::path animation = outputFile("picture.webp");
     EXPECT_THROW_TEXT(

@@ -1,0 +1,228 @@
+// What filter graphs make of calls of FFmpeg and of the C library that fail. The linker leads them here.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "filter/graph_frames.h"
+#include "platform/ffmpeg/generations.h"
+#include "support/throw_text.h"
+#include "vidorra/core/ffmpeg_error.h"
+#include "vidorra/filter/ffmpeg_filter_wrapper.h"
+#include "vidorra/filter/filter_graph.h"
+
+extern "C" {
+#include <libavfilter/avfilter.h>
+#include <libavfilter/buffersrc.h>
+}
+
+namespace vidorra::test {
+namespace {
+
+// Each one fails what it names; the rest goes on to FFmpeg.
+struct Failures {
+    std::string lookup;
+    // The name of an instance, or of the kind of filter.
+    std::string creation;
+    // The arguments of the source, instead of those that it is given.
+    std::string sourceArguments;
+    bool graph = false;
+    bool list = false;
+    bool text = false;
+    bool frame = false;
+    // A code for what the source is given.
+    int sending = 0;
+    int sendingFlags = -1;
+};
+
+Failures& failures() {
+    static Failures failures;
+    return failures;
+}
+
+}  // namespace
+}  // namespace vidorra::test
+
+using vidorra::test::failures;
+
+extern "C" {
+
+const AVFilter* __real_avfilter_get_by_name(const char* name);
+const AVFilter* __wrap_avfilter_get_by_name(const char* name) {
+    return failures().lookup == name ? nullptr : __real_avfilter_get_by_name(name);
+}
+
+int __real_avfilter_graph_create_filter(AVFilterContext** context, const AVFilter* filter, const char* name,
+                                        const char* arguments, void* opaque, AVFilterGraph* graph);
+int __wrap_avfilter_graph_create_filter(AVFilterContext** context, const AVFilter* filter, const char* name,
+                                        const char* arguments, void* opaque, AVFilterGraph* graph) {
+    if (failures().creation == name || failures().creation == filter->name) {
+        return vidorra::AvError::OutOfMemory.code();
+    }
+    const std::string& instead = failures().sourceArguments;
+    const bool replace = !instead.empty() && std::strcmp(name, "in") == 0;
+    return __real_avfilter_graph_create_filter(context, filter, name, replace ? instead.c_str() : arguments,
+                                               opaque, graph);
+}
+
+AVFilterGraph* __real_avfilter_graph_alloc();
+AVFilterGraph* __wrap_avfilter_graph_alloc() {
+    return failures().graph ? nullptr : __real_avfilter_graph_alloc();
+}
+
+AVFilterInOut* __real_avfilter_inout_alloc();
+AVFilterInOut* __wrap_avfilter_inout_alloc() {
+    return failures().list ? nullptr : __real_avfilter_inout_alloc();
+}
+
+char* __real_av_strdup(const char* text);
+char* __wrap_av_strdup(const char* text) {
+    return failures().text ? nullptr : __real_av_strdup(text);
+}
+
+AVFrame* __real_av_frame_alloc();
+AVFrame* __wrap_av_frame_alloc() {
+    return failures().frame ? nullptr : __real_av_frame_alloc();
+}
+
+int __real_av_buffersrc_add_frame_flags(AVFilterContext* source, AVFrame* frame, int flags);
+int __wrap_av_buffersrc_add_frame_flags(AVFilterContext* source, AVFrame* frame, int flags) {
+    failures().sendingFlags = flags;
+    return failures().sending != 0 ? failures().sending
+                                   : __real_av_buffersrc_add_frame_flags(source, frame, flags);
+}
+}
+
+namespace vidorra::test {
+namespace {
+
+class FilterCalls : public testing::Test {
+protected:
+    ~FilterCalls() override { failures() = Failures(); }
+
+    static FilterGraphVideo video() {
+        const ContextPtr context = videoContext();
+        return {"null", *context, nullptr, AV_PIX_FMT_YUV420P};
+    }
+    static FilterGraphAudio audio(std::uint64_t layout = 3, int rate = 48000) {
+        const ContextPtr context = audioContext(layout);
+        context->sample_rate = rate;
+        return {"anull", *context};
+    }
+    static void filterPicture() {
+        FFmpegFilterWrapper filter;
+        filter.setFilterSpec("null");
+        Picture picture(Size{64, 48}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG, 32);
+        static_cast<void>(filter.processPicture(picture));
+    }
+    static std::string outOfMemory(const std::string& text) {
+        return FFmpegError(AvError::OutOfMemory, text).what();
+    }
+};
+
+TEST_F(FilterCalls, ElementsThatAreMissingAreNamedByTheirKind) {
+    for (const char* name : {"buffer", "buffersink"}) {
+        failures().lookup = name;
+        EXPECT_THROW_TEXT(std::runtime_error, "filtering source or sink element not found (V)", video());
+        EXPECT_THROW_TEXT(std::runtime_error, "Filtering source or sink element not found", filterPicture());
+        EXPECT_NO_THROW(audio());
+    }
+    for (const char* name : {"abuffer", "abuffersink"}) {
+        failures().lookup = name;
+        EXPECT_THROW_TEXT(std::runtime_error, "filtering source or sink element not found (A)", audio());
+        EXPECT_NO_THROW(video());
+    }
+}
+
+TEST_F(FilterCalls, AContextOfTheOtherKindIsRefusedBeforeElementsAreLookedUp) {
+    failures().lookup = "buffer";
+    const ContextPtr sound = audioContext();
+    EXPECT_THROW_TEXT(std::runtime_error, "Only AVMEDIA_TYPE_VIDEO codec type is supported!",
+                      FilterGraphVideo("null", *sound, nullptr, AV_PIX_FMT_YUV420P));
+    failures().lookup = "abuffer";
+    const ContextPtr pictures = videoContext();
+    EXPECT_THROW_TEXT(std::runtime_error, "Only AVMEDIA_TYPE_AUDIO codec type is supported!",
+                      FilterGraphAudio("anull", *pictures));
+}
+
+TEST_F(FilterCalls, EndsThatCannotBeMadeAreNamedWithTheCode) {
+    failures().creation = "in";
+    EXPECT_THROW_TEXT(FFmpegError, outOfMemory("Cannot create buffer source (V)"), video());
+    EXPECT_THROW_TEXT(FFmpegError, outOfMemory("Cannot create buffer source (A)"), audio());
+    EXPECT_THROW_TEXT(std::runtime_error, "Cannot create buffer source", filterPicture());
+    failures().creation = "out";
+    EXPECT_THROW_TEXT(FFmpegError, outOfMemory("Cannot create buffer sink (V)"), video());
+    EXPECT_THROW_TEXT(FFmpegError, outOfMemory("Cannot create buffer sink (A)"), audio());
+    EXPECT_THROW_TEXT(std::runtime_error, "Cannot create buffer sink", filterPicture());
+}
+
+TEST_F(FilterCalls, ASinkThatCannotBePinnedIsNamedWithTheCode) {
+    failures().creation = "format";
+    EXPECT_THROW_TEXT(FFmpegError, outOfMemory("Cannot set output pixel format"), video());
+    failures().creation = "aformat";
+    EXPECT_THROW_TEXT(FFmpegError, outOfMemory("Cannot set output sample format"), audio());
+}
+
+// FFmpeg's source would refuse these settings first.
+TEST_F(FilterCalls, WhatTheSinkCannotBePinnedToIsSaid) {
+    failures().sourceArguments = "time_base=1/48000:sample_rate=48000:sample_fmt=s16:channel_layout=0x3";
+    const auto text = [](const char* what) { return FFmpegError(AvError::InvalidArgument, what).what(); };
+    const ContextPtr withoutFormat = audioContext(0);
+    withoutFormat->sample_fmt = AV_SAMPLE_FMT_NONE;
+    withoutFormat->sample_rate = 0;
+    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output sample format")),
+                      FilterGraphAudio("anull", *withoutFormat));
+    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output channel layout")), audio(0, 0));
+    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output sample rate")), audio(3, 0));
+}
+
+TEST_F(FilterCalls, ShortMemoryIsABadAlloc) {
+    const auto expectAll = [] {
+        EXPECT_THROW(video(), std::bad_alloc);
+        EXPECT_THROW(audio(), std::bad_alloc);
+    };
+    failures().graph = true;
+    expectAll();
+    EXPECT_THROW(filterPicture(), std::bad_alloc);
+    failures() = Failures();
+    failures().list = true;
+    expectAll();
+    EXPECT_THROW(filterPicture(), std::bad_alloc);
+    failures() = Failures();
+    failures().text = true;
+    expectAll();
+    EXPECT_THROW_TEXT(std::runtime_error, "Out of memory", filterPicture());
+}
+
+TEST_F(FilterCalls, FramesArePushedThroughTheGraph) {
+    FilterGraphVideo graph = video();
+    AvPtr<AVFrame> frame = plainPicture(50, 100);
+    EXPECT_TRUE(graph.filterFrame(frame).ok);
+    EXPECT_EQ(failures().sendingFlags, 4);
+    failures().sendingFlags = -1;
+    filterPicture();
+    EXPECT_EQ(failures().sendingFlags, 4);
+}
+
+TEST_F(FilterCalls, AFrameThatTheSourceRefusesIsGone) {
+    FilterGraphVideo graph = video();
+    AvPtr<AVFrame> frame = plainPicture(50, 100);
+    failures().sending = AvError::InvalidData.code();
+    EXPECT_EQ(graph.filterFrame(frame).error, AvError::InvalidData);
+    EXPECT_EQ(frame, nullptr);
+    EXPECT_THROW_TEXT(std::runtime_error, "Picture filtering failed", filterPicture());
+}
+
+TEST_F(FilterCalls, WithoutMemoryForTheOutputTheFrameIsGone) {
+    FilterGraphVideo graph = video();
+    AvPtr<AVFrame> frame = plainPicture(50, 100);
+    failures().frame = true;
+    EXPECT_EQ(graph.filterFrame(frame).error, AvError::OutOfMemory);
+    EXPECT_EQ(frame, nullptr);
+}
+
+}  // namespace
+}  // namespace vidorra::test
