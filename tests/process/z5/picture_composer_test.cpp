@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "process/z5/counted_marks.h"
 #include "process/z5/device_pictures.h"
 #include "process/z5/fake_accelerator.h"
+#include "support/counted_marks.h"
 #include "support/throw_text.h"
 
 namespace vidorra::z5 {

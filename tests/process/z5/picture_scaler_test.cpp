@@ -7,9 +7,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "process/z5/counted_marks.h"
 #include "process/z5/device_pictures.h"
 #include "process/z5/fake_accelerator.h"
+#include "support/counted_marks.h"
 #include "support/throw_text.h"
 #include "vidorra/picture/default_picture_allocator.h"
 

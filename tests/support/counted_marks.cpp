@@ -1,4 +1,4 @@
-#include "process/z5/counted_marks.h"
+#include "support/counted_marks.h"
 
 struct AVBufferRef;
 
