@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "process/z5/counted_marks.h"
+#include "support/counted_marks.h"
 #include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/process/compose.h"
 #include "vidorra/process/drawing.h"
