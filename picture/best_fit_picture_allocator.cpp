@@ -153,12 +153,12 @@ Picture BestFitPictureAllocator::allocate(Size size, AVPixelFormat format, AVCol
 void BestFitPictureAllocator::flush(std::uint8_t* /*data*/, int /*size*/) {}
 
 BestFitPictureAllocator::MemBlock BestFitPictureAllocator::findFreeBlock(Size size, AVPixelFormat format) {
+    const std::lock_guard lock(mMutex);
     const int imageSize =
         ffmpeg_ext::imageBufferSize(format, size.width, size.height, static_cast<int>(mLineAlignment));
     AvRes(imageSize).throwIfError("BestFitPictureAllocator: failed to calculate buffer size for the picture");
     const std::uint64_t needed = roundedUp(static_cast<std::uint64_t>(imageSize), mBlockAlignment);
 
-    const std::lock_guard lock(mMutex);
     auto block = findReusable(mBlocks, needed, size, format);
     if (block == mBlocks.end()) {
         if (needed <= static_cast<std::uint64_t>(mEnd - mNextFree)) {

@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <locale>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <stdexcept>
 
 #include "platform/ffmpeg/pixel_formats.h"
@@ -232,16 +234,20 @@ void write(std::ostream& report, const Difference& difference, int index,
                            index, component.plane, component.offset, sample.x, sample.y, sample.left,
                            sample.right);
     };
-    report << kPrefix << "First at" << place(difference.first) << ", diff:" << difference.first.diff << '\n';
-    report << kPrefix << "  Max at" << place(difference.max) << ", diff_max:" << difference.max.diff
-           << ", total:" << difference.total << '\n';
+    report << fmt::format("{}First at{}, diff:{}\n", kPrefix, place(difference.first), difference.first.diff);
+    report << fmt::format("{}  Max at{}, diff_max:{}, total:{}\n", kPrefix, place(difference.max),
+                          difference.max.diff, difference.total);
 }
 
 // Whether the pictures can be compared sample by sample; the report says what keeps them from it.
 bool haveSameShape(const Picture& left, const Picture& right, std::ostream* report) {
     const auto refuse = [report](const char* what, const auto& ofLeft, const auto& ofRight) {
         if (report != nullptr) {
-            *report << kPrefix << what << ": left:" << ofLeft << ", right:" << ofRight << '\n';
+            // Written aside, so that the numbers are decimal whatever the report's stream is set to.
+            std::ostringstream line;
+            line.imbue(std::locale::classic());
+            line << kPrefix << what << ": left:" << ofLeft << ", right:" << ofRight << '\n';
+            *report << line.str();
         }
         return false;
     };
@@ -338,7 +344,7 @@ bool comparePictures(const Picture& left, const Picture& right, unsigned toleran
         }
         if (component.depth != 8) {
             if (report != nullptr) {
-                *report << "Unsupported component depth != 8. (depth:" << component.depth << ")\n";
+                *report << fmt::format("Unsupported component depth != 8. (depth:{})\n", component.depth);
             }
             throw std::runtime_error("Unsupported component depth != 8!");
         }

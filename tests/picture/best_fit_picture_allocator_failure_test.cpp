@@ -1,12 +1,14 @@
-// What happens when FFmpeg fails, and while it runs: the linker sends the library's calls of three functions
-// through the ones below.
+// What happens when FFmpeg or the mutex fails, and while FFmpeg runs: the linker sends the library's calls of
+// these functions through the ones below.
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
-#include <chrono>
+#include <cerrno>
 #include <functional>
-#include <future>
 #include <optional>
+#include <system_error>
+#include <vector>
 
 #include "picture/region.h"
 #include "support/throw_text.h"
@@ -23,6 +25,10 @@ namespace {
 std::function<std::optional<int>()> gInFillArrays;
 std::function<void()> gInGetBufferSize;
 std::function<bool()> gInBufferCreate;
+
+// How many mutexes this program holds: there is one thread.
+int gHeldMutexes = 0;
+bool gMutexFails = false;
 
 }  // namespace
 
@@ -56,6 +62,23 @@ AVBufferRef* __wrap_av_buffer_create(std::uint8_t* data, decltype(AVBufferRef::s
                                                  : __real_av_buffer_create(data, size, free, opaque, flags);
 }
 
+decltype(pthread_mutex_lock) __real_pthread_mutex_lock;
+decltype(pthread_mutex_lock) __wrap_pthread_mutex_lock;
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+    if (gMutexFails) {
+        return EDEADLK;
+    }
+    ++gHeldMutexes;
+    return __real_pthread_mutex_lock(mutex);
+}
+
+decltype(pthread_mutex_unlock) __real_pthread_mutex_unlock;
+decltype(pthread_mutex_unlock) __wrap_pthread_mutex_unlock;
+int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
+    --gHeldMutexes;
+    return __real_pthread_mutex_unlock(mutex);
+}
+
 }  // extern "C"
 
 namespace vidorra::test {
@@ -71,22 +94,6 @@ protected:
 
     Picture allocate(int width) {
         return mAllocator.allocate({width, 1}, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG);
-    }
-
-    // Whether another thread gets the allocator's mutex.
-    bool mutexIsFree() {
-        auto release = std::async(std::launch::async, [this] {
-            try {
-                mAllocator.deallocate(nullptr);
-            } catch (const std::runtime_error&) {
-                // Reported under the mutex.
-            }
-        });
-        if (release.wait_for(std::chrono::seconds(20)) == std::future_status::ready) {
-            return true;
-        }
-        // The future would wait for ever.
-        std::abort();
     }
 
     Region mRegion{100};
@@ -114,11 +121,11 @@ TEST_F(BestFitPictureAllocatorFailure, WithoutALayoutTheBlockIsGivenBack) {
     EXPECT_EQ(allocate(100).data()[0], mRegion.data());
 }
 
-TEST_F(BestFitPictureAllocatorFailure, TheMutexIsFreeWhileFFmpegRuns) {
-    int calls = 0;
-    const auto look = [this, &calls] {
-        ++calls;
-        EXPECT_TRUE(mutexIsFree());
+TEST_F(BestFitPictureAllocatorFailure, TheMutexIsHeldForTheSearchOfABlockOnly) {
+    const int before = gHeldMutexes;
+    std::vector<int> held;
+    const auto look = [&] {
+        held.push_back(gHeldMutexes - before);
         return true;
     };
     gInGetBufferSize = look;
@@ -128,7 +135,38 @@ TEST_F(BestFitPictureAllocatorFailure, TheMutexIsFreeWhileFFmpegRuns) {
         return std::nullopt;
     };
     const Picture picture = allocate(10);
-    EXPECT_EQ(calls, 3);
+    // For the size, the handle and the layout.
+    EXPECT_EQ(held, (std::vector<int>{1, 0, 0}));
+    EXPECT_EQ(gHeldMutexes, before);
+}
+
+TEST_F(BestFitPictureAllocatorFailure, ErrorsLeaveTheMutexFree) {
+    const int before = gHeldMutexes;
+    EXPECT_THROW((void)allocate(0), FFmpegError);
+    EXPECT_EQ(gHeldMutexes, before);
+    EXPECT_THROW((void)allocate(101), std::bad_alloc);
+    EXPECT_EQ(gHeldMutexes, before);
+    EXPECT_THROW(mAllocator.deallocate(mRegion.data()), std::runtime_error);
+    EXPECT_EQ(gHeldMutexes, before);
+}
+
+TEST_F(BestFitPictureAllocatorFailure, AMutexThatCannotBeLockedIsReportedAndNothingChanges) {
+    const Picture picture = allocate(60);
+    const auto failure = [](const auto& call) {
+        gMutexFails = true;
+        std::error_code code;
+        try {
+            call();
+        } catch (const std::system_error& error) {
+            code = error.code();
+        }
+        gMutexFails = false;
+        return code;
+    };
+    const std::error_code deadlock(EDEADLK, std::generic_category());
+    EXPECT_EQ(failure([this] { (void)allocate(40); }), deadlock);
+    EXPECT_EQ(failure([&] { mAllocator.deallocate(picture.data()[0]); }), deadlock);
+    EXPECT_EQ(allocate(40).data()[0], mRegion.data() + 60);
 }
 
 TEST_F(BestFitPictureAllocatorFailure, TheMutexIsFreeWhileAPictureIsFlushed) {

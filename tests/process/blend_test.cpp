@@ -390,7 +390,7 @@ TEST(BlendNva12, KeepsANullPlaneThatIsNotUsed) {
     }
 }
 
-TEST(BlendNv12, AcceptsRowsThatRunBackwards) {
+TEST(BlendRgb24, AcceptsRowsThatRunBackwards) {
     std::mt19937 random(4);
     Raster src(RasterFormat::Rgb24, 20, 9, 4, 0, random);
     Raster actual(RasterFormat::Rgb24, 20, 9, 4, 64, random);

@@ -1,9 +1,12 @@
-// How many threads a blend uses, seen from its starts of threads: pthread_create is replaced in this program.
+// How many threads a blend uses, seen from its starts of threads: pthread_create and the number of processors
+// are replaced in this program.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -17,13 +20,22 @@
 #include "support/throw_text.h"
 #include "vidorra/process/alphablend/blend.h"
 #include "vidorra/process/alphablend/multithreaded.h"
+#include "vidorra/process/compose.h"
 
 namespace {
 
 std::atomic<int> startedThreads = 0;
 std::atomic<int> allowedThreads = INT_MAX;
+// How many processors the library is told of; the true number where it is negative.
+int toldProcessors = -1;
 
 }  // namespace
+
+// The linker name of std::thread::hardware_concurrency().
+extern "C" __attribute__((visibility("default"))) unsigned _ZNSt6thread20hardware_concurrencyEv() noexcept {
+    return toldProcessors >= 0 ? static_cast<unsigned>(toldProcessors)
+                               : static_cast<unsigned>(sysconf(_SC_NPROCESSORS_ONLN));
+}
 
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
                               void* argument) noexcept {
@@ -76,6 +88,7 @@ private:
     void reset() {
         unsetenv(kVariable);
         allowedThreads = INT_MAX;
+        toldProcessors = -1;
     }
 };
 
@@ -95,6 +108,19 @@ TEST_F(BlendThreads, AreOneForEachProcessorWhenTheNumberIsNotPositive) {
     EXPECT_EQ(getNumberOfThreads<8>(0), processors());
     EXPECT_EQ(getNumberOfThreads<8>(-1), processors());
     EXPECT_EQ(getNumberOfThreads<8>(INT_MIN), processors());
+}
+
+TEST_F(BlendThreads, AreFromOneToEightWhateverTheProcessors) {
+    struct Row {
+        int processors;
+        unsigned long expected;
+    };
+    // A system that does not know its processors says 0.
+    for (const Row& row : {Row{0, 1}, Row{1, 1}, Row{3, 3}, Row{8, 8}, Row{9, 8}, Row{256, 8}}) {
+        toldProcessors = row.processors;
+        EXPECT_EQ(getNumberOfThreads<8>(0), row.expected) << row.processors;
+        EXPECT_EQ(getNumberOfThreads<8>(5), 5U) << row.processors;
+    }
 }
 
 TEST_F(BlendThreads, AreOverriddenByTheEnvironment) {
@@ -193,6 +219,64 @@ TEST_F(BlendThreads, AreOneForEachSliceBesidesTheCaller) {
     for (const Row& row : rows) {
         EXPECT_EQ(startedBy(row.height, row.numThreads), row.started)
             << row.height << " rows, " << row.numThreads << " threads";
+    }
+}
+
+TEST_F(BlendThreads, AreAsManyAsAskedForInEachFormat) {
+    struct Row {
+        decltype(&blendNv12) blend;
+        RasterFormat dst;
+        RasterFormat src;
+    };
+    const Row rows[] = {{.blend = blendNv12, .dst = RasterFormat::Nv12, .src = RasterFormat::Nv12},
+                        {.blend = blendNva12, .dst = RasterFormat::Nv12, .src = RasterFormat::Nva12},
+                        {.blend = blendRgba32, .dst = RasterFormat::Rgba, .src = RasterFormat::Rgba},
+                        {.blend = blendArgb32, .dst = RasterFormat::Argb, .src = RasterFormat::Argb},
+                        {.blend = blendRgb24, .dst = RasterFormat::Rgb24, .src = RasterFormat::Rgb24},
+                        {.blend = blendBgr24, .dst = RasterFormat::Bgr24, .src = RasterFormat::Bgr24}};
+    for (const Row& row : rows) {
+        Raster dst(row.dst, 8, 64, 0, 0, mRandom);
+        Raster src(row.src, 8, 64, 0, 0, mRandom);
+        unsigned char* to[4];
+        const unsigned char* from[4];
+        int toLinesize[4];
+        int fromLinesize[4];
+        for (int i = 0; i < 4; ++i) {
+            to[i] = dst.plane(i);
+            from[i] = src.plane(i);
+            toLinesize[i] = dst.linesize(i);
+            fromLinesize[i] = src.linesize(i);
+        }
+        for (const int numThreads : {1, 2, 5}) {
+            startedThreads = 0;
+            row.blend(to, toLinesize, 8, 64, from, fromLinesize, 8, 64, 0, 0, 1.0, numThreads);
+            EXPECT_EQ(startedThreads, numThreads - 1) << "row " << &row - rows;
+        }
+    }
+}
+
+TEST_F(BlendThreads, OfAComposeCountTheRowsThatShow) {
+    struct Row {
+        AVPixelFormat format;
+        Point position;
+        double opacity;
+        int numThreads;
+        int started;
+    };
+    const Row rows[] = {{AV_PIX_FMT_NV12, {0, 0}, 0.5, 4, 3},
+                        {AV_PIX_FMT_NV12, {0, 0}, 0.5, 1, 0},
+                        // Slices of 4 and 1 rows.
+                        {AV_PIX_FMT_RGB24, {0, 59}, 0.5, 8, 1},
+                        {AV_PIX_FMT_RGB24, {0, -60}, 0.5, 8, 0},
+                        // A copy needs no threads, nor does an opacity that draws nothing.
+                        {AV_PIX_FMT_NV12, {0, 0}, 1.0, 4, 0},
+                        {AV_PIX_FMT_NV12, {0, 0}, 0.001, 4, 0}};
+    for (const Row& row : rows) {
+        Picture dst(Size{8, 64}, row.format, AVCOL_RANGE_MPEG, 32);
+        const Picture overlay(Size{8, 64}, row.format, AVCOL_RANGE_MPEG, 32);
+        startedThreads = 0;
+        compose(dst, overlay, row.position, CheckColorRange::Yes, row.opacity, row.numThreads);
+        EXPECT_EQ(startedThreads, row.started) << "row " << &row - rows;
     }
 }
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <limits>
 #include <stdexcept>
 #include <vector>
 
@@ -89,6 +91,32 @@ TEST(ModificationMarks, ComposeMarksTheDestinationOfACopyAndOfABlend) {
     const Picture overlay = picture(AV_PIX_FMT_NV12);
     EXPECT_EQ(marksOf([&] { compose(dst, overlay, {4, 4}, CheckColorRange::Yes, 1.0, 1); }), 1);
     EXPECT_EQ(marksOf([&] { compose(dst, overlay, {4, 4}, CheckColorRange::Yes, 0.5, 2); }), 1);
+}
+
+TEST(ModificationMarks, ComposeMarksAlsoWhereTheOpacityIsTooLittleToDraw) {
+    Picture dst = picture(AV_PIX_FMT_NV12);
+    const Picture overlay = picture(AV_PIX_FMT_NV12);
+    for (const double opacity : {0.001, std::numeric_limits<double>::quiet_NaN()}) {
+        EXPECT_EQ(marksOf([&] {
+                      compose(dst, overlay, {4, 4}, CheckColorRange::Yes, opacity, 1);
+                  }),
+                  1)
+            << opacity;
+    }
+}
+
+TEST(ModificationMarks, AComposeWhoseBlendFailsMarksNothing) {
+    Picture dst = picture(AV_PIX_FMT_NV12);
+    const Picture overlay = picture(AV_PIX_FMT_NV12);
+    setenv("VDR_ALPHABLEND_NUM_THREADS", "some", 1);
+    EXPECT_EQ(
+        marksOf([&] {
+            EXPECT_THROW(compose(dst, overlay, {0, 0}, CheckColorRange::Yes, 0.5, 1), std::invalid_argument);
+        }),
+        0);
+    unsetenv("VDR_ALPHABLEND_NUM_THREADS");
+    // The view of the part that shows has gone.
+    EXPECT_TRUE(overlay.editable());
 }
 
 TEST(ModificationMarks, ComposeMarksNothingWhereNothingShows) {

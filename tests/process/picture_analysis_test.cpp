@@ -338,6 +338,27 @@ TEST(ComparePictures, RefusesOtherDepths) {
                       (void)comparePictures(left, left, 0, false, nullptr));
 }
 
+TEST(ComparePictures, WritesDecimalNumbersToAStreamInHexadecimal) {
+    std::ostringstream report;
+    report << std::hex << std::showbase;
+    EXPECT_FALSE(comparePictures(Picture(), Picture(), 0, false, &report));
+    EXPECT_FALSE(comparePictures(plain(AV_PIX_FMT_GRAY8, 32, 18, 1), plain(AV_PIX_FMT_GRAY8, 32, 19, 1), 0,
+                                 false, &report));
+    EXPECT_FALSE(comparePictures(plain(AV_PIX_FMT_GRAY8, 12, 1, 16), plain(AV_PIX_FMT_GRAY8, 12, 1, 42), 0,
+                                 false, &report));
+    const Picture deep = plain(AV_PIX_FMT_YUV420P10LE, 4, 4, 0);
+    EXPECT_THROW((void)comparePictures(deep, deep, 0, false, &report), std::runtime_error);
+    EXPECT_EQ(
+        report.str(),
+        std::string(kPrefix) + "Empty: left:1, right:1\n" + kPrefix +
+            "Sizes: left:w:32, h:18, right:w:32, h:19\n" + kPrefix +
+            "First at component:0 plane:0 offset:0, x:0, y:0, value left:16, value right:42, diff:26\n" +
+            kPrefix +
+            "  Max at component:0 plane:0 offset:0, x:0, y:0, value left:16, value right:42, diff_max:26, "
+            "total:12\n"
+            "Unsupported component depth != 8. (depth:10)\n");
+}
+
 TEST(ComparePictures, PackedChromaIsComparedWhereItExists) {
     const Picture left = plain(AV_PIX_FMT_YUYV422, 4, 2, 50);
     Picture right = plain(AV_PIX_FMT_YUYV422, 4, 2, 50);
