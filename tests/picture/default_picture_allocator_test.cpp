@@ -40,13 +40,14 @@ TEST(DefaultPictureAllocator, PicturesAreEditableAndNotReachedByDevices) {
     picture.markModified();
 }
 
-TEST(DefaultPictureAllocator, LineSizesAreMultiplesOf32) {
+TEST(DefaultPictureAllocator, LineSizesAreTheNextMultiplesOf32) {
     for (const int width : {1, 2, 31, 32, 33, 100, 1919}) {
         for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_RGBA}) {
             SCOPED_TRACE(width);
             const Picture picture =
                 getDefaultPictureAllocator()->allocate({width, 4}, format, AVCOL_RANGE_MPEG);
-            EXPECT_GE(picture.linesize()[0], width);
+            const int bytes = format == AV_PIX_FMT_RGBA ? 4 * width : width;
+            EXPECT_EQ(picture.linesize()[0], (bytes + 31) / 32 * 32);
             for (const int linesize : picture.linesize()) {
                 EXPECT_EQ(linesize % 32, 0);
             }

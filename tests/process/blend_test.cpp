@@ -251,54 +251,97 @@ TEST_P(BlendPacked, ClipsByItselfAndHonoursTheOpacityOnOneThread) {
     }
 }
 
-// The functions for planes of one size, with each opacity as a byte.
-template <class F, class F2>
-void expectSameAsByte(const Row& row, Raster& src, const Raster& before, const auto& fill) {
-    for (int byte = 1; byte < 256; ++byte) {
-        Raster expected = before;
-        // A little above the byte, which truncation takes off.
-        test::referenceBlend(row.src, expected, src, 0, 0, (byte + 0.5) / 255.0);
-        Raster actual = before;
-        Planes<F, unsigned char*> to{before.width(), before.height(), {}, {}};
-        Planes<F2, const unsigned char*> from{before.width(), before.height(), {}, {}};
-        fill(to, actual);
-        fill(from, src);
-        blendPlanesOfSameSize(to, from, Opacity(static_cast<unsigned char>(byte)));
-        ASSERT_EQ(actual.difference(expected), "") << "opacity " << byte;
+// Planes of a raster.
+template <class F, class P>
+Planes<F, P> planesOf(Raster& raster) {
+    Planes<F, P> planes{raster.width(), raster.height(), {}, {}};
+    if constexpr (std::is_array_v<decltype(planes.data)>) {
+        for (std::size_t i = 0; i < std::extent_v<decltype(planes.linesize)>; ++i) {
+            planes.data[i] = raster.plane(static_cast<int>(i));
+            planes.linesize[i] = raster.linesize(static_cast<int>(i));
+        }
+    } else {
+        planes.data = raster.plane(0);
+        planes.linesize = raster.linesize(0);
     }
+    return planes;
+}
+
+// The functions for planes, with a byte as the opacity.
+struct PlaneFunctions {
+    void (*sameSize)(Raster& dst, Raster& src, Opacity opacity);
+    void (*multithreaded)(Raster& dst, Raster& src, Point position, Opacity opacity, int numThreads);
+};
+
+template <class F, class F2>
+constexpr PlaneFunctions kPlaneFunctions = {
+    [](Raster& dst, Raster& src, Opacity opacity) {
+        blendPlanesOfSameSize(planesOf<F, unsigned char*>(dst), planesOf<F2, const unsigned char*>(src),
+                              opacity);
+    },
+    [](Raster& dst, Raster& src, Point position, Opacity opacity, int numThreads) {
+        blendPlanesMultithreaded<8, F, unsigned char*, F2, const unsigned char*>(
+            planesOf<F, unsigned char*>(dst), planesOf<F2, const unsigned char*>(src), position, opacity,
+            numThreads);
+    }};
+
+const PlaneFunctions& planeFunctions(RasterFormat src) {
+    using namespace pixel_format;
+    switch (src) {
+    case RasterFormat::Nv12:
+        return kPlaneFunctions<NV12, NV12>;
+    case RasterFormat::Nva12:
+        return kPlaneFunctions<NV12, NVA12>;
+    case RasterFormat::Rgba:
+        return kPlaneFunctions<RGBA32, RGBA32>;
+    case RasterFormat::Argb:
+        return kPlaneFunctions<ARGB32, ARGB32>;
+    case RasterFormat::Rgb24:
+        return kPlaneFunctions<RGB24, RGB24>;
+    case RasterFormat::Bgr24:
+        break;
+    }
+    return kPlaneFunctions<BGR24, BGR24>;
+}
+
+// A little above the byte, which truncation takes off.
+double opacityAbove(int byte) {
+    return (byte + 0.5) / 255.0;
 }
 
 TEST_P(Blend, OfPlanesOfTheSameSizeTakesTheOpacityAsAByte) {
     const Row& row = GetParam();
     const Raster before = raster(row.dst, 75, 7, 5, 64);
     Raster src = raster(row.src, 75, 7, 3, 64);
-    const auto fillPacked = [](auto& planes, Raster& raster) {
-        planes.data = raster.plane(0);
-        planes.linesize = raster.linesize(0);
-    };
-    const auto fillSemiPlanar = [](auto& planes, Raster& raster) {
-        for (std::size_t i = 0; i < std::extent_v<decltype(planes.linesize)>; ++i) {
-            planes.data[i] = raster.plane(static_cast<int>(i));
-            planes.linesize[i] = raster.linesize(static_cast<int>(i));
-        }
-    };
-    switch (row.src) {
-    case RasterFormat::Nv12:
-        return expectSameAsByte<pixel_format::NV12, pixel_format::NV12>(row, src, before, fillSemiPlanar);
-    case RasterFormat::Nva12:
-        return expectSameAsByte<pixel_format::NV12, pixel_format::NVA12>(row, src, before, fillSemiPlanar);
-    case RasterFormat::Rgba:
-        return expectSameAsByte<pixel_format::RGBA32, pixel_format::RGBA32>(row, src, before, fillPacked);
-    case RasterFormat::Argb:
-        return expectSameAsByte<pixel_format::ARGB32, pixel_format::ARGB32>(row, src, before, fillPacked);
-    case RasterFormat::Rgb24:
-        return expectSameAsByte<pixel_format::RGB24, pixel_format::RGB24>(row, src, before, fillPacked);
-    case RasterFormat::Bgr24:
-        return expectSameAsByte<pixel_format::BGR24, pixel_format::BGR24>(row, src, before, fillPacked);
+    for (int byte = 1; byte < 256; ++byte) {
+        Raster expected = before;
+        test::referenceBlend(row.src, expected, src, 0, 0, opacityAbove(byte));
+        Raster actual = before;
+        planeFunctions(row.src).sameSize(actual, src, Opacity(static_cast<unsigned char>(byte)));
+        ASSERT_EQ(actual.difference(expected), "") << "opacity " << byte;
     }
 }
 
-// Worked examples in bare numbers, independent of the reference.
+TEST_P(Blend, OfPlanesOnThreadsClipsAndTakesTheOpacityAsAByte) {
+    const Row& row = GetParam();
+    const Raster before = raster(row.dst, 50, 40, 5, 64);
+    Raster src = raster(row.src, 75, 31, 3, 64);
+    for (const int byte : {0, 1, 128, 254, 255}) {
+        for (const Point position :
+             {Point{0, 0}, Point{-13, 9}, Point{21, -5}, Point{50, 0}, Point{0, -31}}) {
+            for (const int numThreads : {1, 3}) {
+                Raster expected = before;
+                if (byte > 0) {
+                    test::referenceBlend(row.src, expected, src, position.x, position.y, opacityAbove(byte));
+                }
+                Raster actual = before;
+                planeFunctions(row.src).multithreaded(actual, src, position,
+                                                      Opacity(static_cast<unsigned char>(byte)), numThreads);
+                ASSERT_EQ(actual.difference(expected), "") << "opacity " << byte << " at " << position;
+            }
+        }
+    }
+}
 
 TEST(BlendRgba32, CopiesAnOpaqueSourceWhateverTheOpacity) {
     unsigned char src[] = {200, 100, 50, 255};
