@@ -23,7 +23,8 @@ namespace vidorra {
 ///
 /// Owns: the list of blocks, not the region, which must outlive the allocator and all its pictures. The
 /// allocator must outlive its pictures too: releasing one calls deallocate(). Threads: all operations from
-/// any thread; the mutex is held for one walk over the blocks, never while a picture is made or flushed.
+/// any thread; the mutex is held for one walk over the blocks, never while a picture is made or flushed. An
+/// operation that cannot lock it throws std::system_error and changes nothing.
 class VIDORRA_API BestFitPictureAllocator : public PictureAllocator {
 public:
     /// A part of the region. A block without history has the shape 0 by 0, AV_PIX_FMT_NONE.
