@@ -304,5 +304,17 @@ TEST_F(BlendThreads, ThatCannotBeStartedEndTheBlendWithTheirError) {
     EXPECT_EQ(dst.difference(expected), "");
 }
 
+TEST_F(BlendThreads, ThatCannotBeStartedEndAComposeWithTheirErrorAndNoViewIsLeft) {
+    Picture dst(Size{8, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 32);
+    const Picture overlay(Size{8, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 32);
+    startedThreads = 0;
+    allowedThreads = 0;
+    EXPECT_THROW(compose(dst, overlay, {0, 0}, CheckColorRange::Yes, 0.5, 4), std::system_error);
+    EXPECT_TRUE(overlay.editable());
+    allowedThreads = INT_MAX;
+    EXPECT_NO_THROW(compose(dst, overlay, {0, 0}, CheckColorRange::Yes, 0.5, 4));
+    EXPECT_EQ(startedThreads, 3);
+}
+
 }  // namespace
 }  // namespace vidorra::alphablend
