@@ -372,6 +372,20 @@ TEST_F(TextCalls, DrawingMarksThePictureAndNothingToShowDoesNot) {
     EXPECT_EQ(marks("", {}, {}), 0);
 }
 
+TEST_F(TextCalls, RenderingFillsAPictureOnceBeforeItDraws) {
+    FreeTypeTextRenderer renderer(plainFont(), 8);
+    const auto marks = [&](AVPixelFormat format) {
+        test::modificationMarks() = 0;
+        EXPECT_FALSE(renderer.render("ab", format, AVCOL_RANGE_MPEG, {}, {}).empty());
+        return test::modificationMarks();
+    };
+    EXPECT_EQ(marks(AV_PIX_FMT_RGBA), 2);
+    EXPECT_EQ(marks(AV_PIX_FMT_RGB24), 2);
+    renderer.setBackgroundColor(Color(0, 0, 0, 0));
+    EXPECT_EQ(marks(AV_PIX_FMT_RGBA), 2);
+    EXPECT_EQ(marks(AV_PIX_FMT_RGB24), 1);
+}
+
 TEST_F(TextCalls, EverythingIsGivenBackInReverse) {
     {
         FreeTypeTextRenderer renderer(kSans, 21);
@@ -432,6 +446,17 @@ TEST_F(TextCalls, AQuestionMarkInPlaceOfACharacterHasThatOnesIndex) {
     };
     EXPECT_EQ(asked("A\xf0\x90\x80\x80T"), 0);
     EXPECT_EQ(asked("AVT"), 2);
+}
+
+TEST_F(TextCalls, AQuestionMarkInPlaceOfACharacterIsDrawnFromOutlinesToo) {
+    FreeTypeTextRenderer renderer(kSans, 21);
+    renderer.setFontColor(Color(255, 255, 255));
+    failAtCharacter("V");
+    const auto drawnText = [&](const std::string& text) {
+        return drawn(renderer.render(text, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG, {}, {}));
+    };
+    EXPECT_EQ(drawnText("V"), drawnText("?"));
+    EXPECT_NE(drawnText("V"), drawnText("l"));
 }
 
 TEST_F(TextCalls, AGlyphThatCannotBeKeptDoesNotEndKerning) {
