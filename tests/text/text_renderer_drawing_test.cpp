@@ -217,6 +217,17 @@ TEST_F(TextDrawing, NothingToShowIsNoErrorAndTouchesNothing) {
     EXPECT_NO_THROW(mRenderer.renderOn(packed, "", {}, {}));
 }
 
+TEST_F(TextDrawing, ATextThatCannotBeDecodedHasOnlyItsPaddingFromThenOn) {
+    mRenderer.setPadding(0, 0, 4, 8);
+    mRenderer.setBackgroundColor(kWhite);
+    mRenderer.setFontColor(Color(0, 0, 0));
+    EXPECT_EQ(drawnOn(8, 10, "b")[6], ".##.####");
+    EXPECT_THROW_TEXT(std::range_error, "wstring_convert::from_bytes", drawnOn(8, 10, "b\xff"));
+    Drawn padding(8, "####....");
+    padding.resize(10, "........");
+    EXPECT_EQ(drawnOn(8, 10, "b\xff"), padding);
+}
+
 TEST_F(TextDrawing, PicturesThatAreNotEditableAreRefusedFirst) {
     Picture picture = blackPicture(8, 8);
     const Picture other = picture;
