@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdarg>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -36,7 +35,7 @@ int __wrap_av_log_format_line2(void* context, int level, const char* format, va_
     const bool zeroed = std::all_of(line, line + size, [](char byte) { return byte == 0; });
     gCalls.push_back({context, level, format, size, zeroed, *printPrefix});
     const std::string text = "first " + std::to_string(va_arg(args, int));
-    std::memcpy(line, text.data(), text.size());
+    std::copy(text.begin(), text.end(), line);
     *printPrefix = 0;
     return static_cast<int>(text.size());
 }
