@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
@@ -169,6 +170,30 @@ TEST(RealFont, BitmapFontsHaveNoShadesAndOutlinesHave) {
         }
         EXPECT_NE(all.find('#'), std::string::npos) << font.file;
         EXPECT_EQ(all.find('+') == std::string::npos, font.file == kBitmap) << font.file;
+    }
+}
+
+TEST(RealFont, ObjectsWorkOnThreadsOfTheirOwn) {
+    const auto render = [] {
+        FreeTypeTextRenderer renderer(kSans, 23);
+        Drawn result;
+        for (const Sample& sample : kSamples) {
+            for (const std::string& row :
+                 bytes(renderer.render(sample.utf8, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG, {}, {}))) {
+                result.push_back(row);
+            }
+        }
+        return result;
+    };
+    std::vector<std::future<Drawn>> others;
+    others.reserve(4);
+    for (int i = 0; i < 4; ++i) {
+        others.push_back(std::async(std::launch::async, render));
+    }
+    const Drawn expected = render();
+    EXPECT_GT(expected.size(), 100U);
+    for (std::future<Drawn>& other : others) {
+        EXPECT_EQ(other.get(), expected);
     }
 }
 
