@@ -385,6 +385,19 @@ TEST_F(TextDrawing, OnASubsampledPictureTheAreaRoundsDownToItsGrid) {
     EXPECT_EQ(picture.data()[2][4 * picture.linesize()[2] + 3], 63);
 }
 
+TEST_F(TextDrawing, AnAreaThatIsTheWholePictureIsNotRounded) {
+    mRenderer.setPadding(1, 0, 0, 0);
+    const Picture odd = mRenderer.render("b", AV_PIX_FMT_YUV420P, AVCOL_RANGE_JPEG, {}, {0, 0, 5, 7});
+    ASSERT_EQ(odd.frameSize(), (Size{5, 7}));
+    // White, in the last column and row.
+    EXPECT_EQ(drawn(odd)[6][4], '#');
+    // Of a larger picture it is rounded.
+    Picture picture(Size{6, 8}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_JPEG, 32);
+    fillRectangle(picture, Color(0, 0, 0));
+    mRenderer.renderOn(picture, "b", {}, {0, 0, 5, 7});
+    EXPECT_EQ(drawn(picture), Drawn(8, "......"));
+}
+
 TEST_F(TextDrawing, RenderingTwiceGivesTheSame) {
     const Drawn once = rendered("ab?\n a");
     EXPECT_EQ(rendered("b"), rendered("b"));
