@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -466,6 +467,17 @@ TEST_F(TextCalls, AGlyphThatCannotBeKeptDoesNotEndKerning) {
     gCalls.clear();
     EXPECT_EQ(renderer.getTextSize("AxV", AV_PIX_FMT_GRAY8).width, together);
     EXPECT_EQ(std::count(gCalls.begin(), gCalls.end(), "FT_Get_Kerning"), 1);
+}
+
+TEST_F(TextCalls, ALayoutThatMemoryRanOutForIsMadeAgain) {
+    FreeTypeTextRenderer renderer(plainFont(), 8);
+    gFails = [](const std::string& name, unsigned long code) {
+        return name == "FT_Load_Char" && code == 'b' ? throw std::bad_alloc() : false;
+    };
+    EXPECT_THROW(renderer.prepare("ab"), std::bad_alloc);
+    EXPECT_THROW(renderer.prepare("ab"), std::bad_alloc);
+    gFails = nullptr;
+    EXPECT_EQ(renderer.getTextSize("ab", AV_PIX_FMT_GRAY8), (Size{10, 10}));
 }
 
 TEST_F(TextCalls, WithoutAQuestionMarkACharacterIsLeftOut) {
