@@ -69,7 +69,7 @@ protected:
             ADD_FAILURE() << gCalls.size() << " calls";
             return {};
         }
-        const KernelCall call = gCalls[0];
+        KernelCall call = gCalls[0];
         EXPECT_EQ(call.kernel, kernel);
         for (std::size_t plane = 0; plane < 4; ++plane) {
             EXPECT_EQ(call.planes[plane], picture.data()[plane]) << plane;
