@@ -7,6 +7,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "process/video_frame_rect.h"
+
 namespace vidorra {
 namespace {
 
@@ -15,11 +17,6 @@ using Overlays = std::vector<VideoFrame>;
 static_assert(std::is_nothrow_move_constructible_v<VideoFrame> &&
                   std::is_nothrow_move_assignable_v<VideoFrame>,
               "a list that is being changed must not be left half changed");
-
-Rect rectOf(const VideoFrame& frame) {
-    const Size size = frame.picture().frameSize();
-    return {frame.position().x, frame.position().y, size.width, size.height};
-}
 
 // What of the frame at `index` has to go: its overlap with the first later frame that hides enough of it.
 std::optional<Rect> firstOverlap(const Overlays& overlays, std::size_t index, unsigned minimumOverlapArea) {

@@ -3,15 +3,11 @@
 #include <cstdint>
 
 #include "process/chroma_grid.h"
+#include "process/video_frame_rect.h"
 #include "vidorra/picture/video_frame.h"
 
 namespace vidorra {
 namespace {
-
-Rect rectOf(const VideoFrame& frame) {
-    const Size size = frame.picture().frameSize();
-    return {frame.position().x, frame.position().y, size.width, size.height};
-}
 
 // Edges lie beyond 32 bits where a rectangle is near their limits.
 std::int64_t right(const Rect& rect) {

@@ -11,7 +11,7 @@
 namespace vidorra::z5 {
 namespace {
 
-// The accelerator's counters end here.
+// What the accelerator takes at most.
 constexpr int kMaxWidth = 4096;
 constexpr int kMaxHeight = 2160;
 constexpr int kMaxLinesize = 4096;

@@ -9,6 +9,8 @@
 
 #include "support/counted_marks.h"
 #include "vidorra/picture/default_picture_allocator.h"
+#include "vidorra/process/apply_lut.h"
+#include "vidorra/process/chroma_keying.h"
 #include "vidorra/process/compose.h"
 #include "vidorra/process/drawing.h"
 #include "vidorra/process/scaler.h"
@@ -59,6 +61,17 @@ TEST(ModificationMarks, AFailedFillRectangleMarksNothing) {
 TEST(ModificationMarks, FillWithDebugDataMarksNothing) {
     Picture target = picture(AV_PIX_FMT_NV12);
     EXPECT_EQ(marksOf([&] { fillWithDebugData(target); }), 0);
+}
+
+TEST(ModificationMarks, ApplyLutMarksNothing) {
+    Picture target = picture(AV_PIX_FMT_NV12);
+    EXPECT_EQ(marksOf([&] { applyLUT(target, 0, std::vector<unsigned char>(256, 9)); }), 0);
+}
+
+TEST(ModificationMarks, ChromaKeyingMarksNothingOfItsOwn) {
+    Picture target = picture(AV_PIX_FMT_YUVA420P);
+    EXPECT_EQ(marksOf([&] { chromaKeyingInPlace(target, kRed, 0, 0); }), 0);
+    EXPECT_EQ(marksOf([&] { (void)chromaKeying(target, kRed, 0, 0); }), 0);
 }
 
 TEST(ModificationMarks, ScaleMarksWhatLibswscaleMade) {

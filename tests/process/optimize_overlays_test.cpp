@@ -195,6 +195,21 @@ TEST_F(VideoFrameCrop, KeepsTimeStampFlagsAndMetadata) {
     EXPECT_EQ(part.metadata().getValue("name"), "a name that does not fit into a string object: frame 7");
 }
 
+TEST_F(VideoFrameCrop, LeavesSideDataBehind) {
+    VideoFrame whole = frame(7, {0, 0, 8, 8});
+    whole.addSideData(SMPTE12Timecode(1, 2, 3, 4, false, {25, 1}));
+    ASSERT_EQ(whole.sideData().size(), 1U);
+    EXPECT_THAT(whole.crop({2, 2, 2, 2}).sideData(), IsEmpty());
+    EXPECT_THAT(whole.crop({0, 0, 8, 8}).sideData(), IsEmpty());
+    for (const VideoFrame& part : whole.subtract({2, 2, 2, 2})) {
+        EXPECT_THAT(part.sideData(), IsEmpty());
+    }
+    // A frame that is not cut keeps its own.
+    const Overlays rest = handleOneOverlap({frame(1, {0, 0, 4, 4}), whole}, 0);
+    ASSERT_THAT(rest, SizeIs(1));
+    EXPECT_THAT(rest[0].sideData(), SizeIs(1));
+}
+
 TEST_F(VideoFrameCrop, GivesAnEmptyFrameOutsideAndAtAnEdgeThatTouches) {
     const VideoFrame whole = frame(7, {10, 20, 30, 40});
     for (const Rect& rect : {Rect{0, 0, 5, 5}, Rect{0, 20, 10, 40}, Rect{40, 20, 5, 40}, Rect{10, 60, 30, 1},
@@ -274,6 +289,10 @@ TEST_F(VideoFrameSubtract, GivesNothingForARectangleThatMisses) {
     EXPECT_THAT(whole.subtract({40, 20, 30, 40}), IsEmpty());
     EXPECT_THAT(whole.subtract({10, 0, 30, 20}), IsEmpty());
     EXPECT_THAT(VideoFrame().subtract({0, 0, 5, 5}), IsEmpty());
+}
+
+TEST_F(VideoFrameSubtract, HasRoomForFourPartsAtOnce) {
+    EXPECT_EQ(frame(3, {10, 20, 30, 40}).subtract({10, 20, 30, 10}).capacity(), 4U);
 }
 
 TEST_F(VideoFrameSubtract, ReachesToTheLimitsOfCoordinates) {

@@ -11,11 +11,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "support/counted_marks.h"
 #include "support/throw_text.h"
 #include "text/drawn.h"
 #include "text/fonts.h"
@@ -31,6 +33,9 @@ std::vector<std::string> gCalls;
 std::optional<long> gKerning;
 // Calls of a name that fail.
 std::function<bool(const std::string& name, unsigned long argument)> gFails;
+
+// Changes what FreeType has put into a font's slot.
+std::function<void(FT_Face)> gAfterLoading;
 
 bool fails(const std::string& name, unsigned long argument = 0) {
     gCalls.push_back(name);
@@ -100,12 +105,23 @@ VIDORRA_WRAP(FT_Select_Charmap, static_cast<unsigned long>(encoding), (FT_Face f
              face, encoding)
 VIDORRA_WRAP(FT_Set_Pixel_Sizes, width * 1000 + height, (FT_Face face, FT_UInt width, FT_UInt height), face,
              width, height)
-VIDORRA_WRAP(FT_Load_Char, code, (FT_Face face, FT_ULong code, FT_Int32 flags), face, code, flags)
 VIDORRA_WRAP(FT_Get_Glyph, 0, (FT_GlyphSlot slot, FT_Glyph* glyph), slot, glyph)
 VIDORRA_WRAP(FT_Done_Face, 0, (FT_Face face), face)
 VIDORRA_WRAP(FT_Done_FreeType, 0, (FT_Library library), library)
 
 extern "C" {
+decltype(FT_Load_Char) __real_FT_Load_Char;
+decltype(FT_Load_Char) __wrap_FT_Load_Char;
+FT_Error __wrap_FT_Load_Char(FT_Face face, FT_ULong code, FT_Int32 flags) {
+    if (fails("FT_Load_Char", code)) {
+        return FT_Err_Invalid_Argument;
+    }
+    const FT_Error result = __real_FT_Load_Char(face, code, flags);
+    if (gAfterLoading) {
+        gAfterLoading(face);
+    }
+    return result;
+}
 decltype(FT_Get_Kerning) __real_FT_Get_Kerning;
 decltype(FT_Get_Kerning) __wrap_FT_Get_Kerning;
 FT_Error __wrap_FT_Get_Kerning(FT_Face face, FT_UInt left, FT_UInt right, FT_UInt mode, FT_Vector* kerning) {
@@ -149,6 +165,7 @@ protected:
     ~TextCalls() override {
         gFails = nullptr;
         gKerning.reset();
+        gAfterLoading = nullptr;
     }
 
     static void failAt(const std::string& name) {
@@ -286,6 +303,90 @@ TEST_F(TextCalls, PartsOfAPixelOfKerningAreRoundedDown) {
     }
 }
 
+TEST_F(TextCalls, PartsOfAPixelOfAnAdvanceAreCutOff) {
+    struct Row {
+        FT_Pos advance;
+        // Of four letters and of a tab.
+        int letters;
+        int tab;
+    };
+    for (const Row& row : {Row{5 * 64, 20, 20}, Row{5 * 64 + 63, 20, 20}, Row{63, 0, 0}, Row{64, 4, 4}}) {
+        gAfterLoading = [&](FT_Face face) { face->glyph->advance.x = row.advance; };
+        FreeTypeTextRenderer renderer(plainFont(), 8);
+        EXPECT_EQ(renderer.getTextSize("aaaa", AV_PIX_FMT_GRAY8).width, row.letters) << row.advance;
+        EXPECT_EQ(renderer.getTextSize("\t", AV_PIX_FMT_GRAY8).width, row.tab) << row.advance;
+    }
+    // Towards zero, also where the pen moves left.
+    gAfterLoading = [](FT_Face face) { face->glyph->advance.x = face->glyph->bitmap.width == 4 ? -65 : 320; };
+    FreeTypeTextRenderer renderer(plainFont(), 8);
+    EXPECT_EQ(renderer.getTextSize("aabb", AV_PIX_FMT_GRAY8).width, 8);
+}
+
+TEST_F(TextCalls, PartsOfAPixelOfAscenderAndDescenderAreCutOff) {
+    struct Row {
+        FT_Pos ascender;
+        FT_Pos descender;
+        int baseLine;
+        int lineHeight;
+    };
+    for (const Row& row : {Row{6 * 64, -2 * 64, 6, 10}, Row{6 * 64 + 63, -2 * 64 - 63, 6, 10},
+                           Row{-63, -63, 0, 8}, Row{64, 127, 1, 9}, Row{64, -4 * 64, 1, 12}}) {
+        SCOPED_TRACE(row.ascender);
+        gAfterLoading = [&](FT_Face face) {
+            face->size->metrics.ascender = row.ascender;
+            face->size->metrics.descender = row.descender;
+        };
+        FreeTypeTextRenderer renderer(plainFont(), 8);
+        renderer.setFontColor(Color(255, 255, 255));
+        renderer.setBackgroundColor(Color(0, 0, 0, 0));
+        // Of two lines, since that of one is made even.
+        EXPECT_EQ(renderer.getTextSize("b\nb", AV_PIX_FMT_GRAY8).height, 2 * row.lineHeight);
+        Picture picture = blackPicture(4, 20);
+        renderer.renderOn(picture, "b\nb", {}, {});
+        const Drawn result = drawn(picture);
+        for (int y = 0; y < 20; ++y) {
+            const bool first = y == row.baseLine || y == row.baseLine + row.lineHeight;
+            const bool second = y == row.baseLine + 1 || y == row.baseLine + row.lineHeight + 1;
+            EXPECT_EQ(result[static_cast<std::size_t>(y)], first ? "#..#" : second ? "####" : "....") << y;
+        }
+    }
+}
+
+TEST_F(TextCalls, DrawingMarksThePictureAndNothingToShowDoesNot) {
+    FreeTypeTextRenderer renderer(plainFont(), 8);
+    Picture picture = blackPicture(16, 16);
+    const auto marks = [&](const std::string& text, Point position, Rect area) {
+        test::modificationMarks() = 0;
+        renderer.renderOn(picture, text, position, area);
+        return test::modificationMarks();
+    };
+    renderer.setBackgroundColor(Color(0, 0, 0, 0));
+    EXPECT_EQ(marks("ab", {}, {}), 1);
+    EXPECT_EQ(marks(" ", {}, {}), 1);
+    EXPECT_EQ(marks("ab", {100, 0}, {}), 1);
+    EXPECT_EQ(marks("", {}, {}), 0);
+    EXPECT_EQ(marks("ab", {}, {50, 0, 5, 5}), 0);
+    // Filling marks as well, where it fills.
+    renderer.setBackgroundColor(Color(0, 0, 0));
+    EXPECT_EQ(marks("ab", {}, {}), 2);
+    EXPECT_EQ(marks("ab", {100, 0}, {}), 1);
+    EXPECT_EQ(marks("", {}, {}), 0);
+}
+
+TEST_F(TextCalls, RenderingFillsAPictureOnceBeforeItDraws) {
+    FreeTypeTextRenderer renderer(plainFont(), 8);
+    const auto marks = [&](AVPixelFormat format) {
+        test::modificationMarks() = 0;
+        EXPECT_FALSE(renderer.render("ab", format, AVCOL_RANGE_MPEG, {}, {}).empty());
+        return test::modificationMarks();
+    };
+    EXPECT_EQ(marks(AV_PIX_FMT_RGBA), 2);
+    EXPECT_EQ(marks(AV_PIX_FMT_RGB24), 2);
+    renderer.setBackgroundColor(Color(0, 0, 0, 0));
+    EXPECT_EQ(marks(AV_PIX_FMT_RGBA), 2);
+    EXPECT_EQ(marks(AV_PIX_FMT_RGB24), 1);
+}
+
 TEST_F(TextCalls, EverythingIsGivenBackInReverse) {
     {
         FreeTypeTextRenderer renderer(kSans, 21);
@@ -331,6 +432,52 @@ TEST_F(TextCalls, ACharacterThatCannotBeLoadedIsAQuestionMarkFromThenOn) {
     Picture later = blackPicture(6, 8);
     renderer.renderOn(later, "ab", {}, {});
     EXPECT_EQ(drawn(later)[7], "......");
+}
+
+TEST_F(TextCalls, AQuestionMarkInPlaceOfACharacterHasThatOnesIndex) {
+    FreeTypeTextRenderer renderer(kSans, 21);
+    const auto asked = [&](const std::string& text) {
+        gCalls.clear();
+        renderer.prepare(text);
+        return std::count(gCalls.begin(), gCalls.end(), "FT_Get_Kerning");
+    };
+    // The font lacks the one; the other it has, though it cannot be loaded.
+    gFails = [](const std::string& name, unsigned long code) {
+        return name == "FT_Load_Char" && (code == 0x10000 || code == 'V');
+    };
+    EXPECT_EQ(asked("A\xf0\x90\x80\x80T"), 0);
+    EXPECT_EQ(asked("AVT"), 2);
+}
+
+TEST_F(TextCalls, AQuestionMarkInPlaceOfACharacterIsDrawnFromOutlinesToo) {
+    FreeTypeTextRenderer renderer(kSans, 21);
+    renderer.setFontColor(Color(255, 255, 255));
+    failAtCharacter("V");
+    const auto drawnText = [&](const std::string& text) {
+        return drawn(renderer.render(text, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG, {}, {}));
+    };
+    EXPECT_EQ(drawnText("V"), drawnText("?"));
+    EXPECT_NE(drawnText("V"), drawnText("l"));
+}
+
+TEST_F(TextCalls, AGlyphThatCannotBeKeptDoesNotEndKerning) {
+    FreeTypeTextRenderer renderer(kSans, 60);
+    const int together = renderer.getTextSize("AV", AV_PIX_FMT_GRAY8).width;
+    failAt("FT_Get_Glyph");
+    gCalls.clear();
+    EXPECT_EQ(renderer.getTextSize("AxV", AV_PIX_FMT_GRAY8).width, together);
+    EXPECT_EQ(std::count(gCalls.begin(), gCalls.end(), "FT_Get_Kerning"), 1);
+}
+
+TEST_F(TextCalls, ALayoutThatMemoryRanOutForIsMadeAgain) {
+    FreeTypeTextRenderer renderer(plainFont(), 8);
+    gFails = [](const std::string& name, unsigned long code) {
+        return name == "FT_Load_Char" && code == 'b' ? throw std::bad_alloc() : false;
+    };
+    EXPECT_THROW(renderer.prepare("ab"), std::bad_alloc);
+    EXPECT_THROW(renderer.prepare("ab"), std::bad_alloc);
+    gFails = nullptr;
+    EXPECT_EQ(renderer.getTextSize("ab", AV_PIX_FMT_GRAY8), (Size{10, 10}));
 }
 
 TEST_F(TextCalls, WithoutAQuestionMarkACharacterIsLeftOut) {

@@ -10,6 +10,8 @@
 #include "text/fonts.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/picture/default_picture_allocator.h"
+#include "vidorra/process/drawing.h"
+#include "vidorra/process/picture_analysis.h"
 #include "vidorra/text/freetype_text_renderer.h"
 
 namespace vidorra::test {
@@ -167,6 +169,43 @@ TEST_F(TextDrawing, AnAreaThatBeginsLeftOfTheTextMovesItRight) {
     EXPECT_EQ(rendered("b", {-2, 6, 6, 2}), (Drawn{"..#.", "..##"}));
 }
 
+// The view of the area has its first pixel in every plane where the one of Picture::crop() has it: what is
+// drawn at a position is what is drawn on the cropped picture with the position as padding.
+TEST_F(TextDrawing, InEveryFormatTheAreaIsThatOfTheCroppedPicture) {
+    constexpr Size kWhole{40, 36};
+    constexpr Rect kArea{8, 6, 24, 20};
+    const std::string text = "abab\nb?";
+    for (const AVPixelFormat format :
+         {AV_PIX_FMT_GRAY8, AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVA420P, AV_PIX_FMT_NV12, AV_PIX_FMT_NV21, NVA12,
+          AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV410P, AV_PIX_FMT_YUV444P, AV_PIX_FMT_RGB24, AV_PIX_FMT_RGBA,
+          AV_PIX_FMT_GBRP, AV_PIX_FMT_GBRAP, AV_PIX_FMT_YA8, AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_P010LE}) {
+        SCOPED_TRACE(to_string(format));
+        Picture picture(kWhole, format, AVCOL_RANGE_MPEG, 32);
+        fillWithDebugData(picture);
+        Picture whole = picture;
+        whole.makeEditable();
+        const Picture before = whole;
+        FreeTypeTextRenderer atPosition(plainFont(), 8);
+        atPosition.setBackgroundColor(kTransparent);
+        atPosition.setPadding(0, 0, 4, 0);
+        ASSERT_EQ(atPosition.getTextSize(text, format), (Size{24, 20}));
+        atPosition.renderOn(picture, text, {kArea.x, kArea.y}, {});
+
+        Picture view = whole.crop(kArea);
+        view.makeEditable();
+        FreeTypeTextRenderer atOrigin(plainFont(), 8);
+        atOrigin.setBackgroundColor(kTransparent);
+        atOrigin.setPadding(kArea.x, kArea.y, 4, 4);
+        atOrigin.renderOn(view, text, {}, {});
+        EXPECT_EQ(getPlanesMD5(picture.crop(kArea)), getPlanesMD5(view));
+        EXPECT_NE(getPlanesMD5(before.crop(kArea)), getPlanesMD5(view));
+        for (const Rect outside :
+             {Rect{0, 0, 40, 6}, Rect{0, 6, 8, 20}, Rect{32, 6, 8, 20}, Rect{0, 28, 40, 8}}) {
+            EXPECT_EQ(getPlanesMD5(picture.crop(outside)), getPlanesMD5(before.crop(outside))) << outside;
+        }
+    }
+}
+
 TEST_F(TextDrawing, NothingToShowIsNoErrorAndTouchesNothing) {
     EXPECT_EQ(drawnOn(4, 2, ""), (Drawn{"....", "...."}));
     EXPECT_EQ(drawnOn(4, 2, "a", {}, {9, 0, 5, 5}), (Drawn{"....", "...."}));
@@ -176,6 +215,17 @@ TEST_F(TextDrawing, NothingToShowIsNoErrorAndTouchesNothing) {
     // Not even the format matters then.
     Picture packed(Size{4, 4}, AV_PIX_FMT_YUYV422, AVCOL_RANGE_MPEG, 32);
     EXPECT_NO_THROW(mRenderer.renderOn(packed, "", {}, {}));
+}
+
+TEST_F(TextDrawing, ATextThatCannotBeDecodedHasOnlyItsPaddingFromThenOn) {
+    mRenderer.setPadding(0, 0, 4, 8);
+    mRenderer.setBackgroundColor(kWhite);
+    mRenderer.setFontColor(Color(0, 0, 0));
+    EXPECT_EQ(drawnOn(8, 10, "b")[6], ".##.####");
+    EXPECT_THROW_TEXT(std::range_error, "wstring_convert::from_bytes", drawnOn(8, 10, "b\xff"));
+    Drawn padding(8, "####....");
+    padding.resize(10, "........");
+    EXPECT_EQ(drawnOn(8, 10, "b\xff"), padding);
 }
 
 TEST_F(TextDrawing, PicturesThatAreNotEditableAreRefusedFirst) {
@@ -265,6 +315,15 @@ TEST_F(TextDrawing, TheMinimumSizeEnlargesTheMemoryOnly) {
     EXPECT_EQ(allocator.calls, 0);
 }
 
+TEST_F(TextDrawing, InALargerMemoryAnOddPartIsRoundedDownToChromaSamples) {
+    const auto sizeOf = [&](AVPixelFormat format, Size minimum) {
+        return mRenderer.render("a", format, AVCOL_RANGE_MPEG, minimum, {0, 0, 5, 3}).frameSize();
+    };
+    EXPECT_EQ(sizeOf(AV_PIX_FMT_NV12, {}), (Size{5, 3}));
+    EXPECT_EQ(sizeOf(AV_PIX_FMT_NV12, {20, 20}), (Size{4, 2}));
+    EXPECT_EQ(sizeOf(AV_PIX_FMT_GRAY8, {20, 20}), (Size{5, 3}));
+}
+
 TEST_F(TextDrawing, UnderATransparentBackgroundPicturesHaveTheFontsColorEverywhere) {
     RecordingAllocator allocator;
     mRenderer.setPictureAllocator(&allocator);
@@ -324,6 +383,19 @@ TEST_F(TextDrawing, OnASubsampledPictureTheAreaRoundsDownToItsGrid) {
     EXPECT_EQ(chroma[4], "..++...");
     EXPECT_EQ(picture.data()[1][3 * picture.linesize()[1] + 2], 31);
     EXPECT_EQ(picture.data()[2][4 * picture.linesize()[2] + 3], 63);
+}
+
+TEST_F(TextDrawing, AnAreaThatIsTheWholePictureIsNotRounded) {
+    mRenderer.setPadding(1, 0, 0, 0);
+    const Picture odd = mRenderer.render("b", AV_PIX_FMT_YUV420P, AVCOL_RANGE_JPEG, {}, {0, 0, 5, 7});
+    ASSERT_EQ(odd.frameSize(), (Size{5, 7}));
+    // White, in the last column and row.
+    EXPECT_EQ(drawn(odd)[6][4], '#');
+    // Of a larger picture it is rounded.
+    Picture picture(Size{6, 8}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_JPEG, 32);
+    fillRectangle(picture, Color(0, 0, 0));
+    mRenderer.renderOn(picture, "b", {}, {0, 0, 5, 7});
+    EXPECT_EQ(drawn(picture), Drawn(8, "......"));
 }
 
 TEST_F(TextDrawing, RenderingTwiceGivesTheSame) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <future>
 #include <memory>
 #include <string>
 #include <vector>
@@ -169,6 +170,35 @@ TEST(RealFont, BitmapFontsHaveNoShadesAndOutlinesHave) {
         }
         EXPECT_NE(all.find('#'), std::string::npos) << font.file;
         EXPECT_EQ(all.find('+') == std::string::npos, font.file == kBitmap) << font.file;
+    }
+}
+
+TEST(RealFont, ObjectsWorkOnThreadsOfTheirOwn) {
+    const auto render = [] {
+        FreeTypeTextRenderer renderer(kSans, 23);
+        Drawn result;
+        for (const Sample& sample : kSamples) {
+            const Drawn rows =
+                bytes(renderer.render(sample.utf8, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG, {}, {}));
+            result.insert(result.end(), rows.begin(), rows.end());
+        }
+        return result;
+    };
+    const Drawn expected = render();
+    EXPECT_GT(expected.size(), 100U);
+    std::vector<std::future<int>> others;
+    others.reserve(4);
+    for (int i = 0; i < 4; ++i) {
+        others.push_back(std::async(std::launch::async, [&] {
+            int same = 0;
+            for (int round = 0; round < 100; ++round) {
+                same += render() == expected ? 1 : 0;
+            }
+            return same;
+        }));
+    }
+    for (std::future<int>& other : others) {
+        EXPECT_EQ(other.get(), 100);
     }
 }
 

@@ -19,8 +19,8 @@ namespace vidorra {
 /// Wherever two frames without an alpha plane overlap by at least `minimumOverlapArea` pixels, the earlier
 /// one is replaced, at its place in the list, by views of its parts outside of the later one, or by nothing.
 /// Frames with alpha hide nothing and are never cut. A threshold of 0 cuts all overlaps. The pieces carry
-/// time stamp, flags and metadata of their frame, share its memory, and are cut again where they overlap
-/// further frames.
+/// time stamp, flags and metadata of their frame but no side data, share its memory, and are cut again where
+/// they overlap further frames.
 ///
 /// The list draws the same picture as before as long as positions and sizes are multiples of the chroma
 /// samples of each format: pieces are rounded down to those, as VideoFrame::crop() does, so that odd

@@ -85,7 +85,8 @@ public:
     [[nodiscard]] static Size getVisibleAreaSize(const Size& textSize, const Rect& visibleArea);
 
     /// A new picture of the part of the text that `visibleArea` selects, as large as that part. Its memory is
-    /// at least that of a picture of `minimumSize`.
+    /// at least that of a picture of `minimumSize`; where that is more than the part needs, an odd part loses
+    /// its last column or row in formats with subsampled chroma.
     ///
     /// The format: with a transparent background NV12 and NVA12 both mean NVA12, YUV420P and YUVA420P both
     /// mean YUVA420P, and otherwise the ones without alpha; any other is taken as it is. Under a transparent

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "vidorra/core/geometry.h"
+#include "vidorra/picture/video_frame.h"
+
+namespace vidorra {
+
+/// Where a frame lies on the canvas.
+inline Rect rectOf(const VideoFrame& frame) {
+    const Point position = frame.position();
+    const Size size = frame.picture().frameSize();
+    return {position.x, position.y, size.width, size.height};
+}
+
+}  // namespace vidorra
