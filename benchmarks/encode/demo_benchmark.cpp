@@ -1,10 +1,11 @@
 // The demonstration as a whole, beside the ffmpeg program doing the same: a clip is decoded once to see what
-// is in it; then it is played three times in a loop at 30 frames a second, scaled to 720p, three opaque
+// is in it; then it is played in a loop at 30 frames a second, scaled to 720p and to full range, three opaque
 // windows and a moving half-transparent plate are laid over it, a title that fades in and a clock are drawn,
 // a second is black, and H.264 and AAC go into an MP4 file. Decoder and audio encoder have one thread each;
 // blending, filters and the video encoder have as many as the case says.
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
@@ -63,14 +64,15 @@ std::string plate() {
         return fmt::format("'if({},{},if({},{},{}))'", middle, in, inside, at, outside);
     };
     return fmt::format(
-        "color=s=320x180:r=30,trim=end_frame=1,format=rgba,geq=r={}:g={}:b={}:a={},format=yuva420p",
+        "color=s=320x180:r=30,trim=end_frame=1,format=rgba,geq=r={}:g={}:b={}:a={},scale=out_range=full,"
+        "format=yuva420p",
         shade(255, 20, 255), shade(200, 60, 255), shade(40, 140, 255), shade(128, 128, 160));
 }
 
-// The picture of the demonstration, in the terms of FFmpeg's filters.
+// The picture of the demonstration, of full range as that one, in the terms of FFmpeg's filters.
 std::string filters() {
     const std::string signal = "enable='not(between(t,2,2.99))'";
-    std::string graph = "[0:v]fps=30,scale=1280:720:flags=fast_bilinear[v0]";
+    std::string graph = "[0:v]fps=30,scale=1280:720:flags=fast_bilinear:out_range=full[v0]";
     int layer = 0;
     const auto overlay = [&](const std::string& source, const std::string& place) {
         graph += fmt::format(";{0}[o{1}];[v{1}][o{1}]overlay={2}:{3}[v{4}]", source, layer, place, signal,
@@ -80,12 +82,12 @@ std::string filters() {
     const auto window = [](const char* color) {
         return fmt::format(
             "color=c=0xEBEBEB:s=212x120:r=30,trim=end_frame=1,"
-            "drawbox=x=4:y=4:w=204:h=112:t=fill:c={}",
+            "drawbox=x=4:y=4:w=204:h=112:t=fill:c={},scale=out_range=full",
             color);
     };
-    overlay(window("0xBE3C32"), "x=1002:y=360");
-    overlay(window("0x3C9650"), "x=1086:y=408");
-    overlay(window("0x3C5ABE"), "x=1170:y=456");
+    overlay(window("0xBE3C32"), "x=960:y=360");
+    overlay(window("0x3C9650"), "x=1002:y=408");
+    overlay(window("0x3C5ABE"), "x=1044:y=456");
     overlay(plate(), "x='(W-w)*(0.5+0.5*sin(t))':y='(H-h)*(0.5+0.5*cos(t*1.7))'");
     const std::string text = fmt::format("drawtext=fontfile={}:fontcolor=white:{}", kFont, signal);
     graph += fmt::format(
@@ -147,6 +149,7 @@ void check(const std::filesystem::path& ours, const std::filesystem::path& their
 }
 
 void benchmark(const bench::Options& options, int threads, Comparison::Pinning pinning) {
+    setenv("VDR_ALPHABLEND_NUM_THREADS", std::to_string(threads).c_str(), 1);
     const std::string title = pinning == Comparison::Pinning::OneCpu
                                   ? "the demonstration, on one CPU"
                                   : fmt::format("the demonstration, {} threads", threads);
