@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "audio/plane_pool.h"
 #include "platform/ffmpeg/generations.h"
 #include "platform/ffmpeg/resampling.h"
 
@@ -21,6 +22,9 @@ namespace {
 
 // No channel, which is also how FFmpeg marks a silent one.
 constexpr int kNoChannel = -1;
+
+// A mask has no more.
+constexpr std::size_t kMostChannels = 64;
 
 constexpr std::array<int, 8> kNoMap = {kNoChannel, kNoChannel, kNoChannel, kNoChannel,
                                        kNoChannel, kNoChannel, kNoChannel, kNoChannel};
@@ -61,38 +65,28 @@ Resampler::Resampler(Resampler&& other) noexcept : Resampler() {
 Resampler& Resampler::operator=(Resampler&& other) noexcept {
     if (this != &other) {
         mContext = std::move(other.mContext);
-        mInLayout = other.mInLayout;
-        mInFormat = other.mInFormat;
-        mInRate = other.mInRate;
-        mOutLayout = other.mOutLayout;
-        mOutFormat = other.mOutFormat;
-        mOutRate = other.mOutRate;
+        mInput = std::move(other.mInput);
+        mOutput = std::move(other.mOutput);
         mChannelMap = std::exchange(other.mChannelMap, kNoMap);
         mInputMap = std::move(other.mInputMap);
+        mPool = std::move(other.mPool);
     }
     return *this;
 }
 
-void Resampler::build(const AudioBuffer& input, int outRate, std::uint64_t outLayout,
-                      AVSampleFormat outFormat) {
+void Resampler::build() {
     std::unique_ptr<SwrContext, void (*)(SwrContext*)> owned(swr_alloc(), freeContext);
     if (owned == nullptr) {
         throw std::bad_alloc();
     }
     SwrContext* context = owned.get();
-    mInLayout = input.channelLayout();
-    mInFormat = input.sampleFormat();
-    mInRate = input.sampleRate();
-    mOutLayout = outLayout;
-    mOutFormat = outFormat;
-    mOutRate = outRate;
     // No result is looked at: without a valid setting the initialisation fails, and without that every
     // conversion.
-    ffmpeg_ext::setResamplerLayouts(*context, mInLayout, mOutLayout);
-    av_opt_set_sample_fmt(context, "in_sample_fmt", mInFormat, 0);
-    av_opt_set_int(context, "in_sample_rate", mInRate, 0);
-    av_opt_set_sample_fmt(context, "out_sample_fmt", mOutFormat, 0);
-    av_opt_set_int(context, "out_sample_rate", mOutRate, 0);
+    ffmpeg_ext::setResamplerLayouts(*context, mInput.channelLayout(), mOutput.channelLayout());
+    av_opt_set_sample_fmt(context, "in_sample_fmt", mInput.sampleFormat(), 0);
+    av_opt_set_int(context, "in_sample_rate", mInput.sampleRate(), 0);
+    av_opt_set_sample_fmt(context, "out_sample_fmt", mOutput.sampleFormat(), 0);
+    av_opt_set_int(context, "out_sample_rate", mOutput.sampleRate(), 0);
     av_opt_set_int(context, "filter_size", 32, 0);
     av_opt_set_int(context, "phase_shift", 5, 0);
     av_opt_set_double(context, "cutoff", 1.0, 0);
@@ -101,45 +95,56 @@ void Resampler::build(const AudioBuffer& input, int outRate, std::uint64_t outLa
         mInputMap = std::make_unique<InputMap>();
         mInputMap->fill(kNoChannel);
         std::transform(mChannelMap.begin(), mChannelMap.end(), mInputMap->begin(),
-                       [channels = input.numberOfChannels()](int channel) {
+                       [channels = mInput.numberOfChannels()](int channel) {
                            return channel < channels ? channel : kNoChannel;
                        });
         swr_set_channel_mapping(context, mInputMap->data());
     }
     swr_init(context);
+    mPool = std::make_unique<PlanePool>();
     mContext = std::move(owned);
 }
 
 AudioBuffer Resampler::resample(const AudioBuffer& input, int outRate, long outLayout,
                                 AVSampleFormat outFormat) {
     const int inRate = input.sampleRate();
-    const auto layout = static_cast<std::uint64_t>(outLayout);
+    const auto layout = static_cast<unsigned long>(outLayout);
     if (inRate <= 0 || outRate <= 0) {
         throw std::invalid_argument("Resampler::resample: The sample rates must be above 0");
     }
     if (mContext != nullptr &&
-        (mOutRate != outRate || mOutLayout != layout || mOutFormat != outFormat || mInRate != inRate ||
-         mInFormat != input.sampleFormat() || mInLayout != input.channelLayout())) {
+        (mOutput.sampleRate() != outRate || mOutput.channelLayout() != layout ||
+         mOutput.sampleFormat() != outFormat || !mInput.isCompatibleWithBuffer(input))) {
         mContext.reset();
     }
     if (mContext == nullptr) {
-        build(input, outRate, layout, outFormat);
+        mInput = AudioBuffer(input.channelLayout(), input.sampleFormat());
+        mInput.setSampleRate(inRate);
+        mOutput = AudioBuffer(layout, outFormat);
+        mOutput.setSampleRate(outRate);
+        build();
     }
     const auto samples = static_cast<std::int64_t>(input.availableSamples());
     const std::int64_t delay = swr_get_delay(mContext.get(), inRate);
     const std::int64_t capacity = av_rescale_rnd(delay + samples, outRate, inRate, AV_ROUND_UP);
 
-    AudioBuffer result(static_cast<unsigned long>(layout), outFormat);
-    result.setSampleRate(outRate);
-    result.resize(static_cast<unsigned long>(capacity));
-    const std::vector<std::uint8_t*> out = result.getPointersToPlanes();
+    std::vector<MemBuffer> planes(mOutput.numberOfPlanes());
+    std::array<std::uint8_t*, kMostChannels> out{};
+    const std::size_t room = mOutput.planeSize(static_cast<unsigned long>(capacity));
+    for (std::size_t i = 0; i < planes.size(); ++i) {
+        planes[i] = mPool->get(room);
+        out[i] = planes[i].data();
+    }
     const std::vector<const std::uint8_t*> in =
         input.empty() ? std::vector<const std::uint8_t*>(1) : input.getPointersToPlanes();
-    const int converted = ffmpeg_ext::convertSamples(*mContext, out.data(), static_cast<int>(capacity),
-                                                     in.data(), static_cast<int>(samples));
+    const auto converted = static_cast<unsigned long>(ffmpeg_ext::convertSamples(
+        *mContext, out.data(), static_cast<int>(capacity), in.data(), static_cast<int>(samples)));
     // A failure becomes a count for which there is no size, which throws.
-    result.resize(static_cast<unsigned long>(converted));
-    return result;
+    const std::size_t size = mOutput.planeSize(converted);
+    for (MemBuffer& plane : planes) {
+        plane.shrink(size);
+    }
+    return {layout, outFormat, outRate, converted, std::move(planes)};
 }
 
 AudioBuffer Resampler::remap(const AudioBuffer& input) {

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "platform/ffmpeg/generations.h"
 #include "platform/ffmpeg/samples.h"
@@ -57,6 +58,16 @@ AudioBuffer::AudioBuffer(unsigned long channelLayout, AVSampleFormat format)
     createPlanes();
 }
 
+AudioBuffer::AudioBuffer(unsigned long channelLayout, AVSampleFormat format, int rate, unsigned long samples,
+                         std::vector<MemBuffer> planes)
+    : mChannelLayout(channelLayout), mSampleFormat(format), mNumberOfSamples(samples), mSampleRate(rate) {
+    const auto fits = [size = planeSize(samples)](const MemBuffer& plane) { return plane.size() == size; };
+    if (planes.size() != numberOfPlanes() || !std::all_of(planes.begin(), planes.end(), fits)) {
+        throw std::invalid_argument("AudioBuffer: The planes do not fit the samples");
+    }
+    mPlanes = std::make_shared<std::vector<MemBuffer>>(std::move(planes));
+}
+
 int AudioBuffer::numberOfChannels() const noexcept {
     return __builtin_popcountll(mChannelLayout);
 }
@@ -89,7 +100,7 @@ void AudioBuffer::resize(unsigned long samples) {
         createPlanes();
     }
     mNumberOfSamples = samples;
-    const long size = getNeededBufferSize(samples) / static_cast<long>(mPlanes->size());
+    const std::size_t size = planeSize(samples);
     for (MemBuffer& plane : *mPlanes) {
         plane.resize(static_cast<int>(size));
     }
@@ -103,6 +114,10 @@ long AudioBuffer::getNeededBufferSize(unsigned long samples) const {
                         mChannelLayout, static_cast<int>(mSampleFormat), samples));
     }
     return size;
+}
+
+std::size_t AudioBuffer::planeSize(unsigned long samples) const {
+    return static_cast<std::size_t>(getNeededBufferSize(samples)) / numberOfPlanes();
 }
 
 void AudioBuffer::loadAVFrame(const AVFrame* frame) {

@@ -110,6 +110,15 @@ void MemBuffer::resize(int size) {
     }
 }
 
+void MemBuffer::shrink(std::size_t newSize) {
+    if (newSize > size()) {
+        throw std::invalid_argument("MemBuffer::shrink: The buffer has fewer bytes");
+    }
+    if (mRef != nullptr) {
+        mRef->size = static_cast<decltype(mRef->size)>(newSize);
+    }
+}
+
 std::uint8_t* MemBuffer::data() const noexcept {
     return mRef != nullptr ? mRef->data : nullptr;
 }

@@ -40,6 +40,7 @@ private:
     Accelerator* mAccelerator;
     vidorra::PictureAllocator& mAllocator;
     vidorra::Scaler mScaler;
+    vidorra::Scaler mInterleaver;
     vidorra::Picture mBlack;
     vidorra::Picture mPlate;
     // Windows that overlap, cut so that no pixel is drawn twice.

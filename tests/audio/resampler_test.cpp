@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <cstring>
+#include <optional>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -335,6 +337,35 @@ TEST(Resampler, ABufferHasRoomForWhatWentInAndWhatWasHeldBack) {
     EXPECT_EQ(resampler.setCompensation(20000, 40000), 0);
     const auto samples = static_cast<double>(1000 + swr_get_delay(plain.context(), 44100));
     EXPECT_EQ(convert().numberOfSamples(), static_cast<unsigned long>(std::ceil(samples * 48000 / 44100)));
+}
+
+TEST(Resampler, MemoryOfResultsThatAreGoneServesAgain) {
+    const AudioBuffer input = tones(kStereo, AV_SAMPLE_FMT_FLTP, 48000, 1000);
+    Resampler resampler;
+    const auto convert = [&] { return resampler.resample(input, 48000, kStereo, AV_SAMPLE_FMT_S16); };
+    std::set<const std::uint8_t*> places;
+    std::optional<AudioBuffer> kept = convert();
+    for (int i = 0; i < 20; ++i) {
+        AudioBuffer result = convert();
+        places.insert(std::as_const(result).getPointersToPlanes()[0]);
+        kept = std::move(result);
+    }
+    EXPECT_EQ(places.size(), 2U);
+}
+
+TEST(Resampler, ResultsKeepTheirSamplesWhateverComesAfterThem) {
+    const AudioBuffer first = s16(kStereo, {1, 2, 3, 4});
+    std::optional<Resampler> resampler(std::in_place);
+    AudioBuffer result = resampler->remap(first);
+    const AudioBuffer copy = result;
+    static_cast<void>(resampler->remap(s16(kStereo, {5, 6, 7, 8})));
+    static_cast<void>(resampler->resample(first, 96000, kStereo, AV_SAMPLE_FMT_FLTP));
+    resampler.reset();
+    EXPECT_EQ(interleaved(copy), (std::vector<Sample>{1, 2, 3, 4}));
+    result.resize(1000);
+    result.resize(2);
+    EXPECT_EQ(interleaved(result), (std::vector<Sample>{1, 2, 3, 4}));
+    EXPECT_EQ(interleaved(copy), (std::vector<Sample>{1, 2, 3, 4}));
 }
 
 TEST(Resampler, RatesOfZeroAndBelowAreRefused) {

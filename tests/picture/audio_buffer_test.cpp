@@ -55,6 +55,36 @@ TEST(AudioBuffer, IsNotEmptyWithALayoutAndNoSamples) {
     EXPECT_EQ(buffer.sampleRate(), 0);
 }
 
+TEST(AudioBuffer, TakesPlanesThatAreThereWithoutCopying) {
+    MemBuffer left(40, true);
+    MemBuffer right(40, true);
+    const AudioBuffer buffer(AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_FLTP, 48000, 10, {left, right});
+    EXPECT_THAT(buffer.getPointersToPlanes(), ElementsAre(left.data(), right.data()));
+    EXPECT_EQ(buffer.debugDescription(), "10 samples 48000Hz stereo fltp");
+    EXPECT_EQ(buffer.availableSamples(), 10U);
+    const AudioBuffer interleaved(AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_FLT, 44100, 5, {left});
+    EXPECT_THAT(interleaved.getPointersToPlanes(), ElementsAre(left.data()));
+    EXPECT_EQ(left.useCount(), 3);
+}
+
+TEST(AudioBuffer, TakesOnlyPlanesThatFitTheSamples) {
+    const MemBuffer plane(40, true);
+    const MemBuffer larger(44, true);
+    const auto make = [](std::vector<MemBuffer> planes) {
+        return AudioBuffer(AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_FLTP, 48000, 10, std::move(planes));
+    };
+    const std::string text = "AudioBuffer: The planes do not fit the samples";
+    EXPECT_THROW_TEXT(std::invalid_argument, text, make({}));
+    EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane}));
+    EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane, plane, plane}));
+    EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane, larger}));
+    EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane, MemBuffer()}));
+    EXPECT_NO_THROW(make({plane, plane}));
+    EXPECT_THROW_TEXT(std::runtime_error,
+                      "Could not get buffer size for audio layout 0, sample format 8, samples 10",
+                      AudioBuffer(0, AV_SAMPLE_FMT_FLTP, 48000, 10, {plane}));
+}
+
 TEST(AudioBuffer, KeepsTheRateThatIsSet) {
     AudioBuffer buffer;
     buffer.setSampleRate(44100);
@@ -83,6 +113,16 @@ TEST(AudioBufferKinds, NeedAllSamplesOfAllChannels) {
         EXPECT_EQ(make(kind).getNeededBufferSize(0), 0);
         EXPECT_EQ(make(kind).getNeededBufferSize(1), perSample);
         EXPECT_EQ(make(kind).getNeededBufferSize(1023), 1023 * perSample);
+    }
+}
+
+TEST(AudioBufferKinds, DivideTheirSizeAmongTheirPlanes) {
+    for (const Kind& kind : allKinds()) {
+        SCOPED_TRACE(testing::PrintToString(kind));
+        const AudioBuffer buffer = make(kind);
+        EXPECT_EQ(buffer.getPointersToPlanes().size(), buffer.numberOfPlanes());
+        EXPECT_EQ(buffer.planeSize(100) * buffer.numberOfPlanes(),
+                  static_cast<std::size_t>(buffer.getNeededBufferSize(100)));
     }
 }
 

@@ -381,6 +381,48 @@ TEST(MemBuffer, ResizeThatFailsKeepsTheBuffer) {
     expectEmpty(empty);
 }
 
+TEST(MemBuffer, ShrinkHidesTheEndFromThisReferenceOnly) {
+    MemBuffer buffer = countingBuffer();
+    const MemBuffer other(buffer);
+    const std::vector<std::uint8_t> bytes = bytesOf(other);
+    buffer.shrink(10);
+    EXPECT_EQ(buffer.data(), other.data());
+    EXPECT_EQ(bytesOf(buffer), std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 10));
+    EXPECT_EQ(bytesOf(other), bytes);
+    EXPECT_EQ(buffer.useCount(), 2);
+    // Of a copy that is shrunk, what is hidden is not copied either.
+    buffer.makeWriteable();
+    EXPECT_EQ(bytesOf(buffer), std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 10));
+}
+
+TEST(MemBuffer, ShrinkToItsSizeChangesNothing) {
+    MemBuffer buffer = countingBuffer();
+    buffer.shrink(64);
+    EXPECT_EQ(bytesOf(buffer), bytesOf(countingBuffer()));
+    MemBuffer empty;
+    empty.shrink(0);
+    expectEmpty(empty);
+}
+
+TEST(MemBuffer, ShrinkCannotGrow) {
+    MemBuffer buffer = countingBuffer();
+    EXPECT_THROW_TEXT(std::invalid_argument, "MemBuffer::shrink: The buffer has fewer bytes",
+                      buffer.shrink(65));
+    EXPECT_EQ(buffer.size(), 64U);
+    MemBuffer empty;
+    EXPECT_THROW(empty.shrink(1), std::invalid_argument);
+}
+
+TEST(MemBuffer, AShrunkBufferGrowsAgainByResize) {
+    MemBuffer buffer = countingBuffer();
+    const std::vector<std::uint8_t> bytes = bytesOf(buffer);
+    buffer.shrink(10);
+    buffer.resize(1000);
+    EXPECT_EQ(buffer.size(), 1000U);
+    EXPECT_TRUE(std::equal(bytes.begin(), bytes.begin() + 10, buffer.data()));
+    std::memset(buffer.data(), 1, 1000);
+}
+
 TEST(MemBuffer, WithoutMemoryNothingIsMadeAndNothingChanges) {
     const MemBuffer buffer = countingBuffer();
     const BufferPtr ref = makeAvPtr<AVBufferRef>(buffer.createBufferRef());

@@ -12,6 +12,8 @@
 
 namespace vidorra {
 
+class PlanePool;
+
 /// Brings samples to another rate, channel layout or sample format, one buffer after the other, without a gap
 /// between them.
 ///
@@ -22,7 +24,8 @@ namespace vidorra {
 /// when a call has other parameters than the one before, or when the channel map is set; nothing else makes
 /// the filter anew.
 ///
-/// Owns: FFmpeg's resampler. Copies: none. Threads: one at a time.
+/// Owns: FFmpeg's resampler and a pool of memory for results, which goes with the last of them. Copies: none.
+/// Threads: one at a time; results go on any.
 class VIDORRA_API Resampler {
 public:
     Resampler();
@@ -64,18 +67,17 @@ private:
     // FFmpeg takes as many entries as an input has channels, for which it allows up to 64.
     using InputMap = std::array<int, 64>;
 
-    void build(const AudioBuffer& input, int outRate, std::uint64_t outLayout, AVSampleFormat outFormat);
+    void build();
 
     std::unique_ptr<SwrContext, void (*)(SwrContext*)> mContext;
-    std::uint64_t mInLayout = 0;
-    AVSampleFormat mInFormat = AV_SAMPLE_FMT_NONE;
-    std::int32_t mInRate = 0;
-    std::uint64_t mOutLayout = 0;
-    AVSampleFormat mOutFormat = AV_SAMPLE_FMT_NONE;
-    std::int32_t mOutRate = 0;
+    // Without samples: the layouts, formats and rates that the context is built for.
+    AudioBuffer mInput;
+    AudioBuffer mOutput;
     std::array<int, 8> mChannelMap;
     // The map as the context has it. The context keeps a pointer to it, so it does not move with this object.
     std::unique_ptr<InputMap> mInputMap;
+    // Memory of the results, which serves again when they are gone.
+    std::unique_ptr<PlanePool> mPool;
 };
 
 }  // namespace vidorra

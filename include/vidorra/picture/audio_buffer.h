@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <iosfwd>
@@ -40,6 +41,12 @@ public:
     /// No samples yet, which is not empty. `channelLayout` is a channel mask of FFmpeg.
     AudioBuffer(unsigned long channelLayout, AVSampleFormat format);
 
+    /// `samples` per channel at `rate` Hz in memory that is there already: as many planes as
+    /// numberOfPlanes(), each of planeSize() bytes. Throws std::invalid_argument for other planes, and as
+    /// planeSize() does.
+    AudioBuffer(unsigned long channelLayout, AVSampleFormat format, int rate, unsigned long samples,
+                std::vector<MemBuffer> planes);
+
     [[nodiscard]] unsigned long channelLayout() const noexcept { return mChannelLayout; }
     [[nodiscard]] AVSampleFormat sampleFormat() const noexcept { return mSampleFormat; }
 
@@ -58,6 +65,9 @@ public:
 
     [[nodiscard]] int numberOfChannels() const noexcept;
 
+    /// One for each channel of a planar format with two channels or more, else one.
+    [[nodiscard]] std::size_t numberOfPlanes() const noexcept;
+
     /// Whether layout, format and rate are the same; the counts do not matter.
     [[nodiscard]] bool isCompatibleWithBuffer(const AudioBuffer& other) const noexcept;
 
@@ -71,6 +81,9 @@ public:
 
     /// The bytes of all planes together for `samples` per channel. Throws as resize().
     [[nodiscard]] long getNeededBufferSize(unsigned long samples) const;
+
+    /// The bytes of each plane for `samples` per channel. Throws as resize().
+    [[nodiscard]] std::size_t planeSize(unsigned long samples) const;
 
     /// Takes over layout, format, rate and a copy of the samples of a frame. Throws as resize().
     void loadAVFrame(const AVFrame* frame);
@@ -108,7 +121,6 @@ public:
     void dumpPlane(std::ofstream& out, int plane) const;
 
 private:
-    [[nodiscard]] std::size_t numberOfPlanes() const noexcept;
     [[nodiscard]] const std::vector<MemBuffer>& planes() const;
     [[nodiscard]] short* samplesAt(unsigned long index, unsigned long count) const;
 

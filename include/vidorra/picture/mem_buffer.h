@@ -67,6 +67,10 @@ public:
     /// Makes the memory `size` bytes, keeping the content as far as it fits.
     void resize(int size);
 
+    /// Leaves the bytes behind the first `size` out of sight. Nothing moves, and other references see what
+    /// they saw. Throws std::invalid_argument when there are not that many.
+    void shrink(std::size_t size);
+
     /// Null when empty.
     [[nodiscard]] std::uint8_t* data() const noexcept;
 
