@@ -94,8 +94,9 @@ AudioFrame silence(int samples, int rate = 48000, AVSampleFormat format = AV_SAM
     AudioBuffer buffer(layout, format);
     buffer.setSampleRate(rate);
     buffer.resize(static_cast<unsigned long>(samples));
-    const int perPlane = av_sample_fmt_is_planar(format) != 0 ? 1 : buffer.numberOfChannels();
-    const auto bytes = static_cast<std::size_t>(samples * perPlane * av_get_bytes_per_sample(format));
+    const auto perPlane = static_cast<std::size_t>(
+        av_sample_fmt_is_planar(format) != 0 ? samples : samples * buffer.numberOfChannels());
+    const std::size_t bytes = perPlane * static_cast<std::size_t>(av_get_bytes_per_sample(format));
     for (std::uint8_t* plane : buffer.getPointersToPlanes()) {
         std::memset(plane, 0, bytes);
     }
@@ -541,7 +542,7 @@ TEST_F(BadInput, AFontIsNoMediaFile) {
 // Images are no bad input: each is a video of one picture.
 class ImageAsVideo : public BadInput, public testing::WithParamInterface<const char*> {
 protected:
-    std::string image() const {
+    [[nodiscard]] std::string image() const {
         return mediaFile(std::string("image.") + GetParam(),
                          {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25", "-frames:v", "1", "-update", "1"})
             .string();
