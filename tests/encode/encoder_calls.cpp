@@ -54,6 +54,9 @@ EXPORTED void* av_hwframe_ctx_alloc(void* device) {
 EXPORTED int av_hwframe_ctx_init(void* frames) {
     return encoderCalls().avHwframeCtxInit(frames);
 }
+EXPORTED int avfilter_graph_config(void* graph, void* log) {
+    return encoderCalls().avfilterGraphConfig(graph, log);
+}
 EXPORTED void* av_frame_alloc() {
     return encoderCalls().avFrameAlloc();
 }

@@ -16,6 +16,7 @@ struct EncoderCalls {
     Call<int(void**, int, const char*, void*, int)> avHwdeviceCtxCreate{"av_hwdevice_ctx_create"};
     Call<void*(void*)> avHwframeCtxAlloc{"av_hwframe_ctx_alloc"};
     Call<int(void*)> avHwframeCtxInit{"av_hwframe_ctx_init"};
+    Call<int(void*, void*)> avfilterGraphConfig{"avfilter_graph_config"};
     Call<void*()> avFrameAlloc{"av_frame_alloc"};
     Call<void*(void*, int, std::size_t)> avFrameNewSideData{"av_frame_new_side_data"};
 };
