@@ -389,6 +389,30 @@ TEST_F(AudioEncoderFrames, AnotherSampleFormatIsConverted) {
     }
 }
 
+TEST_F(AudioEncoderFrames, AConversionOfTheFormatKeepsTheRate) {
+    AudioEncoder encoder(configFor("pcm_s16le", 2, 44100));
+    ASSERT_TRUE(encoder.sendFrame(tone(500, 0, AV_SAMPLE_FMT_FLTP, kStereo, 44100)).ok);
+    const std::vector<Packet> packets = receiveAll(encoder);
+    ASSERT_EQ(packets.size(), 1U);
+    ASSERT_EQ(packets[0].size, 500 * 4);
+    for (int i = 0; i < 500; ++i) {
+        std::int16_t left = 0;
+        std::memcpy(&left, packets[0].data + 4 * i, sizeof(left));
+        ASSERT_EQ(left, toneAt(0, i)) << i;
+    }
+}
+
+TEST_F(AudioEncoderFrames, TheLedgerIsInTheTimeBaseOfTheEncoder) {
+    AudioEncoder encoder(configFor("pcm_s16le"));
+    AudioFrame frame = tone(100);
+    frame.setTimestamp({Timebase(), 2000000});
+    frame.setFlags(Frame::NoSignal);
+    const LogCapture log(5);
+    ASSERT_TRUE(encoder.sendFrame(frame).ok);
+    EXPECT_THAT(log.texts(), ElementsAre("audio-encoder-pcm_s16le: No signal frame. Set start PTS to " +
+                                         Timestamp({1, kRate}, 2 * kRate).debugDescription()));
+}
+
 class AudioEncoderWrongFrames : public testing::TestWithParam<const char*> {};
 
 TEST_P(AudioEncoderWrongFrames, AreRefusedBeforeTheCodec) {
