@@ -23,7 +23,6 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-using test::encodeAll;
 using test::frameAt;
 using test::kVideoSize;
 using test::LogCapture;
@@ -230,6 +229,7 @@ class VideoSending : public Video {
 protected:
     static std::vector<VideoFrame> frames(int count, AVPixelFormat format = AV_PIX_FMT_YUV420P) {
         std::vector<VideoFrame> result;
+        result.reserve(static_cast<std::size_t>(count));
         for (int i = 0; i < count; ++i) {
             result.push_back(
                 frameAt(pattern(kVideoSize, format, static_cast<unsigned>(i)).picture, i * 40000));
