@@ -205,14 +205,16 @@ TEST_F(FilterCalls, ASinkThatCannotBePinnedIsNamedWithTheCode) {
 // FFmpeg's source would refuse these settings first.
 TEST_F(FilterCalls, WhatTheSinkCannotBePinnedToIsSaid) {
     failures().sourceArguments = "time_base=1/48000:sample_rate=48000:sample_fmt=s16:channel_layout=0x3";
-    const auto text = [](const char* what) { return FFmpegError(AvError::InvalidArgument, what).what(); };
+    const auto text = [](const char* what) {
+        return std::string(FFmpegError(AvError::InvalidArgument, what).what());
+    };
     const ContextPtr withoutFormat = audioContext(0);
     withoutFormat->sample_fmt = AV_SAMPLE_FMT_NONE;
     withoutFormat->sample_rate = 0;
-    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output sample format")),
+    EXPECT_THROW_TEXT(FFmpegError, text("Cannot set output sample format"),
                       FilterGraphAudio("anull", *withoutFormat));
-    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output channel layout")), audio(0, 0));
-    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output sample rate")), audio(3, 0));
+    EXPECT_THROW_TEXT(FFmpegError, text("Cannot set output channel layout"), audio(0, 0));
+    EXPECT_THROW_TEXT(FFmpegError, text("Cannot set output sample rate"), audio(3, 0));
 }
 
 TEST_F(FilterCalls, ShortMemoryIsABadAlloc) {
