@@ -59,7 +59,8 @@ AudioFrame tone(int samples, int start = 0, AVSampleFormat format = AV_SAMPLE_FM
     for (int channel = 0; channel < channels; ++channel) {
         for (int i = 0; i < samples; ++i) {
             const std::int16_t value = toneAt(channel, start + i);
-            const auto packed = static_cast<std::size_t>(i * channels + channel);
+            const auto packed = static_cast<std::size_t>(i) * static_cast<std::size_t>(channels) +
+                                static_cast<std::size_t>(channel);
             switch (format) {
             case AV_SAMPLE_FMT_S16:
                 reinterpret_cast<std::int16_t*>(planes[0])[packed] = value;
@@ -165,8 +166,8 @@ TEST_P(AudioEncoderOutput, IsDecodedByTheProgram) {
             rises += before < 0 && now >= 0 ? 1 : 0;
             energy += now * now;
         }
-        EXPECT_NEAR(rises, (440 + 220 * channel) / 10, 1);
-        EXPECT_NEAR(std::sqrt(energy / (kRate / 10)), 8000 / std::sqrt(2.0), 300);
+        EXPECT_NEAR(rises, (440 + 220 * channel) / 10.0, 1);
+        EXPECT_NEAR(std::sqrt(energy / (kRate / 10.0)), 8000 / std::sqrt(2.0), 300);
     }
 }
 
@@ -195,7 +196,7 @@ TEST_F(AudioEncoderConfig, AnEncoderOfSubtitlesIsRefused) {
 
 TEST_F(AudioEncoderConfig, TheChoiceOfTheEncoderIsThatOfTheBase) {
     EXPECT_THROW_TEXT(std::runtime_error, "\"codec\" param not found in encoder's config",
-                      AudioEncoder(objstream::object()));
+                      AudioEncoder{objstream::object()});
     objstream::object config = configFor("no_such_encoder");
     config["codec_id"] = "pcm_s16le";
     EXPECT_EQ(AudioEncoder(config).codecContext()->codec_id, AV_CODEC_ID_PCM_S16LE);
