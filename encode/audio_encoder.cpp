@@ -87,9 +87,8 @@ AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
     }
     local.setTimestamp(local.timestamp().rescale(codec.time_base));
     pushNoSignalState((local.flags() & Frame::NoSignal) != 0, local.timestamp());
-    AvPtr<AVFrame> avFrame = local.toAvFrame();
-    avFrame->pts = local.timestamp().value;
 
+    AvPtr<AVFrame> avFrame = local.toAvFrame();
     const AvRes filtered = mFilterGraph.filterFrame(avFrame);
     if (!filtered.ok) {
         return handleFilterFailure(filtered, local);

@@ -59,7 +59,8 @@ AudioFrame tone(int samples, int start = 0, AVSampleFormat format = AV_SAMPLE_FM
     for (int channel = 0; channel < channels; ++channel) {
         for (int i = 0; i < samples; ++i) {
             const std::int16_t value = toneAt(channel, start + i);
-            const auto packed = static_cast<std::size_t>(i * channels + channel);
+            const auto packed = static_cast<std::size_t>(i) * static_cast<std::size_t>(channels) +
+                                static_cast<std::size_t>(channel);
             switch (format) {
             case AV_SAMPLE_FMT_S16:
                 reinterpret_cast<std::int16_t*>(planes[0])[packed] = value;
@@ -165,8 +166,8 @@ TEST_P(AudioEncoderOutput, IsDecodedByTheProgram) {
             rises += before < 0 && now >= 0 ? 1 : 0;
             energy += now * now;
         }
-        EXPECT_NEAR(rises, (440 + 220 * channel) / 10, 1);
-        EXPECT_NEAR(std::sqrt(energy / (kRate / 10)), 8000 / std::sqrt(2.0), 300);
+        EXPECT_NEAR(rises, (440 + 220 * channel) / 10.0, 1);
+        EXPECT_NEAR(std::sqrt(energy / (kRate / 10.0)), 8000 / std::sqrt(2.0), 300);
     }
 }
 
@@ -195,7 +196,7 @@ TEST_F(AudioEncoderConfig, AnEncoderOfSubtitlesIsRefused) {
 
 TEST_F(AudioEncoderConfig, TheChoiceOfTheEncoderIsThatOfTheBase) {
     EXPECT_THROW_TEXT(std::runtime_error, "\"codec\" param not found in encoder's config",
-                      AudioEncoder(objstream::object()));
+                      AudioEncoder{objstream::object()});
     objstream::object config = configFor("no_such_encoder");
     config["codec_id"] = "pcm_s16le";
     EXPECT_EQ(AudioEncoder(config).codecContext()->codec_id, AV_CODEC_ID_PCM_S16LE);
@@ -387,6 +388,30 @@ TEST_F(AudioEncoderFrames, AnotherSampleFormatIsConverted) {
         EXPECT_EQ(converted[0].pts, 77);
         EXPECT_TRUE(converted[0].isNoSignal());
     }
+}
+
+TEST_F(AudioEncoderFrames, AConversionOfTheFormatKeepsTheRate) {
+    AudioEncoder encoder(configFor("pcm_s16le", 2, 44100));
+    ASSERT_TRUE(encoder.sendFrame(tone(500, 0, AV_SAMPLE_FMT_FLTP, kStereo, 44100)).ok);
+    const std::vector<Packet> packets = receiveAll(encoder);
+    ASSERT_EQ(packets.size(), 1U);
+    ASSERT_EQ(packets[0].size, 500 * 4);
+    for (int i = 0; i < 500; ++i) {
+        std::int16_t left = 0;
+        std::memcpy(&left, packets[0].data + 4 * i, sizeof(left));
+        ASSERT_EQ(left, toneAt(0, i)) << i;
+    }
+}
+
+TEST_F(AudioEncoderFrames, TheLedgerIsInTheTimeBaseOfTheEncoder) {
+    AudioEncoder encoder(configFor("pcm_s16le"));
+    AudioFrame frame = tone(100);
+    frame.setTimestamp({Timebase(), 2000000});
+    frame.setFlags(Frame::NoSignal);
+    const LogCapture log(5);
+    ASSERT_TRUE(encoder.sendFrame(frame).ok);
+    EXPECT_THAT(log.texts(), ElementsAre("audio-encoder-pcm_s16le: No signal frame. Set start PTS to " +
+                                         Timestamp({1, kRate}, 2 * kRate).debugDescription()));
 }
 
 class AudioEncoderWrongFrames : public testing::TestWithParam<const char*> {};

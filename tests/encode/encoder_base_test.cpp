@@ -318,6 +318,7 @@ TEST_F(Encoder, IsDrainedByASecondCallWhereNothingWasReceived) {
     EXPECT_TRUE(encoder.send(*numberedFrame(0)).ok);
     EXPECT_TRUE(encoder.send(*numberedFrame(1)).ok);
     EXPECT_EQ(encoder.send(*numberedFrame(2)).error, AvError::Again);
+    EXPECT_EQ(encoder.sendEndOfStream().error, AvError::Again);
     EXPECT_FALSE(encoder.drain());
     EXPECT_FALSE(encoder.receivePacket());
     EXPECT_TRUE(encoder.drain());
@@ -328,7 +329,7 @@ TEST_F(Encoder, DrainsAfterTheEndOfTheStream) {
     encoder.openCodec();
     EXPECT_TRUE(encoder.send(*numberedFrame(0)).ok);
     EXPECT_TRUE(encoder.sendEndOfStream().ok);
-    EXPECT_FALSE(encoder.sendEndOfStream().ok);
+    EXPECT_EQ(encoder.sendEndOfStream().error, AvError::Eof);
     EXPECT_TRUE(encoder.drain());
 }
 

@@ -54,6 +54,15 @@ EXPORTED void* av_hwframe_ctx_alloc(void* device) {
 EXPORTED int av_hwframe_ctx_init(void* frames) {
     return encoderCalls().avHwframeCtxInit(frames);
 }
+EXPORTED int avfilter_graph_config(void* graph, void* log) {
+    return encoderCalls().avfilterGraphConfig(graph, log);
+}
+EXPORTED int av_dict_set_int(void** dictionary, const char* key, std::int64_t value, int flags) {
+    return encoderCalls().avDictSetInt(dictionary, key, value, flags);
+}
+EXPORTED int avformat_find_stream_info(void* context, void** options) {
+    return encoderCalls().avformatFindStreamInfo(context, options);
+}
 EXPORTED void* av_frame_alloc() {
     return encoderCalls().avFrameAlloc();
 }

@@ -4,8 +4,8 @@
 
 namespace vidorra::test {
 
-/// The functions of FFmpeg that encoders call, as far as tests have to stand between. FFmpeg's structures
-/// stand as void.
+/// The functions of FFmpeg that encoders and picture files call, as far as tests have to stand between.
+/// FFmpeg's structures stand as void.
 struct EncoderCalls {
     Call<void*(const void*)> avcodecAllocContext3{"avcodec_alloc_context3"};
     Call<int(void*, const char*, const char*, int)> avOptSet{"av_opt_set"};
@@ -16,6 +16,9 @@ struct EncoderCalls {
     Call<int(void**, int, const char*, void*, int)> avHwdeviceCtxCreate{"av_hwdevice_ctx_create"};
     Call<void*(void*)> avHwframeCtxAlloc{"av_hwframe_ctx_alloc"};
     Call<int(void*)> avHwframeCtxInit{"av_hwframe_ctx_init"};
+    Call<int(void*, void*)> avfilterGraphConfig{"avfilter_graph_config"};
+    Call<int(void**, const char*, std::int64_t, int)> avDictSetInt{"av_dict_set_int"};
+    Call<int(void*, void**)> avformatFindStreamInfo{"avformat_find_stream_info"};
     Call<void*()> avFrameAlloc{"av_frame_alloc"};
     Call<void*(void*, int, std::size_t)> avFrameNewSideData{"av_frame_new_side_data"};
 };

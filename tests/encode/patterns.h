@@ -15,7 +15,7 @@ struct Pattern {
     Picture picture;
 
     /// MD5 of the bytes, in hexadecimal.
-    std::string hash() const;
+    [[nodiscard]] std::string hash() const;
 };
 
 Pattern pattern(Size size, AVPixelFormat format, unsigned seed, AVColorRange range = AVCOL_RANGE_JPEG);

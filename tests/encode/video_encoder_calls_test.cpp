@@ -15,8 +15,10 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
 #include <libavutil/frame.h>
 #include <libavutil/hwcontext.h>
+#include <libavutil/opt.h>
 #include <libavutil/timecode.h>
 }
 
@@ -174,6 +176,14 @@ TEST(OmxEncoder, GivesItsLineSizes) {
     EXPECT_EQ(VideoEncoder(config).encoderLinesize(), (std::array<std::int32_t, 2>{0, 0}));
 }
 
+TEST(OmxEncoder, IsAskedForThemBeforeTheFilterIsRead) {
+    const auto alloc = replaceGetBuffer([](AVCodecContext*, AVFrame*, int) { return AVERROR(EINVAL); });
+    objstream::object config = videoConfig("h264_omx");
+    config["codec_id"] = "mpeg4";
+    config["filter"] = objstream::object::map();
+    EXPECT_THROW_TEXT(std::runtime_error, "Failed to get encoder properties", VideoEncoder{config});
+}
+
 TEST(OmxEncoder, MayHaveNoCallForThem) {
     const auto alloc = replaceGetBuffer(nullptr);
     objstream::object config = videoConfig("h264_omx");
@@ -221,6 +231,42 @@ TEST_F(Vaapi, IsGivenToTheCodec) {
     // Pictures in memory do not reach it without a filter that uploads them.
     EXPECT_EQ(encoder.sendFrame(frameAt(plainPicture(kVideoSize, AV_PIX_FMT_YUV420P, 1), 0)).error,
               AvError::InvalidArgument);
+}
+
+// The pictures are in memory where they enter the graph, and the filters upload them.
+TEST_F(Vaapi, IsGivenToTheFilterWithTheFormatInMemory) {
+    const void* device = nullptr;
+    const auto create = encoderCalls().avHwdeviceCtxCreate.replace(
+        [&device](void** created, int type, const char* name, void* options, int flags) {
+            const int result = createDevice(created, type, name, options, flags);
+            device = static_cast<const AVBufferRef*>(*created)->data;
+            return result;
+        });
+    const auto init = encoderCalls().avHwframeCtxInit.replace([](void*) { return 0; });
+    int configured = 0;
+    const auto config = encoderCalls().avfilterGraphConfig.replace([&](void* given, void* log) {
+        EXPECT_EQ(log, nullptr);
+        ++configured;
+        const auto& graph = *static_cast<AVFilterGraph*>(given);
+        for (unsigned i = 0; i < graph.nb_filters; ++i) {
+            AVFilterContext* filter = graph.filters[i];
+            EXPECT_NE(filter->hw_device_ctx, nullptr) << filter->name;
+            if (filter->hw_device_ctx != nullptr) {
+                EXPECT_EQ(filter->hw_device_ctx->data, device) << filter->name;
+            }
+            if (std::strcmp(filter->name, "in") == 0) {
+                AVPixelFormat format = AV_PIX_FMT_NONE;
+                EXPECT_GE(av_opt_get_pixel_fmt(filter, "pix_fmt", AV_OPT_SEARCH_CHILDREN, &format), 0);
+                EXPECT_EQ(format, AV_PIX_FMT_YUV444P);
+            }
+        }
+        return 0;
+    });
+    mConfig["pix_fmt"] = "yuv444p";
+    mConfig["filter"] = "format=nv12,hwupload";
+    const VideoEncoder encoder(mConfig);
+    EXPECT_EQ(configured, 1);
+    EXPECT_EQ(encoder.codecContext()->pix_fmt, AV_PIX_FMT_VAAPI);
 }
 
 TEST_F(Vaapi, ThatFailsToOpenIsNamed) {

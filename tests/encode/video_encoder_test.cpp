@@ -23,7 +23,6 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-using test::encodeAll;
 using test::frameAt;
 using test::kVideoSize;
 using test::LogCapture;
@@ -230,6 +229,7 @@ class VideoSending : public Video {
 protected:
     static std::vector<VideoFrame> frames(int count, AVPixelFormat format = AV_PIX_FMT_YUV420P) {
         std::vector<VideoFrame> result;
+        result.reserve(static_cast<std::size_t>(count));
         for (int i = 0; i < count; ++i) {
             result.push_back(
                 frameAt(pattern(kVideoSize, format, static_cast<unsigned>(i)).picture, i * 40000));
@@ -430,6 +430,23 @@ TEST_F(VideoFiltering, ChangesThePictures) {
     }
 }
 
+// The rows of such a picture lie backwards in memory.
+TEST_F(VideoFiltering, MayTurnThePicturesUpsideDown) {
+    VideoEncoder encoder(configWith("vflip"));
+    const test::Pattern source = pattern(kVideoSize, AV_PIX_FMT_YUV420P, 3);
+    EXPECT_TRUE(encoder.sendFrame(frameAt(source.picture, 0)).ok);
+    const auto packet = encoder.receivePacket();
+    ASSERT_TRUE(packet);
+    const auto width = static_cast<std::size_t>(kVideoSize.width);
+    for (int y = 0; y < kVideoSize.height; ++y) {
+        EXPECT_EQ(
+            std::memcmp(packet->data + y * kVideoSize.width,
+                        &source.bytes[static_cast<std::size_t>(kVideoSize.height - 1 - y) * width], width),
+            0)
+            << y;
+    }
+}
+
 TEST_F(VideoFiltering, ThatKeepsAFrameIsASuccessAndMovesTheLedger) {
     VideoEncoder encoder(configWith("reverse"));
     const LogCapture log(5);
@@ -581,6 +598,8 @@ TEST_F(Video, ChoosesAFormatForWellKnownEncoders) {
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, AV_PIX_FMT_RGBA), AV_PIX_FMT_RGBA);
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, AV_PIX_FMT_YUVA420P), AV_PIX_FMT_RGBA);
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, AV_PIX_FMT_YUV420P), AV_PIX_FMT_RGB24);
+    // What has no description has no alpha either.
+    EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, AV_PIX_FMT_NONE), AV_PIX_FMT_RGB24);
     // Alpha is known of NVA12, whatever its number means to FFmpeg.
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, NVA12), AV_PIX_FMT_RGBA);
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_RAWVIDEO, AV_PIX_FMT_RGBA), AV_PIX_FMT_NONE);

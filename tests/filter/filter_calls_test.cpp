@@ -1,5 +1,5 @@
 // What filter graphs make of calls of FFmpeg and of the C library that fail. The linker leads them here.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstring>
 #include <functional>
@@ -36,6 +36,8 @@ struct Failures {
     // A code for what the source is given.
     int sending = 0;
     int sendingFlags = -1;
+    // What the source was given.
+    std::string arguments;
 };
 
 Failures& failures() {
@@ -63,7 +65,11 @@ int __wrap_avfilter_graph_create_filter(AVFilterContext** context, const AVFilte
         return vidorra::AvError::OutOfMemory.code();
     }
     const std::string& instead = failures().sourceArguments;
-    const bool replace = !instead.empty() && std::strcmp(name, "in") == 0;
+    const bool isSource = std::strcmp(name, "in") == 0;
+    const bool replace = !instead.empty() && isSource;
+    if (isSource) {
+        failures().arguments = arguments;
+    }
     return __real_avfilter_graph_create_filter(context, filter, name, replace ? instead.c_str() : arguments,
                                                opaque, graph);
 }
@@ -98,6 +104,8 @@ int __wrap_av_buffersrc_add_frame_flags(AVFilterContext* source, AVFrame* frame,
 
 namespace vidorra::test {
 namespace {
+
+using testing::StartsWith;
 
 class FilterCalls : public testing::Test {
 protected:
@@ -137,6 +145,34 @@ TEST_F(FilterCalls, ElementsThatAreMissingAreNamedByTheirKind) {
     }
 }
 
+TEST_F(FilterCalls, TheSourceOfAGraphIsDeclaredByTheContext) {
+    const ContextPtr pictures = videoContext();
+    pictures->sample_aspect_ratio = {16, 11};
+    const FilterGraphVideo video("null", *pictures, nullptr, AV_PIX_FMT_NV12);
+    EXPECT_THAT(failures().arguments,
+                StartsWith("video_size=64x48:pix_fmt=nv12:time_base=1/25:pixel_aspect=16/11"));
+    const ContextPtr samples = audioContext(0x60f);
+    samples->sample_rate = 44100;
+    const FilterGraphAudio audio("anull", *samples);
+    EXPECT_EQ(failures().arguments,
+              "time_base=1/48000:sample_rate=44100:sample_fmt=s16:channel_layout=0x60f");
+}
+
+TEST_F(FilterCalls, TheSourceOfAWrapperIsDeclaredByTheFrame) {
+    FFmpegFilterWrapper pictures;
+    pictures.setFilterSpec("null");
+    pictures.initializeVideo(Picture({64, 48}, AV_PIX_FMT_NV12, AVCOL_RANGE_UNSPECIFIED, 32));
+    EXPECT_EQ(failures().arguments, "video_size=64x48:pix_fmt=nv12:time_base=1/1:pixel_aspect=1/1");
+    FFmpegFilterWrapper samples;
+    samples.setFilterSpec("anull");
+    AudioBuffer buffer(0x60f, AV_SAMPLE_FMT_FLTP);
+    buffer.setSampleRate(44100);
+    buffer.resize(10);
+    samples.initializeAudio(buffer);
+    EXPECT_EQ(failures().arguments,
+              "time_base=1/1000000:sample_rate=44100:sample_fmt=fltp:channel_layout=0x60f");
+}
+
 TEST_F(FilterCalls, AContextOfTheOtherKindIsRefusedBeforeElementsAreLookedUp) {
     failures().lookup = "buffer";
     const ContextPtr sound = audioContext();
@@ -169,14 +205,16 @@ TEST_F(FilterCalls, ASinkThatCannotBePinnedIsNamedWithTheCode) {
 // FFmpeg's source would refuse these settings first.
 TEST_F(FilterCalls, WhatTheSinkCannotBePinnedToIsSaid) {
     failures().sourceArguments = "time_base=1/48000:sample_rate=48000:sample_fmt=s16:channel_layout=0x3";
-    const auto text = [](const char* what) { return FFmpegError(AvError::InvalidArgument, what).what(); };
+    const auto text = [](const char* what) {
+        return std::string(FFmpegError(AvError::InvalidArgument, what).what());
+    };
     const ContextPtr withoutFormat = audioContext(0);
     withoutFormat->sample_fmt = AV_SAMPLE_FMT_NONE;
     withoutFormat->sample_rate = 0;
-    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output sample format")),
+    EXPECT_THROW_TEXT(FFmpegError, text("Cannot set output sample format"),
                       FilterGraphAudio("anull", *withoutFormat));
-    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output channel layout")), audio(0, 0));
-    EXPECT_THROW_TEXT(FFmpegError, std::string(text("Cannot set output sample rate")), audio(3, 0));
+    EXPECT_THROW_TEXT(FFmpegError, text("Cannot set output channel layout"), audio(0, 0));
+    EXPECT_THROW_TEXT(FFmpegError, text("Cannot set output sample rate"), audio(3, 0));
 }
 
 TEST_F(FilterCalls, ShortMemoryIsABadAlloc) {
@@ -195,6 +233,19 @@ TEST_F(FilterCalls, ShortMemoryIsABadAlloc) {
     failures().text = true;
     expectAll();
     EXPECT_THROW_TEXT(std::runtime_error, "Out of memory", filterPicture());
+}
+
+// Unlike a graph that FFmpeg refuses.
+TEST_F(FilterCalls, AGraphThatMemoryWasShortForIsBuiltByTheNextFrame) {
+    FFmpegFilterWrapper filter;
+    filter.setFilterSpec("hflip");
+    Picture picture({64, 48}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG, 32);
+    for (bool Failures::*shortage : {&Failures::list, &Failures::graph}) {
+        failures().*shortage = true;
+        EXPECT_THROW(static_cast<void>(filter.processPicture(picture)), std::bad_alloc);
+        failures().*shortage = false;
+    }
+    EXPECT_EQ(filter.processPicture(picture).frameSize(), picture.frameSize());
 }
 
 TEST_F(FilterCalls, FramesArePushedThroughTheGraph) {

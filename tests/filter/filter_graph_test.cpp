@@ -141,6 +141,8 @@ TEST(FilterGraph, AFormatWithoutANameStandsForYuv420p) {
         FilterGraphVideo graph("null", *context, nullptr, format);
         AvPtr<AVFrame> frame = plainPicture(50, 100);
         EXPECT_TRUE(graph.filterFrame(frame).ok);
+        const SeenGraph seen("null", *context, nullptr, format);
+        EXPECT_EQ(seen.graph().filters[0]->outputs[0]->format, AV_PIX_FMT_YUV420P);
     }
 }
 

@@ -55,7 +55,7 @@ public:
     /// Opens the codec. Throws FFmpegError when that fails; it may be tried again then.
     void openCodec();
 
-    /// Copies what a muxer has to know of the stream.
+    /// Copies what a muxer has to know of the stream. AvError::OutOfMemory when there is no memory for it.
     AvRes fillCodecParameters(AVCodecParameters& parameters) const;
 
     /// Tells the ledger whether a frame had no signal, with its time in the time base of the context. Derived
@@ -69,10 +69,13 @@ public:
     [[nodiscard]] bool wasNoSignalAt(const Timestamp& timestamp) const;
 
     /// The next packet, with times in the time base of the context, and marked Packet::NoSignal by the
-    /// ledger. AvError::Again asks for more frames, AvError::Eof says that the stream has ended.
+    /// ledger. AvError::Again asks for more frames, AvError::Eof says that the stream has ended;
+    /// AvError::InvalidArgument when the codec is not open, and other errors of FFmpeg.
     [[nodiscard]] tl::expected<Packet, AvError> receivePacket();
 
-    /// Begins the end of the stream: receivePacket() gives what is left, then AvError::Eof.
+    /// Begins the end of the stream: receivePacket() gives what is left, then AvError::Eof. AvError::Eof for
+    /// a stream that is ending already, AvError::Again when packets have to be received first,
+    /// AvError::InvalidArgument when the codec is not open.
     AvRes sendEndOfStream();
 
     /// Ends the stream and throws away the packets that are left. Gives whether the end was reached. FFmpeg

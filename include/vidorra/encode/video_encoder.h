@@ -36,9 +36,8 @@ namespace vidorra {
 ///     pix_fmt                       the name of the pixel format of the pictures; "yuv420p"
 ///     options                       a map of options of the codec, such as "b" and "g"
 ///     filter                        filters of FFmpeg between the pictures and the codec
-///     vaapi_device                  a device that the codec and the filters use, such as
-///     "/dev/dri/renderD128";
-///                                   the filters have to upload the pictures to it
+///     vaapi_device                  the path of a device that the codec and the filters use; the filters
+///                                   have to upload the pictures to it
 ///
 /// Pictures are marked as full-range. One that is in the pixel format of the codec is never copied and goes
 /// in as it is; another one is converted, and loses its metadata and its timecode.
@@ -57,11 +56,11 @@ public:
     /// Gives a picture to the encoder, with its time brought into the time base of the encoder. The encoder
     /// keeps references to the pixels as long as it needs them.
     ///
-    /// Gives AvError::InvalidArgument for an empty frame and for a picture that has not the size of the
-    /// encoder, AvError::Again when packets have to be received first, AvError::Eof when a filter has ended,
-    /// which ends the stream, and other errors of FFmpeg. A frame that a filter keeps for now is a success.
-    /// Throws ScalerUnsupportedError for a picture that cannot be converted, std::runtime_error for one that
-    /// is too small to be.
+    /// Gives AvError::InvalidArgument for an empty frame and where a picture, as the filter leaves it, has
+    /// not the size and format of the encoder, AvError::Again when packets have to be received first,
+    /// AvError::Eof when a filter has ended, which ends the stream, and other errors of FFmpeg. A frame that
+    /// a filter keeps for now is a success. Throws ScalerUnsupportedError for a picture that cannot be
+    /// converted, std::runtime_error for one that is too small to be, std::bad_alloc when there is no memory.
     AvRes sendFrame(const VideoFrame& frame);
 
     /// The format in which an encoder takes pictures of the format `wanted`: that one, else the first one in

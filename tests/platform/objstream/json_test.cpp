@@ -93,6 +93,8 @@ constexpr Refusal kRefusals[] = {
     {"{\"a\": 1,\n \"b\":}", 2, 6, "syntax error while parsing value - unexpected '}'"},
     {"[1,\n2,\n\n  3 4]", 4, 5, "syntax error while parsing array - unexpected number literal"},
     {"[1,", 1, 3, "syntax error while parsing value - unexpected end of input"},
+    // The end of a line is its last character.
+    {"[1,\n", 1, 4, "syntax error while parsing value - unexpected end of input"},
     {"[1]\n]", 2, 1, "syntax error while parsing value - unexpected ']'"},
     {"// 1\n1", 1, 1, "syntax error while parsing value - invalid literal"},
     {"\"a\nb\"", 1, 3, "syntax error while parsing value - invalid string: control character U+000A (LF)"},
