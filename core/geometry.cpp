@@ -5,18 +5,9 @@
 #include <istream>
 #include <ostream>
 
+#include "core/rect_edges.h"
+
 namespace vidorra {
-namespace {
-
-// Edges are computed wide: a rectangle near the limits of 32 bits has them beyond.
-std::int64_t right(const Rect& rect) {
-    return std::int64_t{rect.x} + rect.width;
-}
-std::int64_t bottom(const Rect& rect) {
-    return std::int64_t{rect.y} + rect.height;
-}
-
-}  // namespace
 
 Size Size::scaledProportional(Size target) const {
     if (width == 0 || height == 0 || target.width == 0 || target.height == 0) {

@@ -2,22 +2,12 @@
 
 #include <cstdint>
 
+#include "core/rect_edges.h"
 #include "process/chroma_grid.h"
 #include "process/video_frame_rect.h"
 #include "vidorra/picture/video_frame.h"
 
 namespace vidorra {
-namespace {
-
-// Edges lie beyond 32 bits where a rectangle is near their limits.
-std::int64_t right(const Rect& rect) {
-    return std::int64_t{rect.x} + rect.width;
-}
-std::int64_t bottom(const Rect& rect) {
-    return std::int64_t{rect.y} + rect.height;
-}
-
-}  // namespace
 
 VideoFrame VideoFrame::crop(const Rect& rect) const {
     const Rect visible = rectOf(*this).intersected(rect);

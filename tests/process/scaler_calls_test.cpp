@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <new>
 #include <string>
 #include <utility>
@@ -302,87 +303,35 @@ TEST_F(ScalerCalls, DoNotLookAtWhatTheScalingSays) {
 TEST_F(ScalerCalls, WriteTheRangesOnlyWhereOneOfThemIsAnother) {
     struct Row {
         AVColorRange src, dst;
-        int srcFull, dstFull;
+        // What is there: whether the source and the destination are full.
+        std::array<int, 2> full;
         Order calls;
-        int wantedSrc, wantedDst;
+        // The same as it is written.
+        std::array<int, 2> wanted = {};
     };
     const Order none;
     const Order read = {"read"};
     const Order both = {"read", "write"};
     const Row rows[] = {
-        {.src = kAny, .dst = kAny, .srcFull = 1, .dstFull = 0, .calls = none, .wantedSrc = 0, .wantedDst = 0},
-        {.src = kLimited,
-         .dst = kFull,
-         .srcFull = 0,
-         .dstFull = 1,
-         .calls = read,
-         .wantedSrc = 0,
-         .wantedDst = 0},
-        {.src = kAny,
-         .dst = kFull,
-         .srcFull = 0,
-         .dstFull = 1,
-         .calls = read,
-         .wantedSrc = 0,
-         .wantedDst = 0},
-        {.src = kFull,
-         .dst = kAny,
-         .srcFull = 1,
-         .dstFull = 0,
-         .calls = read,
-         .wantedSrc = 0,
-         .wantedDst = 0},
-        {.src = kLimited,
-         .dst = kFull,
-         .srcFull = 0,
-         .dstFull = 0,
-         .calls = both,
-         .wantedSrc = 0,
-         .wantedDst = 1},
-        {.src = kFull,
-         .dst = kLimited,
-         .srcFull = 0,
-         .dstFull = 0,
-         .calls = both,
-         .wantedSrc = 1,
-         .wantedDst = 0},
-        {.src = kLimited,
-         .dst = kLimited,
-         .srcFull = 1,
-         .dstFull = 1,
-         .calls = both,
-         .wantedSrc = 0,
-         .wantedDst = 0},
+        {.src = kAny, .dst = kAny, .full = {1, 0}, .calls = none},
+        {.src = kLimited, .dst = kFull, .full = {0, 1}, .calls = read},
+        {.src = kAny, .dst = kFull, .full = {0, 1}, .calls = read},
+        {.src = kFull, .dst = kAny, .full = {1, 0}, .calls = read},
+        {.src = kLimited, .dst = kFull, .full = {0, 0}, .calls = both, .wanted = {0, 1}},
+        {.src = kFull, .dst = kLimited, .full = {0, 0}, .calls = both, .wanted = {1, 0}},
+        {.src = kLimited, .dst = kLimited, .full = {1, 1}, .calls = both, .wanted = {0, 0}},
         // The flag of a side that is not specified stays.
-        {.src = kAny,
-         .dst = kFull,
-         .srcFull = 1,
-         .dstFull = 0,
-         .calls = both,
-         .wantedSrc = 1,
-         .wantedDst = 1},
-        {.src = kLimited,
-         .dst = kAny,
-         .srcFull = 1,
-         .dstFull = 1,
-         .calls = both,
-         .wantedSrc = 0,
-         .wantedDst = 1},
+        {.src = kAny, .dst = kFull, .full = {1, 0}, .calls = both, .wanted = {1, 1}},
+        {.src = kLimited, .dst = kAny, .full = {1, 1}, .calls = both, .wanted = {0, 1}},
         // Whatever else is specified is not full.
-        {.src = kOther,
-         .dst = kOther,
-         .srcFull = 1,
-         .dstFull = 1,
-         .calls = both,
-         .wantedSrc = 0,
-         .wantedDst = 0},
+        {.src = kOther, .dst = kOther, .full = {1, 1}, .calls = both, .wanted = {0, 0}},
     };
     int tables[2][4] = {};
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << "row " << &row - rows);
         swsCalls() = SwsCalls();
         swsCalls().scripted = true;
-        swsCalls().present = {tables[0], row.srcFull, tables[1], row.dstFull, 11, 22, 33};
+        swsCalls().present = {tables[0], row.full[0], tables[1], row.full[1], 11, 22, 33};
         (void)mScaler.scale(picture(AV_PIX_FMT_YUV444P, row.src), {16, 8}, AV_PIX_FMT_YUV444P, row.dst);
         Order expected = row.calls;
         expected.insert(expected.begin(), "context");
@@ -390,7 +339,7 @@ TEST_F(ScalerCalls, WriteTheRangesOnlyWhereOneOfThemIsAnother) {
         EXPECT_EQ(takeOrder(), expected);
         if (row.calls == both) {
             EXPECT_EQ(swsCalls().wanted,
-                      (Details{tables[0], row.wantedSrc, tables[1], row.wantedDst, 11, 22, 33}));
+                      (Details{tables[0], row.wanted[0], tables[1], row.wanted[1], 11, 22, 33}));
         }
     }
 }
