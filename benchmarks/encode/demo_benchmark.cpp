@@ -5,7 +5,6 @@
 // blending, filters and the video encoder have as many as the case says.
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
@@ -126,9 +125,9 @@ void runFfmpeg(const std::filesystem::path& clip, const std::filesystem::path& o
 }
 
 void runDemo(const std::filesystem::path& clip, const std::filesystem::path& config,
-             const std::filesystem::path& output, const std::string& seconds) {
-    test::run({VIDORRA_DEMO, clip.string(), "--seconds", seconds, "-o", output.string(), "--config",
-               config.string(), "--font", kFont});
+             const std::filesystem::path& output, const std::string& seconds, int threads) {
+    test::run({"env", fmt::format("VDR_ALPHABLEND_NUM_THREADS={}", threads), VIDORRA_DEMO, clip.string(),
+               "--seconds", seconds, "-o", output.string(), "--config", config.string(), "--font", kFont});
 }
 
 int videoPackets(const std::filesystem::path& file) {
@@ -149,7 +148,6 @@ void check(const std::filesystem::path& ours, const std::filesystem::path& their
 }
 
 void benchmark(const bench::Options& options, int threads, Comparison::Pinning pinning) {
-    setenv("VDR_ALPHABLEND_NUM_THREADS", std::to_string(threads).c_str(), 1);
     const std::string title = pinning == Comparison::Pinning::OneCpu
                                   ? "the demonstration, on one CPU"
                                   : fmt::format("the demonstration, {} threads", threads);
@@ -164,7 +162,7 @@ void benchmark(const bench::Options& options, int threads, Comparison::Pinning p
     Comparison comparison(title);
     comparison.add("demo", [&](Stopwatch& stopwatch) {
         stopwatch.start();
-        runDemo(clip, config, ours, seconds);
+        runDemo(clip, config, ours, seconds, threads);
         stopwatch.stop();
     });
     comparison.add("ffmpeg", [&](Stopwatch& stopwatch) {
