@@ -94,6 +94,8 @@ AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
         return handleFilterFailure(filtered, local);
     }
     if (!isReadable(*avFrame, codec)) {
+        logger::log(kLogWarning, logName())
+            << "sendFrame(): not of the encoder's channels and format: " << local;
         return AvError::InvalidArgument;
     }
     return avcodec_send_frame(&codec, avFrame.get());

@@ -384,9 +384,15 @@ TEST_P(BadAudioFrame, IsRefusedAndTheEncoderGoesOn) {
     const AudioFrame frame = GetParam().frame();
     const LogCapture log(2);
     EXPECT_EQ(encoder.sendFrame(frame).error, GetParam().error);
-    EXPECT_EQ(log.texts(), GetParam().lines);
+    std::vector<testing::Matcher<std::string>> lines;
+    for (const std::string& line : GetParam().lines) {
+        lines.push_back(StartsWith("audio-encoder-mp2: " + line));
+    }
+    EXPECT_THAT(log.texts(), testing::ElementsAreArray(lines));
     expectWorks(encoder, silence(1152));
 }
+
+constexpr const char* kOtherChannels = "sendFrame(): not of the encoder's channels and format: audio frame ";
 
 INSTANTIATE_TEST_SUITE_P(
     , BadAudioFrame,
@@ -394,25 +400,25 @@ INSTANTIATE_TEST_SUITE_P(
         AudioFrameRow{"Empty",
                       [] { return AudioFrame(); },
                       AvError::InvalidArgument,
-                      {"audio-encoder-mp2: sendFrame(): Couldn't encode empty AudioFrame."}},
+                      {"sendFrame(): Couldn't encode empty AudioFrame."}},
         // Deliberately no error: a stream goes on without what does not fit.
         AudioFrameRow{"OfAnotherRate",
                       [] { return silence(1152, 44100); },
                       AvError(0),
-                      {"audio-encoder-mp2: Audio audioFrame " + silence(1152, 44100).debugDescription() +
+                      {"Audio audioFrame " + silence(1152, 44100).debugDescription() +
                        " is not compatible with encoder"}},
         AudioFrameRow{"OfOneChannel",
                       [] { return silence(1152, 48000, AV_SAMPLE_FMT_S16, kMono); },
                       AvError::InvalidArgument,
-                      {}},
+                      {kOtherChannels}},
         AudioFrameRow{"OfSixChannels",
                       [] { return silence(1152, 48000, AV_SAMPLE_FMT_S16, 0x3f); },
                       AvError::InvalidArgument,
-                      {}},
+                      {kOtherChannels}},
         AudioFrameRow{"OfSixChannelsInAnotherFormat",
                       [] { return silence(1152, 48000, AV_SAMPLE_FMT_FLTP, 0x3f); },
                       AvError::InvalidArgument,
-                      {}},
+                      {kOtherChannels}},
         AudioFrameRow{"LongerThanTheCodecTakes", [] { return silence(1153); }, AvError::InvalidArgument, {}}),
     [](const auto& row) { return row.param.name; });
 
