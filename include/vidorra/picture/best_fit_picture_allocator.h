@@ -21,6 +21,8 @@ namespace vidorra {
 ///     BestFitPictureAllocator allocator(region.data(), region.size(), 32, 4096, false);
 ///     Picture picture = allocator.allocate(Size{1920, 1080}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
 ///
+/// A full region is an exception for whoever asks, and no reason to give up: release a picture and ask again.
+///
 /// Owns: the list of blocks, not the region, which must outlive the allocator and all its pictures. The
 /// allocator must outlive its pictures too: releasing one calls deallocate(). Threads: all operations from
 /// any thread; the mutex is held for one walk over the blocks, never while a picture is made or flushed. An

@@ -16,7 +16,11 @@ namespace vidorra {
 /// none either. Of an alpha with more than 8 bits the first byte decides, of a palette the index.
 [[nodiscard]] VIDORRA_API Rect alphaTrimmedRect(const Picture& picture);
 
-/// Whether two pictures have the same size, format, range (an unspecified one equals any) and, up to
+/// Whether two pictures are the same.
+///
+///     if (!comparePictures(expected, picture, 2, false, &std::cerr)) { ... }
+///
+/// That is, whether they have the same size, format, range (an unspecified one equals any) and, up to
 /// `tolerance` in each sample, the same pixels. Empty pictures equal nothing. With `skipLastComponent` the
 /// alpha of formats with four components is not looked at. Subsampled chroma is compared over half the size
 /// rounded down.
