@@ -37,8 +37,9 @@ namespace vidorra {
 ///
 /// The sum goes over as many components as there are planes, each with the bytes of its row from its own
 /// first one on: a plane of two components, or pixels in one plane, counts by the component that stands first
-/// in the format. Subsampled chroma counts with half the size rounded down. Errors: std::runtime_error when
-/// there is no memory.
+/// in the format. So every byte counts in planar formats, NV12, RGB24 and RGBA, but of each row not the bytes
+/// in front of that component where it is not the first: two in BGR24, one in ARGB and NV21. Subsampled
+/// chroma counts with half the size rounded down. Errors: std::runtime_error when there is no memory.
 [[nodiscard]] VIDORRA_API std::string getPlanesMD5(const Picture& picture);
 
 }  // namespace vidorra
