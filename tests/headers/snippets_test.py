@@ -55,7 +55,8 @@ def main():
     names = [line for line in arguments.list.read_text().split("\n") if line and not line.startswith("#")]
     headers = [folder / name for name in names for folder in folders if (folder / name).exists()]
     snippets = [(path, *snippet) for path in headers for snippet in header_snippets(path)]
-    snippets += [(path, *snippet) for path in sorted((root / "docs").glob("*.md")) for snippet in page_snippets(path)]
+    pages = sorted((root / "docs").glob("*.md"))
+    snippets += [(path, *snippet) for path in pages for snippet in page_snippets(path)]
 
     source = f'#include "{arguments.prelude.resolve()}"\n'
     for number, (path, start, lines) in enumerate(snippets):
@@ -64,9 +65,10 @@ def main():
         source += "\n".join(lines).replace("...", "") + f"\n{tail}\n}}\n"
 
     flags = [f"-I{folder}" for folder in folders]
-    libraries = ["libavcodec", "libavformat", "libavutil", "fmt"]
-    flags += subprocess.run(["pkg-config", "--cflags", *libraries], capture_output=True, text=True, check=True).stdout.split()
-    command = [arguments.compiler, "-x", "c++", "-fsyntax-only", "-std=c++17", "-Wall", "-Werror", "-Wno-unused", *flags, "-"]
+    pkg_config = ["pkg-config", "--cflags", "libavcodec", "libavformat", "libavutil", "fmt"]
+    flags += subprocess.run(pkg_config, capture_output=True, text=True, check=True).stdout.split()
+    warnings = ["-Wall", "-Werror", "-Wno-unused"]
+    command = [arguments.compiler, "-x", "c++", "-fsyntax-only", "-std=c++17", *warnings, *flags, "-"]
     result = subprocess.run(command, input=source, capture_output=True, text=True, check=False)
     print(result.stderr, file=sys.stderr, end="")
     print(f"{len(snippets)} snippets in {len({snippet[0] for snippet in snippets})} files")
