@@ -1,4 +1,4 @@
-// Prints every video frame of a media file.
+// Prints what each video packet of a media file gives.
 #include <iostream>
 
 #include <vidorra/vidorra.h>

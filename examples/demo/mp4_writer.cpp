@@ -53,6 +53,11 @@ void Mp4Writer::begin() {
 void Mp4Writer::write(const vidorra::Packet& packet, int stream) {
     vidorra::Packet copy(packet);
     const auto index = static_cast<std::size_t>(stream);
+    if (copy.duration == 0) {
+        // A picture: the unit of its time is the duration of one. The last one would last no time otherwise,
+        // and players would drop it.
+        copy.duration = 1;
+    }
     av_packet_rescale_ts(&copy, mTimebases.at(index), mContainer->streams[index]->time_base);
     copy.stream_index = stream;
     check(av_interleaved_write_frame(mContainer.get(), &copy), "cannot write", mPath);

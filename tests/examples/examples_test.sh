@@ -69,6 +69,9 @@ expect "the lost signal" '^    30 of them marked as without signal: 2\.000 s to 
 expect_equal "frames that can be decoded" \
     "$(ffprobe -v error -count_frames -select_streams v -show_entries stream=nb_read_frames,width,height,r_frame_rate \
         -of csv=p=0 "$work/out.mp4")" "160,90,30/1,90"
+# The last picture lasts as long as the others, or players would drop it.
+expect_equal "how long the recorded pictures last" \
+    "$(ffprobe -v error -select_streams v -show_entries stream=duration -of csv=p=0 "$work/out.mp4")" "3.000000"
 expect_equal "the recorded sound" \
     "$(ffprobe -v error -select_streams a -show_entries stream=codec_name,sample_rate,channels -of csv=p=0 \
         "$work/out.mp4")" "aac,44100,2"

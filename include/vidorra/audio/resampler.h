@@ -18,11 +18,12 @@ class PlanePool;
 /// between them.
 ///
 ///     Resampler resampler;
-///     const AudioBuffer samples = resampler.resample(input, 48000, 3, AV_SAMPLE_FMT_FLTP);
+///     const auto samples = resampler.resample(buffer, 48000, AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_FLTP);
 ///
-/// A change of rate holds some samples back, which come with the next buffer of the same kind. They are lost
-/// when a call has other parameters than the one before, or when the channel map is set; nothing else makes
-/// the filter anew.
+/// A change of rate holds some samples back, which come with the next buffer of the same kind: at the end of
+/// a stream, with a buffer of silence that lasts getDelay() or longer; an empty buffer brings none. They are
+/// lost when a call has other parameters than the one before, or when the channel map is set; nothing else
+/// makes the filter anew.
 ///
 /// Owns: FFmpeg's resampler and a pool of memory for results, which goes with the last of them. Copies: none.
 /// Threads: one at a time; results go on any.

@@ -8,6 +8,11 @@ namespace vidorra {
 
 /// An error code of FFmpeg: the negative value that one of its calls returned.
 ///
+///     const auto packet = encoder.receivePacket();
+///     if (!packet && packet.error() != AvError::Again) {
+///         std::cerr << packet.error().toString() << '\n';
+///     }
+///
 /// Threads: a plain value.
 class VIDORRA_API AvError {
 public:

@@ -9,6 +9,9 @@ namespace vidorra {
 
 /// The owner of an FFmpeg object. The deleter is a plain function, so that the type is the same whoever made
 /// it.
+///
+///     const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
+///     if (!frame) { throw std::bad_alloc(); }
 template <class T>
 using AvPtr = std::unique_ptr<T, void (*)(T*)>;
 

@@ -14,7 +14,8 @@ namespace vidorra {
 /// The result of one call of FFmpeg. A value of 0 or above is a success, and its amount is not kept.
 ///
 ///     const AvRes res = encoder.sendFrame(frame);
-///     if (!res.ok) { ... res.error ... }
+///     if (!res.ok && res.error != AvError::Again) { ... }
+///     AvRes(avformat_write_header(muxer, nullptr)).throwIfError("cannot begin {}", path);
 ///
 /// Threads: a plain value.
 struct [[nodiscard]] AvRes {

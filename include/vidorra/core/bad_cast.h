@@ -7,7 +7,14 @@
 
 namespace vidorra {
 
-/// A configuration value that could not be converted, such as a word that names no pixel format.
+/// A configuration value that could not be converted, such as a word that names no pixel format. The message
+/// has the word, and not the key under which it was found.
+///
+///     try {
+///         const VideoEncoder encoder(config);
+///     } catch (const BadCast& error) {
+///         std::cerr << error.what() << '\n';
+///     }
 class VIDORRA_API BadCast : public std::bad_cast {
 public:
     explicit BadCast(const std::string& message);

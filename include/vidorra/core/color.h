@@ -9,6 +9,9 @@
 namespace vidorra {
 
 /// A colour of four bytes in this order; alpha 255 is opaque. Opaque black by default.
+///
+///     const Color white(255, 255, 255);
+///     const Color veil("black@0.5");
 struct VIDORRA_API Color {
     std::uint8_t red = 0;
     std::uint8_t green = 0;

@@ -10,6 +10,10 @@ namespace vidorra {
 
 /// The owner of an FFmpeg dictionary: options on their way to FFmpeg, or strings on their way back.
 ///
+///     Dictionary options;
+///     av_dict_set(options.address(), "movflags", "faststart", 0);
+///     AvRes(avformat_write_header(muxer, options.address())).throwIfError("cannot begin {}", path);
+///
 /// Owns: the AVDictionary, null while it is empty.
 /// Threads: one at a time.
 class VIDORRA_API Dictionary {

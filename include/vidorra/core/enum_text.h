@@ -9,6 +9,8 @@
 /// The text forms of four enumerations of FFmpeg, by its own names: "yuv420p", "tv", "fltp", "h264". The
 /// operators stand in the global namespace because the enumerations do.
 ///
+///     std::cout << picture.pixelFormat() << ", " << picture.colorRange() << '\n';
+///
 /// Output writes the name, or where a value has none the enumeration's name with the number:
 /// "AVPixelFormat(9999)".
 ///

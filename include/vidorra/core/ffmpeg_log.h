@@ -7,5 +7,9 @@
 /// level plays no part. A line that FFmpeg writes in pieces arrives in pieces, each with the prefix of its
 /// context, and is cut at 1023 bytes.
 ///
-/// Nothing in the library calls this. Threads: any; FFmpeg logs from any thread.
+///     logger::setLevel(logger::Level::Info);
+///     ffmpeg_enable_logging();
+///
+/// Nothing in the library calls this: until then FFmpeg writes to stderr. Threads: any; FFmpeg logs from any
+/// thread.
 VIDORRA_API void ffmpeg_enable_logging();

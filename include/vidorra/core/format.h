@@ -3,6 +3,8 @@
 /// The only header that includes fmt. It gives fmt the text forms of FFmpeg's enumerations: without their
 /// formatters in sight fmt would print them as numbers and say nothing. There is none for AVSampleFormat,
 /// which stands as a number.
+///
+///     const std::string text = fmt::format("{} to {}", AV_PIX_FMT_NV12, AV_CODEC_ID_H264);
 
 #include <fmt/format.h>
 #if __has_include(<fmt/std.h>)

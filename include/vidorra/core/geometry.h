@@ -8,6 +8,8 @@
 namespace vidorra {
 
 /// A width and a height, in pixels where nothing else is said.
+///
+///     const Size thumbnail = picture.frameSize().scaledProportional(Size{320, 180});
 struct VIDORRA_API Size {
     std::int32_t width = 0;
     std::int32_t height = 0;
@@ -23,6 +25,7 @@ struct VIDORRA_API Size {
     friend constexpr bool operator!=(Size a, Size b) noexcept { return !(a == b); }
 };
 
+/// A place, in pixels from the top left corner.
 struct VIDORRA_API Point {
     std::int32_t x = 0;
     std::int32_t y = 0;
@@ -32,6 +35,8 @@ struct VIDORRA_API Point {
 };
 
 /// A rectangle; its right and bottom edges lie outside of it.
+///
+///     const Rect visible = Rect{1800, 0, 320, 200}.intersected(Rect{0, 0, 1920, 1080});
 struct VIDORRA_API Rect {
     std::int32_t x = 0;
     std::int32_t y = 0;

@@ -10,6 +10,8 @@ namespace vidorra {
 
 /// The strings that travel with a frame, ordered by key. A key may be empty.
 ///
+///     frame.metadata().addValue("source", "camera 1");
+///
 /// Threads: one at a time.
 class VIDORRA_API Metadata {
 public:

@@ -11,6 +11,8 @@ namespace vidorra {
 
 /// A timecode of SMPTE ST 12-1: hours, minutes, seconds, frames and a drop mark, for one frame rate.
 ///
+///     frame.addSideData(SMPTE12Timecode(10, 0, 0, 12, false, Timebase(1, 25)));
+///
 /// Threads: a plain value.
 class VIDORRA_API SMPTE12Timecode {
 public:

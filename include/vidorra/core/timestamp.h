@@ -30,6 +30,10 @@ struct VIDORRA_API Timebase {
 
 /// A time: a count of units of its base, or a null mark for a time that is not set.
 ///
+///     const Timestamp time(Timebase(1, 25), 250);
+///     const std::int64_t microseconds = time.rescale(Timebase()).value;  // 10000000
+///     const Timestamp next = time + Timestamp(Timebase(), 40000);        // 251, in units of 1/25 s
+///
 /// Arithmetic wraps at 64 bits and never fails. The null mark takes part in no arithmetic and in no
 /// comparison: a sum has the mark of its left operand, and a null operand counts with its value.
 ///

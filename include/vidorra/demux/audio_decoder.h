@@ -5,7 +5,11 @@
 
 namespace vidorra {
 
-/// A decoder of samples.
+/// A decoder of samples, driven as DecoderBase shows.
+///
+///     if (auto* decoder = dynamic_cast<AudioDecoder*>(source.getCodecContext(1).get())) {
+///         while (const auto frame = decoder->receive()) { ... }
+///     }
 class VIDORRA_API AudioDecoder : public DecoderBase {
 public:
     ~AudioDecoder() override;

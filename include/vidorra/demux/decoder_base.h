@@ -16,7 +16,15 @@
 namespace vidorra {
 
 /// One decoder: FFmpeg's cycle of sending packets and receiving frames. It becomes usable by prepareCodec()
-/// and openCodec().
+/// and openCodec(): nothing may be sent, received or drained before prepareCodec(), which is not checked.
+///
+///     VideoDecoder decoder;
+///     Dictionary options = decoder.prepareCodec(std::nullopt, *stream->codecpar);
+///     decoder.openCodec(options);
+///     decoder.send(packet).throwIfError("the decoder does not take a packet");
+///     while (const auto frame = decoder.receive()) { ... }
+///
+/// FormatContext makes such decoders by itself.
 ///
 /// Owns: its AVCodecContext. The destructor drains the decoder.
 /// Threads: one at a time.
@@ -38,7 +46,9 @@ public:
     /// AvError::Again asks to receive first.
     AvRes send(const Packet& packet) const;
 
-    /// The same without the look at the size; an AVPacket without data begins the end of the stream.
+    /// The same without the look at the size. An AVPacket without data begins the end of the stream, after
+    /// which receiving gives what the decoder holds back, then AvError::Eof; drain() makes it ready for new
+    /// packets.
     AvRes send(const AVPacket& packet) const;
 
     /// The next frame. AvError::Again asks for more packets, AvError::Eof says that the stream has ended.

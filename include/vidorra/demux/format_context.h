@@ -73,7 +73,7 @@ public:
     /// The number of streams, 0 when closed.
     [[nodiscard]] unsigned tracksNumber() const noexcept;
 
-    /// A stream of the open source. The index is not checked.
+    /// A stream of the open source, owned by it. The index is not checked.
     [[nodiscard]] AVStream* trackAtIndex(unsigned index) const noexcept;
 
     /// FFmpeg's own object, null when closed.
@@ -122,7 +122,8 @@ public:
 
     /// Goes to the last key frame at or before a time, given with the time origin in it. Does nothing when
     /// closed. Throws std::runtime_error with FFmpeg's text when the source cannot do that. Decoders keep
-    /// what they hold: see drainDecoders().
+    /// what they hold: see drainDecoders(). Decoding then begins at that key frame: what comes before the
+    /// time is for the caller to leave out.
     void seek(Timestamp to);
 
     /// Throws away what the decoders still hold and makes them ready for new data.

@@ -20,6 +20,9 @@ namespace vidorra {
 /// Times are in microseconds where the library read the packet, and in the time base of the codec where it
 /// encoded it.
 ///
+///     Packet packet = source.readPacket();
+///     av_packet_rescale_ts(&packet, Timebase(), stream->time_base);
+///
 /// Owns: the reference to its data.
 /// Threads: one at a time.
 /// Errors: copying throws FFmpegError when FFmpeg cannot make a reference.

@@ -5,7 +5,14 @@
 
 namespace vidorra {
 
-/// A decoder of pictures.
+/// A decoder of pictures, driven as DecoderBase shows. These are the frames that one holds back at the end of
+/// the data:
+///
+///     if (auto* decoder = dynamic_cast<VideoDecoder*>(source.getCodecContext(0).get())) {
+///         const Packet end;
+///         decoder->send(static_cast<const AVPacket&>(end)).throwIfError("the decoder does not end");
+///         while (const auto frame = decoder->receive()) { ... }
+///     }
 class VIDORRA_API VideoDecoder : public DecoderBase {
 public:
     enum class Acceleration { None, Hardware };

@@ -18,8 +18,8 @@ namespace vidorra {
 ///     config["options"]["ac"] = 2;
 ///     config["options"]["b"] = 128000;
 ///     AudioEncoder encoder(config);
-///     const AvRes res = encoder.sendFrame(frame);
-///     while (auto packet = encoder.receivePacket()) { ... *packet ... }
+///     encoder.sendFrame(AudioFrame(buffer, time)).throwIfError("the encoder does not take a frame");
+///     while (const auto packet = encoder.receivePacket()) { ... }
 ///
 /// Besides the two keys of EncoderBase, of which one is needed, the configuration may have
 ///
@@ -32,7 +32,8 @@ namespace vidorra {
 /// such as channel_layout "5.1". The time base is that which FFmpeg chooses, 1 over the rate.
 ///
 /// Frames are of the encoder's rate and channels. Nothing collects samples: an encoder with a frame size of
-/// its own, which codecContext() tells, takes frames of that size, and a shorter one as its last.
+/// its own, codecContext()->frame_size, takes frames of that size, and a shorter one as its last.
+/// docs/RECIPES.md tells how to make them.
 ///
 /// Owns: what EncoderBase owns, a filter graph and a resampler. Threads: one at a time.
 class VIDORRA_API AudioEncoder : public EncoderBase {

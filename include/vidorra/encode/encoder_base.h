@@ -17,8 +17,10 @@ namespace vidorra {
 /// One encoder: the choice of an FFmpeg encoder by a configuration, its options, and the packets that come
 /// out of it. Frames go in through the derived classes.
 ///
-///     encoder.sendFrame(frame);
-///     while (auto packet = encoder.receivePacket()) { ... *packet ... }
+///     encoder.sendFrame(frame).throwIfError("the encoder does not take a frame");
+///     while (const auto packet = encoder.receivePacket()) { ... }
+///
+/// At the end sendEndOfStream() and the same loop. docs/RECIPES.md shows how packets get into a file.
 ///
 /// The configuration chooses the encoder by one of two keys, each a scalar:
 ///
@@ -47,9 +49,10 @@ public:
     /// Not virtual: delete an encoder through its own class.
     ~EncoderBase();
 
-    /// Sets an option of the context or of the codec by name; to be called before openCodec(). Throws
-    /// FFmpegError with AvError::OptionNotFound, AvError::OutOfRange, AvError::InvalidArgument or another
-    /// error of FFmpeg. "ac", "channel_layout" and "ch_layout" are known whatever the version of FFmpeg.
+    /// Sets an option of the context or of the codec by name. Once the codec is open, as the derived classes
+    /// leave it, most options have no effect, and that is no error. Throws FFmpegError with
+    /// AvError::OptionNotFound, AvError::OutOfRange, AvError::InvalidArgument or another error of FFmpeg.
+    /// "ac", "channel_layout" and "ch_layout" are known whatever the version of FFmpeg.
     void setOption(const std::string& name, const std::string& value);
 
     /// Opens the codec. Throws FFmpegError when that fails; it may be tried again then.
@@ -69,13 +72,14 @@ public:
     [[nodiscard]] bool wasNoSignalAt(const Timestamp& timestamp) const;
 
     /// The next packet, with times in the time base of the context, and marked Packet::NoSignal by the
-    /// ledger. AvError::Again asks for more frames, AvError::Eof says that the stream has ended;
-    /// AvError::InvalidArgument when the codec is not open, and other errors of FFmpeg.
+    /// ledger. Packets of video have no duration. AvError::Again asks for more frames, AvError::Eof says that
+    /// the stream has ended; AvError::InvalidArgument when the codec is not open, and other errors of FFmpeg.
     [[nodiscard]] tl::expected<Packet, AvError> receivePacket();
 
     /// Begins the end of the stream: receivePacket() gives what is left, then AvError::Eof. AvError::Eof for
     /// a stream that is ending already, AvError::Again when packets have to be received first,
-    /// AvError::InvalidArgument when the codec is not open.
+    /// AvError::InvalidArgument when the codec is not open. It does not reach a filter in front of the codec:
+    /// frames that are still in there are lost.
     AvRes sendEndOfStream();
 
     /// Ends the stream and throws away the packets that are left. Gives whether the end was reached. FFmpeg

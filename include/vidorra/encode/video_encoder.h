@@ -26,8 +26,8 @@ namespace vidorra {
 ///     config["options"]["b"] = 4000000;
 ///     config["filter"] = "hqdn3d";
 ///     VideoEncoder encoder(config);
-///     encoder.sendFrame(frame);
-///     while (auto packet = encoder.receivePacket()) { ... }
+///     encoder.sendFrame(frame).throwIfError("the encoder does not take a frame");
+///     while (const auto packet = encoder.receivePacket()) { ... }
 ///
 /// Beside those of EncoderBase it reads these keys, and ignores all others:
 ///
@@ -35,12 +35,18 @@ namespace vidorra {
 ///     timebase_num, timebase_den    the unit of the packets' times in seconds; 1/1
 ///     pix_fmt                       the name of the pixel format of the pictures; "yuv420p"
 ///     options                       a map of options of the codec, such as "b" and "g"
-///     filter                        filters of FFmpeg between the pictures and the codec
+///     filter                        filters of FFmpeg between the pictures and the codec; see below
 ///     vaapi_device                  the path of a device that the codec and the filters use; the filters
 ///                                   have to upload the pictures to it
 ///
-/// Pictures are marked as full-range. One that is in the pixel format of the codec is never copied and goes
-/// in as it is; another one is converted, and loses its metadata and its timecode.
+/// The stream is marked as full-range. A picture in the pixel format of the codec is never copied and goes in
+/// as it is, whatever its range; of limited range it then shows without contrast. A picture in another format
+/// is converted, to full range, and loses its metadata and its timecode. docs/RECIPES.md shows how to bring
+/// pictures into full range. For a stream of limited range set the option "color_range" to "tv", and send
+/// limited pictures in the pixel format of the codec only. No picture is scaled.
+///
+/// A filter that changes the time base changes the packets' times: "yadif" doubles them, which
+/// "yadif,settb=1/25" undoes at 25 frames a second. See FilterGraphBase.
 ///
 /// Owns: the codec, the device and the filters.
 /// Threads: one at a time.
@@ -53,8 +59,9 @@ public:
     explicit VideoEncoder(const objstream::object& config);
     virtual ~VideoEncoder();
 
-    /// Gives a picture to the encoder, with its time brought into the time base of the encoder. The encoder
-    /// keeps references to the pixels as long as it needs them.
+    /// Gives a picture to the encoder, with its time brought into the time base of the encoder; of a null
+    /// time the count is taken. The encoder keeps references to the pixels as long as it needs them. Muxers
+    /// want times that rise, which is not looked at here.
     ///
     /// Gives AvError::InvalidArgument for an empty frame and where a picture, as the filter leaves it, has
     /// not the size and format of the encoder, AvError::Again when packets have to be received first,

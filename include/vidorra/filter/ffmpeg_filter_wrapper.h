@@ -46,11 +46,17 @@ public:
 
     /// The filtered frame. Its time stamp is the one that the graph gives, in the base of the stamp that went
     /// in, and null when that is; flags, metadata, side data and position are not passed on. A graph that
-    /// needs more frames gives an empty frame. Without a description, and for an empty frame, the result is
-    /// a copy of all that the frame holds. The pixels of `frame` itself become private.
+    /// needs more frames gives an empty frame, whose time stamp means nothing; what it still holds at the end
+    /// is lost. Without a description, and for an empty frame, the result is a copy of all that the frame
+    /// holds. The pixels of `frame` itself become private.
     ///
     /// Filters see stamps in microseconds under a time base of one second. The stamps of a filter that
-    /// changes the time base, such as "fps" and "aresample", are taken for microseconds as well.
+    /// changes the time base, such as "yadif" and "aresample", are taken for microseconds as well: those of
+    /// "yadif" come out doubled, and right with "yadif,settb=1".
+    ///
+    /// One frame goes in and at most one comes out. Filters that make more of them fall behind with every
+    /// frame, as "yadif=1" does. Filters that count in seconds take a frame's 40000 microseconds for as many
+    /// seconds, and "fps" fills them with frames until there is no memory.
     [[nodiscard]] VideoFrame processVideoFrame(VideoFrame& frame);
 
     /// The same for a picture without a time, which stays as it is.

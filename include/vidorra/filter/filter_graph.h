@@ -11,13 +11,15 @@
 namespace vidorra {
 
 /// A filter graph of FFmpeg between a frame and an encoder, or the absence of one. It is built once, for the
-/// settings of an open codec context, and then fed frame by frame.
+/// settings of an open codec context, and then fed frame by frame. VideoEncoder and AudioEncoder make one of
+/// their key "filter"; FFmpegFilterWrapper needs no codec.
 ///
 ///     FilterGraphVideo graph("yadif,scale=1280:720", context, nullptr, AV_PIX_FMT_YUV420P);
-///     AvPtr<AVFrame> frame = ...;
-///     const AvRes res = graph.filterFrame(frame);
-///     if (res.ok) { ... frame is what came out ... }
-///     else if (res.error == AvError::Again) { ... the graph needs more frames ... }
+///     frame.setTimestamp(frame.timestamp().rescale(context.time_base));
+///     AvPtr<AVFrame> filtered = frame.toAvFrame();
+///     const AvRes res = graph.filterFrame(filtered);
+///     if (res.ok) { ... }                            // it is what came out
+///     else if (res.error == AvError::Again) { ... }  // the graph needs more frames
 ///
 /// Owns: the graph, with its source and its sink. Copies: none; moving leaves the other one without a graph.
 /// Threads: one at a time.

@@ -30,6 +30,11 @@ struct AudioLevel {
 /// planes, with no check at all: what is written through one is seen through all. The count is per object, so
 /// resize() through one copy leaves the count of another stale.
 ///
+///     AudioBuffer buffer(AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_S16);
+///     buffer.setSampleRate(48000);
+///     buffer.resize(1024);
+///     std::memset(buffer.getPointersToPlanes()[0], 0, buffer.planeSize(1024));
+///
 /// Threads: one at a time, copies that share planes included, unless all of them only read.
 /// Errors: std::bad_alloc when there is no memory, besides what the operations say. Sample access without
 /// planes throws std::out_of_range.
@@ -38,7 +43,8 @@ public:
     /// Empty: no layout, AV_SAMPLE_FMT_NONE, no planes.
     AudioBuffer() = default;
 
-    /// No samples yet, which is not empty. `channelLayout` is a channel mask of FFmpeg.
+    /// No samples yet, which is not empty. `channelLayout` is a channel mask of FFmpeg, such as
+    /// AV_CH_LAYOUT_STEREO.
     AudioBuffer(unsigned long channelLayout, AVSampleFormat format);
 
     /// `samples` per channel at `rate` Hz in memory that is there already: as many planes as
@@ -74,9 +80,9 @@ public:
     /// Replaces the planes by new ones without memory and sets the count to 0. Copies keep the old planes.
     void createPlanes();
 
-    /// Makes every plane large enough for `samples` per channel, keeping what is there as far as it fits.
-    /// Throws std::runtime_error when layout and format have no size for that many; the count is `samples`
-    /// even then.
+    /// Makes every plane large enough for `samples` per channel, keeping what is there as far as it fits;
+    /// what is new holds anything. Throws std::runtime_error when layout and format have no size for that
+    /// many; the count is `samples` even then.
     void resize(unsigned long samples);
 
     /// The bytes of all planes together for `samples` per channel. Throws as resize().

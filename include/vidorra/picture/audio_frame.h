@@ -9,6 +9,8 @@
 namespace vidorra {
 
 /// A frame with audio samples.
+///
+///     const AudioFrame sound(buffer, Timestamp(Timebase(1, 48000), 0));
 class VIDORRA_API AudioFrame : public Frame {
 public:
     /// Empty, with a null time stamp.

@@ -21,6 +21,9 @@ namespace vidorra {
 ///     BestFitPictureAllocator allocator(region.data(), region.size(), 32, 4096, false);
 ///     Picture picture = allocator.allocate(Size{1920, 1080}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
 ///
+/// When the region is full, the operation that wanted a picture throws std::bad_alloc, as Scaler::scale() and
+/// FreeTypeTextRenderer::render() do; when pictures have been released it succeeds again.
+///
 /// Owns: the list of blocks, not the region, which must outlive the allocator and all its pictures. The
 /// allocator must outlive its pictures too: releasing one calls deallocate(). Threads: all operations from
 /// any thread; the mutex is held for one walk over the blocks, never while a picture is made or flushed. An

@@ -18,6 +18,9 @@ namespace vidorra {
 /// What decoders, queues and encoders pass along: a presentation time, flags, strings, side data, and the
 /// picture or the samples that a derived class adds. Copies share pixels and samples.
 ///
+///     frame.setTimestamp(Timestamp(Timebase(1, 25), 0));
+///     const bool noSignal = (frame.flags() & Frame::NoSignal) != Frame::NoFlags;
+///
 /// Threads: one at a time for an object; frames travel between threads by value.
 class VIDORRA_API Frame {
 public:

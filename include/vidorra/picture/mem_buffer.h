@@ -11,6 +11,9 @@ namespace vidorra {
 /// One counted reference to memory. Copies share the bytes; the memory goes, on whatever thread that is, when
 /// the last reference does.
 ///
+///     MemBuffer bytes(4096, true);
+///     const MemBuffer same = bytes;  // bytes.writeable() is false until this one has gone
+///
 /// Owns: exactly one AVBufferRef, or nothing: then it is empty.
 /// Threads: an object belongs to one thread at a time; objects that share bytes may live on different
 /// threads, of which none writes them. Errors: std::bad_alloc when FFmpeg has no memory for a buffer or a

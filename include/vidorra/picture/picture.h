@@ -56,7 +56,8 @@ public:
     /// The colour of `picture` with the pixels of `alpha` as its alpha plane, sharing the memory of both.
     /// `picture` is YUV420P, YUVA420P, NV12 or NVA12, whose own alpha plane is replaced; `alpha` is GRAY8 of
     /// the same size. Throws std::logic_error for other formats, for another size, when all four buffers are
-    /// taken by colour, and when the pixels of `alpha` lie in none of its buffers.
+    /// taken by colour, and when the pixels of `alpha` lie in none of its buffers. This is the way to an
+    /// NVA12 overlay from an image file: docs/RECIPES.md shows it.
     Picture(const Picture& picture, const Picture& alpha);
 
     [[nodiscard]] Size frameSize() const noexcept { return mSize; }
@@ -99,8 +100,9 @@ public:
     /// planes have all left a buffer.
     void removeUnusedBuffers();
 
-    /// Makes every buffer private, copying those that are shared into heap memory; the planes move along. A
-    /// buffer that cannot be copied stays shared, and those before it stay private.
+    /// Makes every buffer private, copying those that are shared into heap memory, also where they lay in an
+    /// allocator's; the planes move along. A buffer that cannot be copied stays shared, and those before it
+    /// stay private.
     void makeEditable();
 
     /// Copies the pixels of a picture of the same size and format; the colour range stays. Does nothing

@@ -10,6 +10,10 @@ namespace vidorra {
 /// Where processing code gets the pictures that it writes to, so that the caller decides where pixels live:
 /// on the heap, in one fixed region, or where a device reaches them.
 ///
+///     scaler.setPictureAllocator(&allocator);
+///     renderer.setPictureAllocator(&allocator);
+///     Picture picture = allocator.allocate(Size{1920, 1080}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
+///
 /// An allocator, and the memory that it hands out, must outlive its pictures. Threads: allocate() from any
 /// thread; pictures may be released on any thread.
 class VIDORRA_API PictureAllocator {

@@ -7,11 +7,15 @@
 #include "vidorra/core/geometry.h"
 #include "vidorra/picture/picture.h"
 
+/// Pictures from files and into files.
+///
+///     const vidorra::Picture picture = vidorra::loadPicture("logo.png", AV_PIX_FMT_RGBA, AVCOL_RANGE_JPEG);
+///     vidorra::savePicture(picture, "copy.png", AV_CODEC_ID_NONE);
 namespace vidorra {
 
 /// The picture of an image file, or of the first packet of any source that FFmpeg opens. With a `format` it
 /// is converted to that and to `range`; with AV_PIX_FMT_NONE it keeps the decoder's format and range, and
-/// `range` is ignored.
+/// `range` is ignored. Empty for a format that libswscale cannot make, NVA12 among them.
 ///
 /// One packet is read: an animated image gives its first picture, and a video whose first packet does not
 /// give a picture at once gives an error. Threads: all calls are free, as for the other operations here.

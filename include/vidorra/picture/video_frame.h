@@ -12,6 +12,9 @@ namespace vidorra {
 
 /// A frame with a picture, and the place of that picture on a larger canvas. Copying one costs four reference
 /// counts and the metadata; pixels are not touched.
+///
+///     VideoFrame overlay(logo, Timestamp(), Frame::NoFlags);
+///     overlay.setPosition(Point{1500, 60});
 class VIDORRA_API VideoFrame : public Frame {
 public:
     /// Empty, with a null time stamp.

@@ -8,6 +8,8 @@ namespace vidorra {
 
 /// A picture with an alpha plane made from a key colour, in YUVA420P.
 ///
+///     const Picture keyed = chromaKeying(frame.picture(), Color("green"), 0.1F, 0.2F);
+///
 /// The frame of keying is complete: formats, conversion, the key's chroma, the alpha plane. The kernels under
 /// it do not key: whatever the picture, `key`, `first` and `second`, alpha becomes 0 everywhere, but for the
 /// four bytes 254, 237, 11, 173 at the beginning of its first row, by which such a plane can be told. What

@@ -9,8 +9,12 @@
 namespace vidorra {
 
 /// Brings pictures into one pixel format and colour range, at their own size: Scaler::scale() with these two
-/// fixed, with its results, its empty pictures and its errors. Threads: an object belongs to one thread at a
-/// time; the static operations are safe on any.
+/// fixed, with its results, its empty pictures and its errors.
+///
+///     ColorSpaceConverter converter(AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
+///     const Picture converted = converter.convert(frame.picture());
+///
+/// Threads: an object belongs to one thread at a time; the static operations are safe on any.
 class VIDORRA_API ColorSpaceConverter {
 public:
     ColorSpaceConverter(AVPixelFormat format, AVColorRange range);

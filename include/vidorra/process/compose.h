@@ -17,6 +17,7 @@ enum class CheckColorRange { Yes = 0, No = 1 };
 /// Pairs of formats, destination first: NV12 and NV12, NV12 and NVA12, RGBA and RGBA, ARGB and ARGB, RGB24
 /// and RGB24, BGR24 and BGR24. Two pictures of one other format without alpha go together at full opacity, if
 /// its samples have 8 to 16 bits and lie in whole planes or pixels, YUV420P for one: their pixels are copied.
+/// docs/RECIPES.md shows how an image file becomes NVA12.
 ///
 /// Where a format has subsampled chroma, the position and both sizes are rounded down to whole chroma
 /// samples:

@@ -11,6 +11,8 @@ namespace vidorra {
 /// plane as it is. Colours of formats other than RGB are computed with the matrix of BT.601, in the full
 /// range for a picture of AVCOL_RANGE_JPEG and otherwise in the limited one.
 ///
+///     fillRectangle(screen, Rect{80, 560, 400, 100}, Color("orange"));
+///
 /// The part of `rect` that lies on the picture is filled, with its position and its size each rounded down to
 /// whole chroma samples: 3 by 3 pixels at 1, 1 of YUV420P are 2 by 2 at 0, 0. Nothing happens outside. The
 /// picture is marked as modified.

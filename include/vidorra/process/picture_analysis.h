@@ -16,7 +16,11 @@ namespace vidorra {
 /// none either. Of an alpha with more than 8 bits the first byte decides, of a palette the index.
 [[nodiscard]] VIDORRA_API Rect alphaTrimmedRect(const Picture& picture);
 
-/// Whether two pictures have the same size, format, range (an unspecified one equals any) and, up to
+/// Whether two pictures are the same.
+///
+///     if (!comparePictures(expected, picture, 2, false, &std::cerr)) { ... }
+///
+/// That is, whether they have the same size, format, range (an unspecified one equals any) and, up to
 /// `tolerance` in each sample, the same pixels. Empty pictures equal nothing. With `skipLastComponent` the
 /// alpha of formats with four components is not looked at. Subsampled chroma is compared over half the size
 /// rounded down.
@@ -33,8 +37,9 @@ namespace vidorra {
 ///
 /// The sum goes over as many components as there are planes, each with the bytes of its row from its own
 /// first one on: a plane of two components, or pixels in one plane, counts by the component that stands first
-/// in the format. Subsampled chroma counts with half the size rounded down. Errors: std::runtime_error when
-/// there is no memory.
+/// in the format. So every byte counts in planar formats, NV12, RGB24 and RGBA, but of each row not the bytes
+/// in front of that component where it is not the first: two in BGR24, one in ARGB and NV21. Subsampled
+/// chroma counts with half the size rounded down. Errors: std::runtime_error when there is no memory.
 [[nodiscard]] VIDORRA_API std::string getPlanesMD5(const Picture& picture);
 
 }  // namespace vidorra

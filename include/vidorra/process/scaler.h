@@ -24,8 +24,8 @@ public:
 ///
 ///     Scaler scaler;
 ///     scaler.setAlgorithm("bicubic");
-///     Picture small = scaler.scale(frame.picture(), Size{640, 360}, AV_PIX_FMT_RGB24,
-///     AVCOL_RANGE_UNSPECIFIED);
+///     const Picture small = scaler.scale(picture, Size{640, 360}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
+///     if (small.empty()) { ... }
 ///
 /// A scaler keeps what it prepared for one pair of sizes and formats and is quick as long as they stay the
 /// same: use one for each road of pictures. Formats with J in their name are prepared anew each time.
@@ -68,7 +68,8 @@ public:
     /// formats.
     ///
     /// When nothing changes the result shares the pixels of `src`. Ranges count as the same when either is
-    /// AVCOL_RANGE_UNSPECIFIED, and the result then keeps the range of `src`.
+    /// AVCOL_RANGE_UNSPECIFIED: if size and format stay too, the result keeps the range of `src`, and
+    /// otherwise it says `range`.
     ///
     /// Empty: for a size of 0, and for sizes and formats that libswscale cannot convert, NVA12 among them
     /// unless the FFmpeg in use has it itself. Throws ScalerUnsupportedError where only the range changes, or

@@ -7,6 +7,10 @@ namespace vidorra {
 /// Answers a time with the frame that covers it, or begins up to 5 microseconds later, and gives that frame
 /// away, so that no sample is played twice. Frames that have ended go. A frame is given whole, at its own
 /// start time.
+///
+///     AudioFrameQueue queue(100);
+///     const bool stored = queue.push(AudioFrame(buffer, time), std::chrono::milliseconds(10));
+///     const AudioFrame answer = queue.pop(time, std::chrono::milliseconds(10));
 class VIDORRA_API AudioFrameQueue : public BlockingFrameBufferBase<std::queue<AudioFrame>> {
 public:
     using BlockingFrameBufferBase::BlockingFrameBufferBase;

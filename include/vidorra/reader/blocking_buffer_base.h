@@ -12,6 +12,8 @@ namespace vidorra {
 /// The lock, the two conditions and the end of a bounded hand-over between a thread that pushes and threads
 /// that pop.
 ///
+///     if (const auto lock = queue.tryLockForPushFor(std::chrono::milliseconds(10))) { ... }
+///
 /// Threads: all operations from any thread.
 class VIDORRA_API BlockingBufferBase {
 public:

@@ -17,6 +17,9 @@ namespace vidorra {
 /// A bounded buffer of frames that one thread pushes in the order of their time stamps and others ask for by
 /// time. Which frame answers is the derived class's business.
 ///
+///     BlockingFrameBufferBase<std::deque<VideoFrame>>& frames = queue;
+///     const VideoFrame answer = frames.pop(time, std::chrono::milliseconds(10));
+///
 /// A derived class calls stop() in its destructor if threads may still wait.
 ///
 /// Threads: one pushes, any number pop. empty() and full() take no lock.

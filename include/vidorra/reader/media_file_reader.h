@@ -59,8 +59,8 @@ public:
     /// std::logic_error when closed.
     void selectTracks(std::optional<unsigned> audio, std::optional<unsigned> video);
 
-    /// The next frame of a selected track. Nothing without a selected track, at the end of a file that is
-    /// played once or cannot seek, and at the end of a loop that gave no frame at all. Throws
+    /// The next frame of a selected track. Nothing when closed or without a selected track, at the end of a
+    /// file that is played once or cannot seek, and at the end of a loop that gave no frame at all. Throws
     /// std::runtime_error when reading fails; another call then tries again. What cannot be decoded is logged
     /// and passed over.
     [[nodiscard]] std::variant<std::monostate, AudioFrame, VideoFrame> read();

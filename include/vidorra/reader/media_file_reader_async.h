@@ -20,10 +20,21 @@ namespace vidorra {
 /// time.
 ///
 ///     MediaFileReaderAsync reader("clip.mp4", MediaFileReader::PlaybackMode::Loop, 0, 0, nullptr);
-///     for (Timestamp time = now();; time = time + Timestamp(Timebase(1, 30), 1)) {
+///     const Timestamp start = now();
+///     Timestamp sound = start;
+///     for (std::int64_t tick = 0;; ++tick) {
+///         const Timestamp time = start + Timestamp(Timebase(1, 30), tick);
 ///         const VideoFrame frame = reader.getVideoFrame(time, std::chrono::milliseconds(10));
 ///         if (!frame.empty()) { ... }
+///         while (sound <= time) {
+///             const AudioFrame samples = reader.getAudioFrame(sound, std::chrono::milliseconds(0));
+///             if (samples.empty()) { sound = time + Timestamp(Timebase(), 1); break; }
+///             sound = samples.timestamp() + samples.audioBuffer().duration();
+///         }
 ///     }
+///
+/// An audio frame is given once, so its end is the next time to ask for: asked for with the times of
+/// pictures, frames between them would be left out.
 ///
 /// The first time asked for, of either kind, is answered by the file's zero; later ones are measured from it.
 /// Frames come with their time on the caller's clock. Until 250 ms of each track are buffered, or one queue
@@ -49,8 +60,8 @@ public:
 
     /// The video frame nearest to `pts` on the caller's clock, again if there is no newer one; it waits up to
     /// `timeout` for a first one. Empty until enough is buffered, which is not waited for, and when there is
-    /// none. Throws std::invalid_argument for a null time, std::logic_error for one that is not greater than
-    /// the one before.
+    /// none. Once enough is buffered, throws std::invalid_argument for a null time and std::logic_error for
+    /// one that is not greater than the one before.
     [[nodiscard]] VideoFrame getVideoFrame(const Timestamp& pts, std::chrono::microseconds timeout);
 
     /// The audio frame that covers `pts`, once; otherwise as getVideoFrame().

@@ -6,6 +6,10 @@ namespace vidorra {
 
 /// Answers a time with the frame nearest to it and keeps that frame, so that a picture can be shown again:
 /// the last frame is repeated until a newer one comes. Older frames go.
+///
+///     VideoFrameQueue queue(60);
+///     const bool stored = queue.push(std::move(frame), std::chrono::milliseconds(10));
+///     const VideoFrame answer = queue.pop(time, std::chrono::milliseconds(10));
 class VIDORRA_API VideoFrameQueue : public BlockingFrameBufferBase<std::deque<VideoFrame>> {
 public:
     using BlockingFrameBufferBase::BlockingFrameBufferBase;

@@ -41,7 +41,8 @@ public:
     struct Face;
     using FacePtr = std::unique_ptr<Face, void (*)(Face*)>;
 
-    /// Opens a font file of any kind that FreeType reads; `size` is in pixels to the em. As loadFace().
+    /// Opens a font file of any kind that FreeType reads; `size` is in pixels to the em, at least 1, which is
+    /// not checked. As loadFace().
     FreeTypeTextRenderer(const std::string& fontFile, int size);
     FreeTypeTextRenderer(const FreeTypeTextRenderer&) = delete;
     FreeTypeTextRenderer& operator=(const FreeTypeTextRenderer&) = delete;

@@ -11,6 +11,14 @@
 /// negative; what lies outside the destination does not show. `opacity` 1.0 is opaque, more acts as 1.0;
 /// below 1/255, negative or not a number, nothing is drawn. The bytes between rows stay as they are.
 ///
+///     unsigned char* dst[] = {screen.data()[0]};
+///     const unsigned char* src[] = {logo.data()[0]};
+///     const int dstLinesize[] = {screen.linesize()[0]};
+///     const int srcLinesize[] = {logo.linesize()[0]};
+///     vidorra::alphablend::blendRgba32(dst, dstLinesize, 1920, 1080,  // where to
+///                                      src, srcLinesize, 320, 200,    // what
+///                                      1500, 60, 1.0, 1);
+///
 /// Threads: no state and no locks. Source and destination may not overlap, and two calls at a time may not
 /// write the same rows. Errors: the functions with `numThreads` throw what getNumberOfThreads() and the start
 /// of a thread throw, the others nothing.

@@ -26,6 +26,11 @@ template <std::size_t Threads>
 /// An odd position of semi-planar rasters moves their U,V pairs by whole pairs: down where the destination is
 /// moved into, up where the source is.
 ///
+///     using namespace vidorra::alphablend;
+///     const Planes<pixel_format::RGB24, unsigned char*> dst{1920, 1080, bytes, 5760};
+///     const Planes<pixel_format::RGB24, const unsigned char*> src{320, 200, overlayBytes, 960};
+///     blendPlanesMultithreaded<8>(dst, src, Point{1500, 60}, Opacity(255), 2);
+///
 /// Throws std::system_error when a thread cannot be started; some rows may then be blended.
 template <std::size_t Threads, class Format1, class Pointer1, class Format2, class Pointer2>
 void blendPlanesMultithreaded(Planes<Format1, Pointer1> dst, Planes<Format2, Pointer2> src,

@@ -2,6 +2,9 @@
 
 /// The values that the blending functions work on: planes of a raster as pointers and line sizes, without any
 /// knowledge of pictures, and an opacity.
+///
+///     using namespace vidorra::alphablend;
+///     const Planes<pixel_format::RGBA32, unsigned char*> raster{1920, 1080, bytes, 7680};
 
 namespace vidorra::alphablend {
 

@@ -12,6 +12,9 @@ class WarningsStoreAsync;
 /// A warning that the user sees as long as this object holds it. Raise one by assigning what
 /// WarningsStoreAsync::add() gives, clear it by assigning a default one. It keeps its store alive.
 ///
+///     auto store = std::make_shared<WarningsStoreAsync>();
+///     const Warning noSignal = store->add("Input 1 has no signal");
+///
 /// Threads: one at a time.
 class VDR_UTILS_API Warning {
 public:
