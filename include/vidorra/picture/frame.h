@@ -41,7 +41,7 @@ public:
     /// as its pts. Throws std::runtime_error when empty. The AVFrame comes from av_frame_alloc or was reset.
     virtual void fillAVFrame(AVFrame* frame) const = 0;
 
-    /// Whether there is no picture, or no samples.
+    /// Whether there is no picture, or no audio buffer: one with a layout and no samples yet is one.
     [[nodiscard]] virtual bool empty() const = 0;
 
     /// One line about the frame, for logs.
