@@ -1,6 +1,5 @@
 #include "vidorra/core/enum_text.h"
 
-#include <cstring>
 #include <istream>
 #include <ostream>
 
@@ -20,17 +19,6 @@ static_assert(vidorra::NVA12 == vidorra::ffmpeg_ext::kNva12);
 template <class Enum>
 std::string nameOrNumber(const char* name, const char* enumName, Enum value) {
     return name != nullptr ? std::string(name) : fmt::format("{}({})", enumName, static_cast<int>(value));
-}
-
-// FFmpeg's own look-up takes every word that begins with the name of a range.
-AVColorRange colorRangeFromName(const std::string& name) {
-    for (int value = 0; value < AVCOL_RANGE_NB; ++value) {
-        const auto range = static_cast<AVColorRange>(value);
-        if (name == av_color_range_name(range)) {
-            return range;
-        }
-    }
-    return AVCOL_RANGE_NB;
 }
 
 std::string readWord(std::istream& stream) {
@@ -68,11 +56,12 @@ std::istream& operator>>(std::istream& stream, AVPixelFormat& format) {
 
 std::istream& operator>>(std::istream& stream, AVColorRange& range) {
     const std::string word = readWord(stream);
-    const AVColorRange found = colorRangeFromName(word);
-    if (found == AVCOL_RANGE_NB) {
+    // Deliberate: FFmpeg decides what a name is, and takes every word that begins with one.
+    const int found = av_color_range_from_name(word.c_str());
+    if (found < 0) {
         throw vidorra::BadCast(fmt::format("Unknown color range {}", word));
     }
-    range = found;
+    range = static_cast<AVColorRange>(found);
     return stream;
 }
 

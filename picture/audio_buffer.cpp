@@ -223,19 +223,18 @@ unsigned long AudioBuffer::availableSamples() const noexcept {
 }
 
 AudioLevel AudioBuffer::getAudioLevel() const {
-    ffmpeg_ext::AudioLevelRecord record{};
-    const int channelsPerPlane = planes().size() == 1 ? numberOfChannels() : 1;
+    const std::vector<MemBuffer>& all = planes();
     const auto samples = static_cast<std::int64_t>(availableSamples());
     if (samples == 0) {
         return {};
     }
-    if (planes().size() == 1) {
-        ffmpeg_ext::av_audio_level_calc(planes()[0].data(), samples, channelsPerPlane, mSampleFormat,
-                                        &record);
+    ffmpeg_ext::AudioLevelRecord record{};
+    if (all.size() == 1) {
+        ffmpeg_ext::av_audio_level_calc(all[0].data(), samples, numberOfChannels(), mSampleFormat, &record);
     } else {
-        for (std::size_t i = 0; i < std::min<std::size_t>(planes().size(), std::size(record.peak)); ++i) {
+        for (std::size_t i = 0; i < std::min(all.size(), std::size(record.peak)); ++i) {
             ffmpeg_ext::AudioLevelRecord channel{};
-            ffmpeg_ext::av_audio_level_calc(planes()[i].data(), samples, 1, mSampleFormat, &channel);
+            ffmpeg_ext::av_audio_level_calc(all[i].data(), samples, 1, mSampleFormat, &channel);
             record.peak[i] = channel.peak[0];
             record.rms[i] = channel.rms[0];
         }

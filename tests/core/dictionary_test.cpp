@@ -86,6 +86,17 @@ TEST(Dictionary, CopyConstructionCopiesAllEntries) {
     EXPECT_EQ(copy.getValue("b"), "2");
 }
 
+TEST(Dictionary, CopyHoldsOneOfTwoKeysThatDifferInCase) {
+    Dictionary original;
+    ASSERT_EQ(av_dict_set(original.address(), "KEY", "upper", AV_DICT_MATCH_CASE), 0);
+    ASSERT_EQ(av_dict_set(original.address(), "key", "lower", AV_DICT_MATCH_CASE), 0);
+    ASSERT_EQ(av_dict_count(original.get()), 2);
+    const Dictionary copy = original;
+    EXPECT_EQ(av_dict_count(copy.get()), 1);
+    EXPECT_EQ(copy.getValue("key"), "lower");
+    EXPECT_EQ(copy.getValue("KEY"), std::nullopt);
+}
+
 TEST(Dictionary, CopyAssignmentReplacesAllEntries) {
     const Dictionary original = dictionaryOf("a", "1");
     Dictionary target = dictionaryOf("old", "x");

@@ -131,13 +131,25 @@ TEST(ColorRangeText, OfAValueWithoutANameIsItsNumber) {
 }
 
 TEST(ColorRangeText, AnUnknownWordThrowsAndKeepsTheTarget) {
-    // Among them words that begin with a name, which FFmpeg's own look-up takes for it.
-    for (const std::string word : {"full", "jpeg", "tvfoo", "pcx", "unknownrange", "TV", "t", "1"}) {
+    for (const std::string word : {"full", "jpeg", "xtv", "TV", "t", "1"}) {
         SCOPED_TRACE(word);
         std::istringstream stream(word);
         AVColorRange value = AVCOL_RANGE_JPEG;
         EXPECT_THROW_TEXT(BadCast, "Unknown color range " + word, stream >> value);
         EXPECT_EQ(value, AVCOL_RANGE_JPEG);
+    }
+}
+
+TEST(ColorRangeText, IsTakenAsFFmpegTakesIt) {
+    // Among them words that only begin with a name.
+    for (const std::string word : {"tv", "pc", "unknown", "tvfoo", "pcx", "unknownrange", "mpeg", "full"}) {
+        SCOPED_TRACE(word);
+        const int expected = av_color_range_from_name(word.c_str());
+        if (expected < 0) {
+            EXPECT_THROW_TEXT(BadCast, "Unknown color range " + word, parsed<AVColorRange>(word));
+        } else {
+            EXPECT_EQ(parsed<AVColorRange>(word), expected);
+        }
     }
 }
 
@@ -249,8 +261,20 @@ TEST(EnumText, FormattersTakeTheSpecificationOfAString) {
     EXPECT_EQ(fmt::format("[{:s}]", AV_CODEC_ID_H264), "[h264]");
 }
 
-TEST(EnumText, ASampleFormatInAFormatStringStandsAsItsNumber) {
-    EXPECT_EQ(fmt::format("{}", static_cast<int>(AV_SAMPLE_FMT_NONE)), "-1");
+// Releases of fmt that do not print an enumeration as a number refuse it.
+template <class T>
+std::string formatted(T value) {
+    if constexpr (fmt::is_formattable<T>::value) {
+        return fmt::format("{}", value);
+    } else {
+        return std::to_string(value);
+    }
+}
+
+TEST(EnumText, ASampleFormatHasNoFormatterAndStandsAsItsNumber) {
+    EXPECT_EQ(formatted(AV_SAMPLE_FMT_NONE), "-1");
+    EXPECT_EQ(formatted(AV_SAMPLE_FMT_FLTP), "8");
+    EXPECT_EQ(formatted(AVCOL_RANGE_MPEG), "tv");
 }
 
 }  // namespace

@@ -77,6 +77,7 @@ TEST(AudioBufferFrames, ComeBackAsTheyWent) {
         EXPECT_EQ(frame->sample_rate, 96000);
         EXPECT_EQ(frame->nb_samples, kSamples);
         EXPECT_EQ(ffmpeg_ext::channelMask(*frame), kind.layout.mask);
+        EXPECT_EQ(ffmpeg_ext::channelCount(*frame), kind.layout.channels);
         EXPECT_EQ(frame->linesize[0], kind.planeBytes(kSamples));
         EXPECT_EQ(planesOf(*frame, kind.planes(), kind.planeBytes(kSamples)), planes);
         EXPECT_EQ(planesOf(loaded(*frame), kind.planeBytes(kSamples)), planes);
@@ -137,6 +138,7 @@ TEST(AudioBufferFrames, WithoutSamplesGetNoMemory) {
         EXPECT_EQ(frame->sample_rate, 8000);
         EXPECT_EQ(frame->format, kind.format.format);
         EXPECT_EQ(ffmpeg_ext::channelMask(*frame), kind.layout.mask);
+        EXPECT_EQ(ffmpeg_ext::channelCount(*frame), kind.layout.channels);
         const AudioBuffer back = loaded(*frame);
         EXPECT_FALSE(back.empty());
         EXPECT_EQ(back.numberOfSamples(), 0U);

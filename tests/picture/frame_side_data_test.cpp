@@ -59,6 +59,7 @@ TEST(FrameSideData, GoesWithCopiesAndMoves) {
     EXPECT_EQ(std::get<SMPTE12Timecode>(frame.sideData()[0]), kFirst) << "it is copied, not shared";
     const VideoFrame moved = std::move(frame);
     EXPECT_EQ(std::get<SMPTE12Timecode>(moved.sideData().at(0)), kFirst);
+    EXPECT_TRUE(frame.sideData().empty()) << "it is moved, not copied";
     AudioFrame audio = audioFrame();
     audio.addSideData(kFirst);
     EXPECT_EQ(AudioFrame(audio).sideData().size(), 1U);

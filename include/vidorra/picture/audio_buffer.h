@@ -99,7 +99,7 @@ public:
     void loadSamples(const std::vector<short>& samples);
 
     /// Gives a frame a copy of the samples, with count, rate, format and layout. The frame comes from
-    /// av_frame_alloc or was reset. Without samples it gets no memory.
+    /// av_frame_alloc or was reset. Without samples it gets no memory. Throws as resize().
     void fillAVFrame(AVFrame* frame) const;
 
     /// The start of each plane, null for a plane without memory.

@@ -41,10 +41,11 @@ public:
     virtual ~Frame();
 
     /// Makes an AVFrame share or copy the content, with the count of the time stamp, in the stamp's own base,
-    /// as its pts. Throws std::runtime_error when empty. The AVFrame comes from av_frame_alloc or was reset.
+    /// as its pts. The AVFrame comes from av_frame_alloc or was reset. Throws std::runtime_error when empty,
+    /// std::bad_alloc when memory is short.
     virtual void fillAVFrame(AVFrame* frame) const = 0;
 
-    /// Whether there is no picture, or no samples.
+    /// Whether there is no picture, or no audio buffer: one with a layout and no samples yet is one.
     [[nodiscard]] virtual bool empty() const = 0;
 
     /// One line about the frame, for logs.

@@ -7,6 +7,7 @@
 #include "platform/ffmpeg/buffers.h"
 #include "platform/ffmpeg/chapters.h"
 #include "platform/ffmpeg/native_declarations.h"
+#include "platform/ffmpeg/samples.h"
 
 extern "C" {
 #include <libavcodec/packet.h>
@@ -34,9 +35,18 @@ struct ChapterCall {
     const char* title;
 };
 
+struct LevelCall {
+    const void* samples;
+    std::int64_t count;
+    std::int64_t channels;
+    AVSampleFormat format;
+    void* level;
+};
+
 struct Recorder {
     std::vector<CreateCall> creates;
     std::vector<ChapterCall> chapters;
+    std::vector<LevelCall> levels;
     std::vector<std::string> names;
     std::vector<AVBufferRef*> refs;
     AVBufferRef* created = nullptr;
@@ -81,6 +91,15 @@ void av_buffer_flush(AVBufferRef* ref) {
 int av_side_data_set_chapter_metadata(AVPacket* packet, long first, unsigned long second, const char* title) {
     gRecorder.chapters.push_back({packet, first, second, title});
     return gRecorder.answer;
+}
+
+void av_audio_level_calc(const void* samples, std::int64_t count, std::int64_t channels,
+                         AVSampleFormat format, void* level) {
+    gRecorder.levels.push_back({samples, count, channels, format, level});
+    // Two arrays of eight numbers, one behind the other.
+    for (int i = 0; i < 16; ++i) {
+        static_cast<float*>(level)[i] = static_cast<float>(i);
+    }
 }
 
 }  // extern "C"
@@ -170,6 +189,22 @@ TEST_F(NativeFFmpeg, ChapterReachesFFmpegUnchanged) {
         EXPECT_EQ(call.first, LONG_MIN);
         EXPECT_EQ(call.second, ULONG_MAX);
         EXPECT_EQ(call.title, title);
+    }
+}
+
+TEST_F(NativeFFmpeg, LevelReachesFFmpegUnchangedAndComesBackAsTwoArrays) {
+    const float samples[6] = {};
+    AudioLevelRecord level{};
+    ffmpeg_ext::av_audio_level_calc(samples, 3, 2, AV_SAMPLE_FMT_FLT, &level);
+    ASSERT_EQ(gRecorder.levels.size(), 1U);
+    const LevelCall& call = gRecorder.levels[0];
+    EXPECT_EQ(call.samples, samples);
+    EXPECT_EQ(call.count, 3);
+    EXPECT_EQ(call.channels, 2);
+    EXPECT_EQ(call.format, AV_SAMPLE_FMT_FLT);
+    for (int i = 0; i < 8; ++i) {
+        EXPECT_EQ(level.peak[i], static_cast<float>(i));
+        EXPECT_EQ(level.rms[i], static_cast<float>(8 + i));
     }
 }
 
