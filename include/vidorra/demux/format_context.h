@@ -125,7 +125,8 @@ public:
     /// what they hold: see drainDecoders().
     void seek(Timestamp to);
 
-    /// Throws away what the decoders still hold and makes them ready for new data.
+    /// Throws away what the decoders still hold and makes them ready for new data. A decoder that cannot do
+    /// that is logged and passed over.
     void drainDecoders();
 
     /// A value of the source's metadata, empty when there is none, and when closed.

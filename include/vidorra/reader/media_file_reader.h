@@ -66,7 +66,8 @@ public:
     [[nodiscard]] std::variant<std::monostate, AudioFrame, VideoFrame> read();
 
     /// Goes back to the beginning; time stamps continue from the end of the last packet. Throws
-    /// std::logic_error when closed, std::runtime_error for a source that cannot seek.
+    /// std::logic_error when closed, std::runtime_error for a source that cannot seek, and with FFmpeg's text
+    /// when seeking fails. The warnings are withdrawn then, and the reader stays where it was.
     void restart();
 
     [[nodiscard]] State getState() const noexcept;
