@@ -348,6 +348,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Times{"BothUnset", {1, 25}, kUnset, kUnset, 1, kUnset, kUnset, 40000},
                     Times{"Zero", {1, 25}, 0, 0, 0, 5000000, 5000000, 0},
                     Times{"BeforeZero", {1, 25}, -1, -200, 0, 4960000, -3000000, 0},
+                    Times{"NegativeDuration", {1, 25}, 0, 0, -1, 5000000, 5000000, -40000},
                     // Rounded before the origin is added, to the nearest, half away from zero.
                     Times{"RoundedDown", {1, 3}, 1, 1, 1, 5333333, 5333333, 333333},
                     Times{"RoundedUp", {1, 3}, 2, 2, 2, 5666667, 5666667, 666667},

@@ -226,6 +226,24 @@ TEST_F(ScriptedReading, OpeningLooksAtTwoSecondsAtMostForWhatTheHeadersDoNotSay)
     EXPECT_EQ(searches, 1);
 }
 
+TEST_F(ScriptedReading, ARestartInTheMiddleContinuesFromTheEndOfWhatWasRead) {
+    open(Mode::Once);
+    const Script script({video(0, 40000), video(80000, 40000), video(7)});
+    readOne(*reader);
+    reader->restart();
+    EXPECT_EQ(readOne(*reader), (Got{'v', 120000}));
+    reader->restart();
+    EXPECT_EQ(readOne(*reader), (Got{'v', 160007}));
+}
+
+TEST_F(ScriptedReading, ARestartBeforeAnythingWasReadLeavesTheTimesOfTheFile) {
+    open(Mode::Once);
+    reader->restart();
+    reader->restart();
+    const Script script({video(7)});
+    EXPECT_EQ(readOne(*reader), (Got{'v', 7}));
+}
+
 // Lets a test see how far the origin is.
 class OpenReader : public MediaFileReader {
 public:
@@ -421,6 +439,20 @@ TEST_F(ScriptedReading, TheWarningsAreWithdrawnInOrderAndAfterTheFileIsClosed) {
     reader->close();
     EXPECT_THAT(gone, ElementsAre("Duration", "File"));
     EXPECT_THAT(states, testing::Each(State::Closed));
+}
+
+TEST_F(ScriptedReading, ClosingAClosedReaderWithdrawsTheWarningsOnly) {
+    open(Mode::Once);
+    reader->close();
+    const LogCapture lines(6);
+    Packet packet;
+    packet.duration = 0;
+    reader->checkZeroDurationWarning(packet);
+    ASSERT_THAT(store->texts(), testing::SizeIs(1));
+    ASSERT_THAT(lines.lines(), testing::SizeIs(1));
+    reader->close();
+    EXPECT_THAT(store->texts(), IsEmpty());
+    EXPECT_THAT(lines.lines(), testing::SizeIs(1));
 }
 
 // ---------------------------------------------------------------------------------------------------------
