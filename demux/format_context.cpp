@@ -173,7 +173,11 @@ Packet FormatContext::readPacket() {
     const AVRational timebase = mFormatContext->streams[packet.stream_index]->time_base;
     for (std::int64_t* time : {&packet.pts, &packet.dts}) {
         if (*time != AV_NOPTS_VALUE) {
-            *time = wrappingAdd(av_rescale_q(*time, timebase, kMicroseconds), mTimeOrigin);
+            *time = av_rescale_q(*time, timebase, kMicroseconds);
+        }
+        // FFmpeg makes an unset time of one that is too large for microseconds.
+        if (*time != AV_NOPTS_VALUE) {
+            *time = wrappingAdd(*time, mTimeOrigin);
         }
     }
     if (packet.duration != 0) {

@@ -52,12 +52,20 @@ EXPORTED int av_read_frame(void* context, void* packet) {
     return calls().avReadFrame(context, packet);
 }
 
+EXPORTED int av_seek_frame(void* context, int stream, std::int64_t time, int flags) {
+    return calls().avSeekFrame(context, stream, time, flags);
+}
+
 EXPORTED void* av_packet_alloc() {
     return calls().avPacketAlloc();
 }
 
 EXPORTED void* av_frame_alloc() {
     return calls().avFrameAlloc();
+}
+
+EXPORTED const void* avcodec_find_decoder_by_name(const char* name) {
+    return calls().avcodecFindDecoderByName(name);
 }
 
 EXPORTED void* avcodec_alloc_context3(const void* codec) {
@@ -86,6 +94,10 @@ EXPORTED void avcodec_flush_buffers(void* context) {
 
 EXPORTED int poll(pollfd* descriptors, nfds_t count, int timeout) {
     return calls().poll(descriptors, count, timeout);
+}
+
+EXPORTED int clock_gettime(clockid_t clock, timespec* time) noexcept {
+    return calls().clockGettime(clock, time);
 }
 
 }  // extern "C"

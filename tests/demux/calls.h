@@ -1,6 +1,7 @@
 #pragma once
 
 #include <poll.h>
+#include <ctime>
 
 #include <cstdint>
 #include <functional>
@@ -72,8 +73,10 @@ struct Calls {
     Call<int(void*, void**)> avformatFindStreamInfo{"avformat_find_stream_info"};
     Call<void(void**)> avformatCloseInput{"avformat_close_input"};
     Call<int(void*, void*)> avReadFrame{"av_read_frame"};
+    Call<int(void*, int, std::int64_t, int)> avSeekFrame{"av_seek_frame"};
     Call<void*()> avPacketAlloc{"av_packet_alloc"};
     Call<void*()> avFrameAlloc{"av_frame_alloc"};
+    Call<const void*(const char*)> avcodecFindDecoderByName{"avcodec_find_decoder_by_name"};
     Call<void*(const void*)> avcodecAllocContext3{"avcodec_alloc_context3"};
     Call<int(void*, const void*)> avcodecParametersToContext{"avcodec_parameters_to_context"};
     Call<int(void*, const void*, void**)> avcodecOpen2{"avcodec_open2"};
@@ -81,6 +84,8 @@ struct Calls {
     Call<int(void*, void*)> avcodecReceiveFrame{"avcodec_receive_frame"};
     Call<void(void*)> avcodecFlushBuffers{"avcodec_flush_buffers"};
     Call<int(pollfd*, nfds_t, int)> poll{"poll"};
+    /// What the clocks of the standard library read.
+    Call<int(clockid_t, timespec*)> clockGettime{"clock_gettime"};
 };
 
 Calls& calls();

@@ -18,6 +18,7 @@
 
 extern "C" {
 #include <libavutil/dict.h>
+#include <libavutil/mem.h>
 }
 
 namespace vidorra {
@@ -250,6 +251,18 @@ TEST(DecoderBaseInfo, TheInfoIsTheLineOfFfmpegForADecoder) {
     EXPECT_THAT(decoder.codecInfo(), testing::HasSubstr("Video: rawvideo"));
     EXPECT_THAT(decoder.codecInfo(), testing::HasSubstr("yuv420p"));
     EXPECT_THAT(decoder.codecInfo(), testing::HasSubstr("48x24"));
+}
+
+TEST(DecoderBaseInfo, TheInfoEndsAfter254Characters) {
+    VideoDecoder decoder;
+    prepareAndOpen(decoder, *rawVideoParameters(AV_PIX_FMT_YUV420P, 48, 24));
+    auto* context = const_cast<AVCodecContext*>(decoder.codecContext());
+    // Stands between the parts of the line. FFmpeg frees it.
+    context->dump_separator = reinterpret_cast<std::uint8_t*>(av_strdup(std::string(300, '-').c_str()));
+    std::array<char, 1000> whole{};
+    avcodec_string(whole.data(), whole.size(), context, 0);
+    ASSERT_GT(std::strlen(whole.data()), 300U);
+    EXPECT_EQ(decoder.codecInfo(), std::string(whole.data(), 254));
 }
 
 TEST(DecoderBaseSend, AnEmptyPacketIsRefusedAndLogged) {

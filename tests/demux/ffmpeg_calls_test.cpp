@@ -1,7 +1,11 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <new>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "demux/calls.h"
 #include "demux/clips.h"
@@ -214,22 +218,27 @@ TEST(TimeOrigin, OfTheWallClockStaysForTheNextSource) {
 }
 
 // A demuxer that other builds of FFmpeg have: it stands there by name while the source is opened.
-TEST(RawPacketSource, KeepsTheKeyFlagsOfItsDemuxer) {
-    const auto* realFormat = static_cast<decltype(AVFormatContext::iformat)>(nullptr);
+FormatContext openedAsRawPacket() {
+    auto* realFormat = static_cast<decltype(AVFormatContext::iformat)>(nullptr);
     AVInputFormat rawPacket{};
     rawPacket.name = "rawpacket";
     FormatContext source;
     source.setUrl(plainFile());
-    {
-        const auto info = calls().avformatFindStreamInfo.replace([&](void* context, void** options) {
-            const int res = calls().avformatFindStreamInfo.real(context, options);
-            realFormat = formatContext(context)->iformat;
-            formatContext(context)->iformat = &rawPacket;
-            return res;
-        });
-        source.open("", true, kSecond);
-    }
+    const auto info = calls().avformatFindStreamInfo.replace([&](void* context, void** options) {
+        const int res = calls().avformatFindStreamInfo.real(context, options);
+        realFormat = formatContext(context)->iformat;
+        formatContext(context)->iformat = &rawPacket;
+        return res;
+    });
+    source.open("", true, kSecond);
     source.getAVFormatContext()->iformat = realFormat;
+    return source;
+}
+
+TEST(RawPacketSource, KeepsTheKeyFlagsOfItsDemuxerAlsoWhenItIsMoved) {
+    FormatContext first = openedAsRawPacket();
+    FormatContext source;
+    source = std::move(first);
     const auto read = calls().avReadFrame.replace([](void* context, void* packet) {
         const int res = calls().avReadFrame.real(context, packet);
         static_cast<AVPacket*>(packet)->flags &= ~AV_PKT_FLAG_KEY;
@@ -339,6 +348,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Times{"BothUnset", {1, 25}, kUnset, kUnset, 1, kUnset, kUnset, 40000},
                     Times{"Zero", {1, 25}, 0, 0, 0, 5000000, 5000000, 0},
                     Times{"BeforeZero", {1, 25}, -1, -200, 0, 4960000, -3000000, 0},
+                    Times{"NegativeDuration", {1, 25}, 0, 0, -1, 5000000, 5000000, -40000},
                     // Rounded before the origin is added, to the nearest, half away from zero.
                     Times{"RoundedDown", {1, 3}, 1, 1, 1, 5333333, 5333333, 333333},
                     Times{"RoundedUp", {1, 3}, 2, 2, 2, 5666667, 5666667, 666667},
@@ -346,6 +356,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Times{"HalfDownBelowZero", {1, 2000000}, -1, -3, 1, 4999999, 4999998, 1},
                     Times{"CoarseTicks", {1001, 30000}, 30, 29, 1, 6001000, 5967633, 33367},
                     Times{"Microseconds", {1, 1000000}, 123456789, 123456788, 1, 128456789, 128456788, 1},
+                    // What is too large for microseconds is unset, whatever the origin.
+                    Times{"PtsTooLarge", {1, 1}, 10000000000000, 3, 1, 8000000, 8000000, 1000000},
+                    Times{"DtsTooLarge", {1, 1}, 3, 10000000000000, 1, 8000000, 8000000, 1000000},
+                    Times{"BothTooLarge", {1, 1}, 10000000000000, 10000000000000, 1, kUnset, kUnset, 1000000},
                     Times{"LargeTicks",
                           {1, 90000},
                           95443717680000,
@@ -505,6 +519,119 @@ TEST(DecoderCalls, AFailureOfASourcesDecoderIsLoggedWithItsTextAlone) {
     EXPECT_EQ(source.getCodecContext(0), nullptr);
     EXPECT_THAT(log.lines(), ElementsAre(Line{1, "Could not open codec mjpeg: " + std::string(kNoMemory)}));
 }
+
+TEST(DecoderCalls, ADecoderThatIsNotFoundAtItsOpeningIsLoggedAsMissing) {
+    FormatContext source = opened(plainFile());
+    const auto open = calls().avcodecOpen2.replace(
+        [](void*, const void*, void**) -> int { return AVERROR_DECODER_NOT_FOUND; });
+    const LogCapture log(5);
+    EXPECT_EQ(source.getCodecContext(0), nullptr);
+    EXPECT_EQ(source.getCodecContext(0), nullptr);
+    EXPECT_THAT(log.lines(),
+                ElementsAre(Line{1, "Codec mjpeg not found"},
+                            Line{1, "mjpeg Decoder draining is failed: #-22: Invalid argument"}));
+}
+
+TEST(DecoderCalls, AnExceptionOfAnotherKindPassesAndTheNextRequestTriesAgain) {
+    FormatContext source = opened(plainFile());
+    const LogCapture log(1);
+    {
+        const auto open = calls().avcodecOpen2.replace(
+            [](void*, const void*, void**) -> int { throw std::runtime_error("no device"); });
+        EXPECT_THROW_TEXT(std::runtime_error, "no device", (void)source.getCodecContext(0));
+    }
+    EXPECT_THAT(log.texts(), ElementsAre("mjpeg Decoder draining is failed: #-22: Invalid argument"));
+    EXPECT_NE(source.getCodecContext(0), nullptr);
+}
+
+// The decoders that an FFmpeg has, and what is chosen of them.
+struct HardwareRow {
+    const char* name;
+    AVCodecID id;
+    std::vector<std::string> present;
+    std::vector<std::string> tried;
+    std::string chosen;
+    std::vector<std::string> options;
+};
+
+class HardwareChoice : public testing::TestWithParam<HardwareRow> {};
+
+TEST_P(HardwareChoice, IsTheFirstThatThereIsWithItsOptions) {
+    const HardwareRow& row = GetParam();
+    AVCodec codec{};
+    std::vector<std::string> tried;
+    const auto find = calls().avcodecFindDecoderByName.replace([&](const char* name) -> const void* {
+        tried.emplace_back(name);
+        codec.name = name;
+        return std::count(row.present.begin(), row.present.end(), name) != 0 ? &codec : nullptr;
+    });
+    const test::Parameters parameters = test::makeParameters(AVMEDIA_TYPE_VIDEO, row.id);
+    const auto chosen = VideoDecoder::chooseCodec(*parameters, VideoDecoder::Acceleration::Hardware);
+    EXPECT_EQ(tried, row.tried);
+    ASSERT_EQ(chosen.has_value(), !row.chosen.empty());
+    if (!chosen) {
+        return;
+    }
+    EXPECT_EQ(chosen->codec, &codec);
+    EXPECT_EQ(codec.name, row.chosen);
+    std::vector<std::string> options;
+    const AVDictionaryEntry* entry = nullptr;
+    while ((entry = av_dict_get(chosen->options.get(), "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
+        options.push_back(std::string(entry->key) + "=" + entry->value);
+    }
+    EXPECT_EQ(options, row.options);
+}
+
+INSTANTIATE_TEST_SUITE_P(, HardwareChoice,
+                         testing::Values(HardwareRow{.name = "H264First",
+                                                     .id = AV_CODEC_ID_H264,
+                                                     .present = {"h264_omx", "h264_qsv"},
+                                                     .tried = {"h264_qsv"},
+                                                     .chosen = "h264_qsv",
+                                                     .options = {"async_depth=1"}},
+                                         HardwareRow{.name = "H264Second",
+                                                     .id = AV_CODEC_ID_H264,
+                                                     .present = {"h264_omx", "hevc_qsv"},
+                                                     .tried = {"h264_qsv", "h264_omx"},
+                                                     .chosen = "h264_omx",
+                                                     .options = {"bframes_disabled=1"}},
+                                         HardwareRow{.name = "H264None",
+                                                     .id = AV_CODEC_ID_H264,
+                                                     .present = {"hevc_qsv", "hevc_omx", "mjpeg_qsv"},
+                                                     .tried = {"h264_qsv", "h264_omx"},
+                                                     .chosen = "",
+                                                     .options = {}},
+                                         HardwareRow{.name = "HevcFirst",
+                                                     .id = AV_CODEC_ID_HEVC,
+                                                     .present = {"hevc_omx", "hevc_qsv"},
+                                                     .tried = {"hevc_qsv"},
+                                                     .chosen = "hevc_qsv",
+                                                     .options = {"async_depth=1", "load_plugin=none"}},
+                                         HardwareRow{.name = "HevcSecond",
+                                                     .id = AV_CODEC_ID_HEVC,
+                                                     .present = {"hevc_omx"},
+                                                     .tried = {"hevc_qsv", "hevc_omx"},
+                                                     .chosen = "hevc_omx",
+                                                     .options = {"bframes_disabled=1"}},
+                                         HardwareRow{.name = "Mjpeg",
+                                                     .id = AV_CODEC_ID_MJPEG,
+                                                     .present = {"mjpeg_qsv"},
+                                                     .tried = {"mjpeg_qsv"},
+                                                     .chosen = "mjpeg_qsv",
+                                                     .options = {"async_depth=1"}},
+                                         HardwareRow{.name = "MjpegNone",
+                                                     .id = AV_CODEC_ID_MJPEG,
+                                                     .present = {"mjpeg_omx"},
+                                                     .tried = {"mjpeg_qsv"},
+                                                     .chosen = "",
+                                                     .options = {}},
+                                         HardwareRow{.name = "AnotherCodec",
+                                                     .id = AV_CODEC_ID_VP9,
+                                                     .present = {"vp9_qsv"},
+                                                     .tried = {},
+                                                     .chosen = "",
+                                                     .options = {}}),
+                         [](const auto& row) { return row.param.name; });
 
 // Counts what drain() does.
 struct DrainCalls {

@@ -449,6 +449,15 @@ TEST(FormatContextMove, LeavesTheOtherOneClosed) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
+TEST(FormatContextMove, TakesTheWishForAnInterruptCallbackAlong) {
+    FormatContext source;
+    source.setUrl(fileWithoutTimeOrigin());
+    source.setInterruptCallback();
+    FormatContext target(std::move(source));
+    target.open("", true, kSecond);
+    EXPECT_NE(target.getAVFormatContext()->interrupt_callback.callback, nullptr);
+}
+
 TEST(FormatContextMove, TheOtherOneCanBeOpenedAgain) {
     FormatContext source = opened(fileWithoutTimeOrigin());
     FormatContext target(std::move(source));

@@ -178,6 +178,46 @@ TEST_F(MoveDecoders, TakesOverANullSlotToo) {
     EXPECT_EQ(newer.getCodecContext(1), nullptr);
 }
 
+// A decoder that cannot be drained: a line shows when it goes.
+std::unique_ptr<DecoderBase> unopenedDecoder(const AVCodecParameters& parameters) {
+    auto decoder = std::make_unique<DecoderBase>();
+    (void)decoder->prepareCodec(std::nullopt, parameters);
+    return decoder;
+}
+
+TEST_F(MoveDecoders, DestroysTheOneThatWasThereBeforeTheLine) {
+    FormatContext source = opened(clip());
+    (void)source.getCodecContext(1);
+    newer.getCodecContext(1) = unopenedDecoder(parametersOf(newer, 1));
+    const LogCapture log(5);
+    newer.moveDecodersFromContext(&source);
+    EXPECT_THAT(log.texts(), ElementsAre("aac Decoder draining is failed: #-22: Invalid argument",
+                                         reused(1, clip().string(), clip().string())));
+}
+
+TEST_F(MoveDecoders, DestroysWhatTheOtherOneMayNotKeepAfterAllLines) {
+    const std::string url = clip().string();
+    // Both ways round: the decoders come in no order.
+    for (const int different : {0, 1}) {
+        SCOPED_TRACE(different);
+        const int same = 1 - different;
+        const auto stream = static_cast<unsigned>(different);
+        FormatContext source = opened(clip());
+        FormatContext target = opened(clip());
+        (void)source.getCodecContext(static_cast<unsigned>(same));
+        source.getCodecContext(stream) = unopenedDecoder(parametersOf(source, stream));
+        (void)target.getCodecContext(stream);
+        parametersOf(target, stream).profile += 1;
+        const LogCapture log(5);
+        target.moveDecodersFromContext(&source);
+        std::vector<std::string> lines = log.texts();
+        ASSERT_EQ(lines.size(), 3U);
+        EXPECT_THAT(lines.back(), testing::EndsWith(" Decoder draining is failed: #-22: Invalid argument"));
+        lines.pop_back();
+        EXPECT_THAT(lines, UnorderedElementsAre(reused(same, url, url), notReused(different, url, url)));
+    }
+}
+
 TEST_F(MoveDecoders, DoesNothingBetweenSourcesOfTwoAndThreeTracks) {
     FormatContext three = opened(clipWithThreeTracks());
     ASSERT_EQ(older.tracksNumber(), 2U);

@@ -226,6 +226,104 @@ TEST_F(ScriptedReading, OpeningLooksAtTwoSecondsAtMostForWhatTheHeadersDoNotSay)
     EXPECT_EQ(searches, 1);
 }
 
+TEST_F(ScriptedReading, ARestartInTheMiddleContinuesFromTheEndOfWhatWasRead) {
+    open(Mode::Once);
+    const Script script({video(0, 40000), video(80000, 40000), video(7)});
+    readOne(*reader);
+    reader->restart();
+    EXPECT_EQ(readOne(*reader), (Got{'v', 120000}));
+    reader->restart();
+    EXPECT_EQ(readOne(*reader), (Got{'v', 160007}));
+}
+
+TEST_F(ScriptedReading, ARestartBeforeAnythingWasReadLeavesTheTimesOfTheFile) {
+    open(Mode::Once);
+    reader->restart();
+    reader->restart();
+    const Script script({video(7)});
+    EXPECT_EQ(readOne(*reader), (Got{'v', 7}));
+}
+
+// Lets a test see how far the origin is.
+class OpenReader : public MediaFileReader {
+public:
+    using MediaFileReader::MediaFileReader;
+    using MediaFileReader::timeOrigin;
+};
+
+TEST_F(ScriptedReading, ARestartWithdrawsTheWarningsThenSeeksThenMovesTheOriginThenDrains) {
+    OpenReader own(scriptedFile(), Mode::Once, store);
+    own.open();
+    const Script script({video(0, 20000), video(20000, 0), kEnd, video(0, 0)});
+    readAll(own);
+    std::vector<std::string> order;
+    const auto record = [&](const std::string& what) {
+        order.push_back(what + ", origin " + std::to_string(own.timeOrigin()));
+    };
+    store->setObserver([&](vx::vdr::utils::WarningsStoreAsync::Change change, const std::string&) {
+        record(change == vx::vdr::utils::WarningsStoreAsync::Change::Withdrawn ? "withdrawn" : "raised");
+    });
+    const auto seek =
+        calls().avSeekFrame.replace([&](void* context, int stream, std::int64_t time, int flags) {
+            record(fmt::format("seek {} {} {}", stream, time, flags));
+            return calls().avSeekFrame.real(context, stream, time, flags);
+        });
+    const auto flush = calls().avcodecFlushBuffers.replace([&](void* context) {
+        record("drained");
+        calls().avcodecFlushBuffers.real(context);
+    });
+    own.restart();
+    EXPECT_THAT(order, ElementsAre("withdrawn, origin 0", "seek -1 0 1, origin 0", "drained, origin 20000"));
+    order.clear();
+    readOne(own);
+    own.restart();
+    EXPECT_THAT(order, ElementsAre("raised, origin 20000", "withdrawn, origin 20000",
+                                   "seek -1 0 1, origin 20000", "drained, origin 20000"));
+    store->setObserver({});
+}
+
+TEST_F(ScriptedReading, ALoopThatCannotGoBackThrowsAndStaysAtTheEndWithItsDecodersAsTheyWere) {
+    open(Mode::Loop);
+    const Script script({video(0, 2000), video(2000, 0), kEnd, video(0)});
+    readOne(*reader);
+    readOne(*reader);
+    ASSERT_THAT(store->texts(), testing::SizeIs(1));
+    int drained = 0;
+    const auto flush = calls().avcodecFlushBuffers.replace([&](void* context) {
+        ++drained;
+        calls().avcodecFlushBuffers.real(context);
+    });
+    {
+        const auto seek =
+            calls().avSeekFrame.replace([](void*, int, std::int64_t, int) { return AVERROR(EPERM); });
+        EXPECT_THROW_TEXT(std::runtime_error, "Operation not permitted", static_cast<void>(reader->read()));
+    }
+    EXPECT_THAT(store->texts(), IsEmpty());
+    EXPECT_EQ(drained, 0);
+    EXPECT_EQ(reader->getState(), State::Eof);
+    EXPECT_EQ(readOne(*reader), std::nullopt);
+    EXPECT_EQ(script.reads(), 3U);
+    reader->restart();
+    EXPECT_EQ(readOne(*reader), (Got{'v', 2000}));
+}
+
+TEST_F(ScriptedReading, TheEndOfASourceThatCannotSeekLeavesTheWarningsInALoopToo) {
+    open(Mode::Loop);
+    reader->getAVFormatContext()->pb->seekable = 0;
+    const Script script({video(0, 0), kEnd, video(0)});
+    EXPECT_EQ(readOne(*reader), (Got{'v', 0}));
+    EXPECT_EQ(readOne(*reader), std::nullopt);
+    EXPECT_EQ(reader->getState(), State::Eof);
+    EXPECT_EQ(readOne(*reader), std::nullopt);
+    EXPECT_EQ(script.reads(), 2U);
+    EXPECT_THROW_TEXT(std::runtime_error, "movie file is not seekable, restart is not supported",
+                      reader->restart());
+    EXPECT_EQ(reader->getState(), State::Eof);
+    const std::string text = "Duration of video packets cannot be retrieved from " + name;
+    EXPECT_THAT(store->events, ElementsAre("+" + text));
+    EXPECT_THAT(log.texts(), ElementsAre("MediaFileReader: " + text));
+}
+
 struct Interleaving {
     std::vector<Step> steps;
     std::vector<std::string> warned;
@@ -311,6 +409,20 @@ TEST_F(ScriptedReading, APacketOfATrackThatIsLeftOutIsLookedAtAsOneOfVideo) {
                                          "MediaFileReader: Duration of audio" + of));
 }
 
+TEST_F(ScriptedReading, AWarningIsRaisedBeforeItsLineIsLogged) {
+    open(Mode::Once);
+    std::vector<std::size_t> linesBefore;
+    store->setObserver([&](vx::vdr::utils::WarningsStoreAsync::Change, const std::string&) {
+        linesBefore.push_back(log.lines().size());
+    });
+    const Script script({audio(0, 1000000), video(0, 0)});
+    readAll(*reader);
+    store->setObserver({});
+    EXPECT_THAT(linesBefore, ElementsAre(0U, 1U));
+    EXPECT_THAT(log.texts(),
+                ElementsAre(testing::HasSubstr("non-interleaved"), testing::HasSubstr("Duration")));
+}
+
 TEST_F(ScriptedReading, TheWarningsAreWithdrawnInOrderAndAfterTheFileIsClosed) {
     open(Mode::Once);
     const Script script({audio(0, 1000000), video(0, 0)});
@@ -327,6 +439,20 @@ TEST_F(ScriptedReading, TheWarningsAreWithdrawnInOrderAndAfterTheFileIsClosed) {
     reader->close();
     EXPECT_THAT(gone, ElementsAre("Duration", "File"));
     EXPECT_THAT(states, testing::Each(State::Closed));
+}
+
+TEST_F(ScriptedReading, ClosingAClosedReaderWithdrawsTheWarningsOnly) {
+    open(Mode::Once);
+    reader->close();
+    const LogCapture lines(6);
+    Packet packet;
+    packet.duration = 0;
+    reader->checkZeroDurationWarning(packet);
+    ASSERT_THAT(store->texts(), testing::SizeIs(1));
+    ASSERT_THAT(lines.lines(), testing::SizeIs(1));
+    reader->close();
+    EXPECT_THAT(store->texts(), IsEmpty());
+    EXPECT_THAT(lines.lines(), testing::SizeIs(1));
 }
 
 // ---------------------------------------------------------------------------------------------------------
@@ -360,6 +486,23 @@ TEST_F(DecodingMonitor, AFrameMayBeTwoTenthsOfASecondLate) {
     if (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(50)) {
         EXPECT_THAT(store->texts(), IsEmpty());
     }
+    readOne(*reader);
+    EXPECT_THAT(store->texts(), ElementsAre(warning));
+}
+
+TEST_F(DecodingMonitor, AFrameIsLateFrom200001WholeMicrosecondsOn) {
+    std::int64_t nanoseconds = 5000000000;
+    const auto clock = calls().clockGettime.replace([&](clockid_t, timespec* time) {
+        *time = {nanoseconds / 1000000000, nanoseconds % 1000000000};
+        return 0;
+    });
+    open(Mode::Once);
+    const Script script({video(0), video(800000), video(799999)});
+    readOne(*reader);
+    // The part of a microsecond is cut off.
+    nanoseconds += 1000000999;
+    readOne(*reader);
+    EXPECT_THAT(store->texts(), IsEmpty());
     readOne(*reader);
     EXPECT_THAT(store->texts(), ElementsAre(warning));
 }

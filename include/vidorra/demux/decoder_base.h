@@ -64,7 +64,8 @@ public:
     /// prepareCodec(), FFmpegError when the codec cannot be opened.
     void openCodec(Dictionary& options);
 
-    /// Throws away what the decoder still holds and makes it ready for new data.
+    /// Throws away what the decoder still holds and makes it ready for new data. Gives AvError::OutOfMemory
+    /// or FFmpeg's error, AvError::InvalidArgument for a codec that is not open. Not before prepareCodec().
     AvRes drain();
 
     /// The codec's name, as log lines show it. Throws std::logic_error before prepareCodec().

@@ -126,7 +126,8 @@ public:
     /// time is for the caller to leave out.
     void seek(Timestamp to);
 
-    /// Throws away what the decoders still hold and makes them ready for new data.
+    /// Throws away what the decoders still hold and makes them ready for new data. A decoder that cannot do
+    /// that is logged and passed over.
     void drainDecoders();
 
     /// A value of the source's metadata, empty when there is none, and when closed.

@@ -61,12 +61,14 @@ public:
 
     /// The next frame of a selected track. Nothing when closed or without a selected track, at the end of a
     /// file that is played once or cannot seek, and at the end of a loop that gave no frame at all. Throws
-    /// std::runtime_error when reading fails; another call then tries again. What cannot be decoded is logged
-    /// and passed over.
+    /// std::runtime_error when reading fails, and another call then tries again; when a loop cannot go back
+    /// to its beginning, and the reader is then at the end; and as decodeAudioPacket() does. What cannot be
+    /// decoded is logged and passed over.
     [[nodiscard]] std::variant<std::monostate, AudioFrame, VideoFrame> read();
 
     /// Goes back to the beginning; time stamps continue from the end of the last packet. Throws
-    /// std::logic_error when closed, std::runtime_error for a source that cannot seek.
+    /// std::logic_error when closed, std::runtime_error for a source that cannot seek, and with FFmpeg's text
+    /// when seeking fails. The warnings are withdrawn then, and the reader stays where it was.
     void restart();
 
     [[nodiscard]] State getState() const noexcept;
