@@ -42,8 +42,9 @@ struct FFDrawColor {
 };
 
 /// Fills the context for a format whose samples have 8 to 16 bits, little-endian, and lie at equal distances
-/// in each plane. Gives 0, or a negative FFmpeg code for any other format, with the context as it was. The
-/// formats with J in their name have the full range whatever the flags say.
+/// in each plane; pixels of three or four samples of 16 bits in one plane are left out. Gives 0, or a
+/// negative FFmpeg code for any other format, with the context as it was. The formats with J in their name
+/// have the full range whatever the flags say.
 int ff_draw_init(FFDrawContext* draw, AVPixelFormat format, unsigned flags);
 
 /// Computes the colour's samples. Formats that are not RGB are taken as YUV by the matrix of BT.601, gray as

@@ -33,11 +33,13 @@ using Line = LogCapture::Line;
 
 constexpr std::int64_t kOrigin = 1700000000123456;
 
-// Sound in Matroska, of which every packet is a key packet, with strings in its metadata.
+// Sound in Matroska, of which every packet is a key packet, with strings in its metadata. Its packets begin
+// at 0: an encoder with a delay would have some generations of FFmpeg begin before.
 std::filesystem::path soundWithOrigin() {
-    return test::mediaFile("origin.mkv", test::joined({test::signal(48000, "stereo", 2, 0.8),
-                                                       {"-metadata", "timeorigin=" + std::to_string(kOrigin),
-                                                        "-metadata", "title=A title", "-c:a", "ac3"}}));
+    return test::mediaFile("origin.mkv",
+                           test::joined({test::signal(48000, "stereo", 2, 0.8),
+                                         {"-metadata", "timeorigin=" + std::to_string(kOrigin), "-metadata",
+                                          "title=A title", "-c:a", "flac", "-frame_size", "1536"}}));
 }
 
 // A picture with one key packet in ten, and sound.

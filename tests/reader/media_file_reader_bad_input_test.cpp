@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -269,7 +270,8 @@ TEST(ReaderBadInput, PacketsWithoutADurationAreToldOfAndRead) {
     reader.open();
     EXPECT_EQ(read(reader).video.size(), 25U);
     EXPECT_THAT(store->raised,
-                testing::Each("Duration of video packets cannot be retrieved from \"durations.flv\""));
+                testing::Each(fmt::format("Duration of video packets cannot be retrieved from {}",
+                                          std::filesystem::path("durations.flv"))));
     EXPECT_GT(store->raised.size(), 1U) << "it goes with each audio packet and comes back";
     EXPECT_EQ(log.lines().size(), store->raised.size());
 }

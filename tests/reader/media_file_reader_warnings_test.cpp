@@ -209,11 +209,14 @@ TEST(ReaderWarningsOfFiles, AFileThatIsNotInterleavedIsFoundOut) {
     while (store->events.empty() && reader.read().index() != 0) {
     }
     ASSERT_THAT(store->events, testing::SizeIs(1));
+    // In quotes by some releases of fmt.
+    const std::string name = fmt::format("{}", std::filesystem::path("apart.mkv"));
     EXPECT_EQ(store->events.front(),
-              "+File \"apart.mkv\" contains a non-interleaved media stream, issues with audio may occur");
-    EXPECT_THAT(log.texts(), ElementsAre(testing::StartsWith(
-                                 "MediaFileReader: \"apart.mkv\" contains a non-interleaved media stream: "
-                                 "difference 1000ms audio 1 pkts video 25 pkts")));
+              "+File " + name + " contains a non-interleaved media stream, issues with audio may occur");
+    EXPECT_THAT(log.texts(),
+                ElementsAre(testing::StartsWith("MediaFileReader: " + name +
+                                                " contains a non-interleaved media stream: "
+                                                "difference 1000ms audio 1 pkts video 25 pkts")));
 }
 
 TEST(ReaderWarningsOfFiles, AnOrdinaryFileGivesNoWarning) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -67,7 +68,8 @@ protected:
         return *reader;
     }
 
-    const std::string name = "\"scripted.mov\"";
+    // In quotes by some releases of fmt.
+    const std::string name = fmt::format("{}", std::filesystem::path("scripted.mov"));
     std::shared_ptr<RecordingStore> store = std::make_shared<RecordingStore>();
     std::unique_ptr<MediaFileReader> reader;
     LogCapture log;

@@ -10,7 +10,7 @@
 #if __has_include(<fmt/std.h>)
 #include <fmt/std.h>
 #else
-// Older releases take a path by its stream operator, which writes the same text.
+// Older releases take a path by its stream operator. Whether a path stands in quotes depends on the release.
 #include <fmt/ostream.h>
 #endif
 

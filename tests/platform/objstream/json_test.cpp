@@ -1,5 +1,7 @@
 #include "objstream/json.h"
 
+#include <gmock/gmock.h>
+
 #include <cmath>
 #include <limits>
 #include <random>
@@ -89,7 +91,7 @@ struct Refusal {
 };
 
 constexpr Refusal kRefusals[] = {
-    {"", 1, 1, "syntax error while parsing value - unexpected end of input"},
+    {" ", 1, 1, "syntax error while parsing value - unexpected end of input"},
     {"{\"a\": 1,\n \"b\":}", 2, 6, "syntax error while parsing value - unexpected '}'"},
     {"[1,\n2,\n\n  3 4]", 4, 5, "syntax error while parsing array - unexpected number literal"},
     {"[1,", 1, 3, "syntax error while parsing value - unexpected end of input"},
@@ -125,6 +127,22 @@ TEST(ParseJson, RefusesWithLineColumnAndReason) {
             head << "line " << row.line << ", column " << row.column << ": " << row.reason;
             EXPECT_EQ(std::string(error.what()).substr(0, head.str().size()), head.str());
         }
+    }
+}
+
+TEST(ParseJson, RefusesAnEmptyTextAtItsFirstColumn) {
+    try {
+        (void)parseJson("");
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const JsonError& error) {
+        EXPECT_EQ(error.line(), 1U);
+        EXPECT_EQ(error.column(), 1U);
+        // Later parsers have a reason of their own for it.
+        EXPECT_THAT(
+            error.what(),
+            testing::AnyOf(testing::StartsWith("line 1, column 1: syntax error while parsing value - "
+                                               "unexpected end of input"),
+                           testing::StartsWith("line 1, column 1: attempting to parse an empty input")));
     }
 }
 
