@@ -38,7 +38,7 @@ AvRes DecoderBase::send(const Packet& packet) const {
 }
 
 AvRes DecoderBase::send(const AVPacket& packet) const {
-    return avcodec_send_packet(mCodecContext.get(), &packet);
+    return avcodec_send_packet(&context(), &packet);
 }
 
 tl::expected<AvPtr<AVFrame>, AvError> DecoderBase::receiveAvFrame() const {
@@ -46,7 +46,7 @@ tl::expected<AvPtr<AVFrame>, AvError> DecoderBase::receiveAvFrame() const {
     if (!frame) {
         return tl::unexpected(AvError::OutOfMemory);
     }
-    const AvRes res = avcodec_receive_frame(mCodecContext.get(), frame.get());
+    const AvRes res = avcodec_receive_frame(&context(), frame.get());
     if (!res.ok) {
         return tl::unexpected(res.error);
     }
@@ -74,10 +74,7 @@ Dictionary DecoderBase::prepareCodec(std::optional<ChosenCodec> chosen, const AV
 }
 
 void DecoderBase::openCodec(Dictionary& options) {
-    if (!mCodecContext) {
-        throw std::logic_error("mCodecContext cannot be nullptr");
-    }
-    const AVCodec* codec = mCodecContext->codec;
+    const AVCodec* codec = context().codec;
     logger::log(kLogCodec, mPrefix) << "opening codec: \"" << codec->name << "\"";
     const AvRes res = avcodec_open2(mCodecContext.get(), codec, options.address());
     if (!res.ok) {
@@ -90,7 +87,7 @@ void DecoderBase::openCodec(Dictionary& options) {
 }
 
 AvRes DecoderBase::drain() {
-    const AvRes sent = avcodec_send_packet(mCodecContext.get(), nullptr);
+    const AvRes sent = avcodec_send_packet(&context(), nullptr);
     if (!sent.ok && sent.error != AvError::Eof) {
         return sent;
     }
@@ -99,32 +96,33 @@ AvRes DecoderBase::drain() {
         if (!frame) {
             return AvError::OutOfMemory;
         }
-        const AvRes res = avcodec_receive_frame(mCodecContext.get(), frame.get());
+        const AvRes res = avcodec_receive_frame(&context(), frame.get());
         if (res.ok) {
             continue;
         }
         if (res.error != AvError::Eof) {
             return res;
         }
-        avcodec_flush_buffers(mCodecContext.get());
+        avcodec_flush_buffers(&context());
         return 0;
     }
 }
 
-std::string DecoderBase::logPrefix() const {
+AVCodecContext& DecoderBase::context() const {
     if (!mCodecContext) {
         throw std::logic_error("mCodecContext cannot be nullptr");
     }
-    return avcodec_is_open(mCodecContext.get()) != 0 ? mCodecContext->codec->name
-                                                     : avcodec_get_name(mCodecContext->codec_id);
+    return *mCodecContext;
+}
+
+std::string DecoderBase::logPrefix() const {
+    AVCodecContext& codec = context();
+    return avcodec_is_open(&codec) != 0 ? codec.codec->name : avcodec_get_name(codec.codec_id);
 }
 
 std::string DecoderBase::codecInfo() const {
-    if (!mCodecContext) {
-        throw std::logic_error("mCodecContext cannot be nullptr");
-    }
     std::array<char, 255> text{};
-    avcodec_string(text.data(), static_cast<int>(text.size()), mCodecContext.get(), 0);
+    avcodec_string(text.data(), static_cast<int>(text.size()), &context(), 0);
     return text.data();
 }
 

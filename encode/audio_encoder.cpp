@@ -5,6 +5,7 @@
 
 #include "core/log.h"
 #include "platform/ffmpeg/generations.h"
+#include "vidorra/core/enum_text.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -95,7 +96,9 @@ AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
     }
     if (!isReadable(*avFrame, codec)) {
         logger::log(kLogWarning, logName())
-            << "sendFrame(): not of the encoder's channels and format: " << local;
+            << "sendFrame(): not of the encoder's channels and format: " << avFrame->nb_samples
+            << " samples, " << ffmpeg_ext::channelCount(*avFrame) << " channels, "
+            << static_cast<AVSampleFormat>(avFrame->format);
         return AvError::InvalidArgument;
     }
     return avcodec_send_frame(&codec, avFrame.get());

@@ -7,6 +7,7 @@
 #include "core/log.h"
 #include "encode/accepted_frames.h"
 #include "encode/best_pixel_format.h"
+#include "vidorra/core/enum_text.h"
 #include "vidorra/core/ffmpeg_error.h"
 
 extern "C" {
@@ -142,7 +143,9 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
         return handleFilterFailure(filtered, local);
     }
     if (!accepts(codec, *avFrame)) {
-        logger::log(kLogWarning, logName()) << "sendFrame(): not of the encoder's size and format: " << local;
+        logger::log(kLogWarning, logName())
+            << "sendFrame(): not of the encoder's size and format: " << avFrame->width << "x"
+            << avFrame->height << " " << static_cast<AVPixelFormat>(avFrame->format);
         return AvError::InvalidArgument;
     }
     return avcodec_send_frame(&codec, avFrame.get());

@@ -22,7 +22,7 @@ Device openDevice(std::string_view name) {
     const std::string path = std::string("/dev/").append(name);
     const int descriptor = open(path.c_str(), O_RDWR);
     if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category());
+        throw std::system_error(errno, std::generic_category(), path);
     }
     return Device(descriptor);
 }

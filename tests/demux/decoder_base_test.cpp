@@ -98,6 +98,15 @@ TEST(DecoderBase, HasNoInfoWithoutAContext) {
     EXPECT_THROW_TEXT(std::logic_error, "mCodecContext cannot be nullptr", (void)decoder.codecInfo());
 }
 
+TEST(DecoderBase, CannotDecodeWithoutAContext) {
+    VideoDecoder decoder;
+    const std::string text = "mCodecContext cannot be nullptr";
+    EXPECT_THROW_TEXT(std::logic_error, text, (void)decoder.send(static_cast<const AVPacket&>(Packet())));
+    EXPECT_THROW_TEXT(std::logic_error, text, (void)decoder.receiveAvFrame());
+    EXPECT_THROW_TEXT(std::logic_error, text, (void)decoder.receive());
+    EXPECT_THROW_TEXT(std::logic_error, text, (void)decoder.drain());
+}
+
 TEST(DecoderBase, CannotBeOpenedWithoutAContext) {
     const LogCapture log(6);
     DecoderBase decoder;

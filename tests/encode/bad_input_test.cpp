@@ -323,7 +323,7 @@ TEST_P(BadVideoFrame, IsRefusedAndTheEncoderGoesOn) {
     expectWorks(encoder, picture());
 }
 
-constexpr const char* kNotOfTheEncoder = "sendFrame(): not of the encoder's size and format: video frame ";
+constexpr const char* kNotOfTheEncoder = "sendFrame(): not of the encoder's size and format: ";
 
 INSTANTIATE_TEST_SUITE_P(, BadVideoFrame,
                          testing::Values(VideoFrameRow{"Empty", [] { return VideoFrame(); }, 1,
@@ -392,7 +392,8 @@ TEST_P(BadAudioFrame, IsRefusedAndTheEncoderGoesOn) {
     expectWorks(encoder, silence(1152));
 }
 
-constexpr const char* kOtherChannels = "sendFrame(): not of the encoder's channels and format: audio frame ";
+constexpr const char* kOtherChannels =
+    "sendFrame(): not of the encoder's channels and format: 1152 samples, ";
 
 INSTANTIATE_TEST_SUITE_P(
     , BadAudioFrame,

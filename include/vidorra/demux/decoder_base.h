@@ -16,7 +16,7 @@
 namespace vidorra {
 
 /// One decoder: FFmpeg's cycle of sending packets and receiving frames. It becomes usable by prepareCodec()
-/// and openCodec(): nothing may be sent, received or drained before prepareCodec(), which is not checked.
+/// and openCodec(): to send, receive or drain before prepareCodec() throws std::logic_error.
 ///
 ///     VideoDecoder decoder;
 ///     Dictionary options = decoder.prepareCodec(std::nullopt, *stream->codecpar);
@@ -65,7 +65,7 @@ public:
     void openCodec(Dictionary& options);
 
     /// Throws away what the decoder still holds and makes it ready for new data. Gives AvError::OutOfMemory
-    /// or FFmpeg's error, AvError::InvalidArgument for a codec that is not open. Not before prepareCodec().
+    /// or FFmpeg's error, AvError::InvalidArgument for a codec that is not open.
     AvRes drain();
 
     /// The codec's name, as log lines show it. Throws std::logic_error before prepareCodec().
@@ -82,6 +82,8 @@ protected:
     [[nodiscard]] const std::string& prefix() const noexcept { return mPrefix; }
 
 private:
+    [[nodiscard]] AVCodecContext& context() const;
+
     AvPtr<AVCodecContext> mCodecContext;
     std::string mPrefix;
 };

@@ -59,7 +59,8 @@ protected:
             EXPECT_EQ(typeid(thrown), typeid(std::system_error));
             EXPECT_EQ(thrown.code().value(), error);
             EXPECT_EQ(&thrown.code().category(), &std::generic_category());
-            EXPECT_EQ(std::string(thrown.what()), std::generic_category().message(error));
+            EXPECT_EQ(thrown.what(),
+                      "/dev/" + std::string(name) + ": " + std::generic_category().message(error));
         }
         EXPECT_EQ(openDescriptors(), before);
     }
