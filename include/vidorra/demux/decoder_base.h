@@ -16,7 +16,8 @@
 namespace vidorra {
 
 /// One decoder: FFmpeg's cycle of sending packets and receiving frames. It becomes usable by prepareCodec()
-/// and openCodec().
+/// and openCodec(). Before the first of them send(), receiveAvFrame() and drain() must not be called; between
+/// the two they give AvError::InvalidArgument.
 ///
 /// Owns: its AVCodecContext. The destructor drains the decoder.
 /// Threads: one at a time.
@@ -55,7 +56,7 @@ public:
     void openCodec(Dictionary& options);
 
     /// Throws away what the decoder still holds and makes it ready for new data. Gives AvError::OutOfMemory
-    /// or FFmpeg's error, AvError::InvalidArgument for a codec that is not open. Not before prepareCodec().
+    /// or FFmpeg's error, and the decoder is then not ready.
     AvRes drain();
 
     /// The codec's name, as log lines show it. Throws std::logic_error before prepareCodec().
