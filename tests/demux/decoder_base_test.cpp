@@ -335,6 +335,13 @@ TEST(DecoderBaseReceive, WantsMoreInputBeforeTheFirstPacketAndAfterTheLastFrame)
     EXPECT_EQ(decoder.receiveAvFrame().error(), AvError::Again);
 }
 
+TEST(DecoderBaseReceive, GivesTheErrorOfADecoderThatIsNotOpen) {
+    DecoderBase decoder;
+    Dictionary options = decoder.prepareCodec(std::nullopt, *mp3Parameters());
+    EXPECT_EQ(decoder.receiveAvFrame().error(), AvError::InvalidArgument);
+    decoder.openCodec(options);
+}
+
 TEST(DecoderBaseReceive, AFrameStaysValidWithoutItsDecoder) {
     AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
     {

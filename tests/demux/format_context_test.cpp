@@ -458,6 +458,24 @@ TEST(FormatContextMove, TakesTheWishForAnInterruptCallbackAlong) {
     EXPECT_NE(target.getAVFormatContext()->interrupt_callback.callback, nullptr);
 }
 
+TEST(FormatContextMove, TheOtherOneIsAsIfNew) {
+    FormatContext source;
+    source.setUrl(fileWithTimeOrigin("5000000"));
+    source.setInterruptCallback();
+    source.open("", true, kSecond);
+    ASSERT_NE(source.getCodecContext(0), nullptr);
+    (void)readAllPackets(source);
+    const FormatContext target(std::move(source));
+    EXPECT_FALSE(source.isEOF());  // NOLINT(bugprone-use-after-move)
+    EXPECT_THROW_TEXT(std::runtime_error, "can't open input file  (#-2: No such file or directory)",
+                      source.open("", true, kSecond));
+    source.setUrl(fileWithoutTimeOrigin());
+    source.open("", true, kSecond);
+    EXPECT_EQ(source.getAVFormatContext()->interrupt_callback.callback, nullptr);
+    EXPECT_NE(source.getCodecContext(0), nullptr);
+    EXPECT_EQ(firstTime(source), 0);
+}
+
 TEST(FormatContextMove, TheOtherOneCanBeOpenedAgain) {
     FormatContext source = opened(fileWithoutTimeOrigin());
     FormatContext target(std::move(source));

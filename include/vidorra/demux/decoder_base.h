@@ -16,7 +16,8 @@
 namespace vidorra {
 
 /// One decoder: FFmpeg's cycle of sending packets and receiving frames. It becomes usable by prepareCodec()
-/// and openCodec(): to send, receive or drain before prepareCodec() throws std::logic_error.
+/// and openCodec(): before the first of them to send, receive and drain throws std::logic_error, and between
+/// the two it gives AvError::InvalidArgument.
 ///
 ///     VideoDecoder decoder;
 ///     Dictionary options = decoder.prepareCodec(std::nullopt, *stream->codecpar);
@@ -65,7 +66,7 @@ public:
     void openCodec(Dictionary& options);
 
     /// Throws away what the decoder still holds and makes it ready for new data. Gives AvError::OutOfMemory
-    /// or FFmpeg's error, AvError::InvalidArgument for a codec that is not open.
+    /// or FFmpeg's error, and the decoder is then not ready.
     AvRes drain();
 
     /// The codec's name, as log lines show it. Throws std::logic_error before prepareCodec().

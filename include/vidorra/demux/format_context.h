@@ -39,7 +39,7 @@ public:
     FormatContext();
     FormatContext(const FormatContext&) = delete;
     FormatContext& operator=(const FormatContext&) = delete;
-    /// Leaves the other one closed. Not while another thread calls interrupt() on either.
+    /// Leaves the other one as if new. Not while another thread calls interrupt() on either.
     FormatContext(FormatContext&& other);  // NOLINT(performance-noexcept-move-constructor): allocates
     FormatContext& operator=(FormatContext&& other) noexcept;
     ~FormatContext();

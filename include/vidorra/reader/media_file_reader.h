@@ -68,7 +68,7 @@ public:
 
     /// Goes back to the beginning; time stamps continue from the end of the last packet. Throws
     /// std::logic_error when closed, std::runtime_error for a source that cannot seek, and with FFmpeg's text
-    /// when seeking fails. The warnings are withdrawn then, and the reader stays where it was.
+    /// when seeking fails. The warnings are withdrawn then, and the times do not change.
     void restart();
 
     [[nodiscard]] State getState() const noexcept;
