@@ -213,7 +213,7 @@ void AudioBuffer::setSample_s16(std::vector<short> values, unsigned long index) 
 }
 
 unsigned long AudioBuffer::availableSamples() const noexcept {
-    if (mPlanes == nullptr || mNumberOfSamples == 0) {
+    if (mPlanes == nullptr) {
         return 0;
     }
     const int channelsPerPlane = mPlanes->size() == 1 ? numberOfChannels() : 1;
