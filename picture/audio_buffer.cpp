@@ -21,25 +21,26 @@ namespace vidorra {
 namespace {
 
 // A frame's plane array holds eight; those of more channels are in a longer one that repeats the first eight.
-const std::uint8_t* framePlane(const AVFrame& frame, std::size_t plane) {
+std::uint8_t* framePlane(const AVFrame& frame, std::size_t plane) {
     return plane < AV_NUM_DATA_POINTERS ? frame.data[plane] : frame.extended_data[plane];
 }
 
 // Allocates the planes of a frame in one piece and gives the bytes of one plane.
 int allocateFramePlanes(AVFrame& frame, std::size_t planes, int channels, int samples,
                         AVSampleFormat format) {
+    std::uint8_t** target = frame.data;
     if (planes > AV_NUM_DATA_POINTERS) {
-        auto** longer = static_cast<std::uint8_t**>(av_calloc(planes, sizeof(std::uint8_t*)));
-        if (longer == nullptr) {
+        target = static_cast<std::uint8_t**>(av_calloc(planes, sizeof(std::uint8_t*)));
+        if (target == nullptr) {
             throw std::bad_alloc();
         }
-        frame.extended_data = longer;
+        frame.extended_data = target;
     }
-    if (av_samples_alloc(frame.extended_data, &frame.linesize[0], channels, samples, format, 1) < 0) {
+    if (av_samples_alloc(target, &frame.linesize[0], channels, samples, format, 1) < 0) {
         throw std::bad_alloc();
     }
-    if (frame.extended_data != frame.data) {
-        std::copy_n(frame.extended_data, AV_NUM_DATA_POINTERS, frame.data);
+    if (target != frame.data) {
+        std::copy_n(target, AV_NUM_DATA_POINTERS, frame.data);
     }
     // Deliberate: the size given is that of one plane, the memory behind it holds all of them.
     frame.buf[0] = av_buffer_create(
@@ -160,7 +161,7 @@ void AudioBuffer::fillAVFrame(AVFrame* frame) const {
         for (std::size_t i = 0; i < planes().size(); ++i) {
             const MemBuffer& plane = planes()[i];
             if (!plane.empty()) {
-                std::memcpy(frame->extended_data[i], plane.data(),
+                std::memcpy(framePlane(*frame, i), plane.data(),
                             std::min(static_cast<std::size_t>(size), plane.size()));
             }
         }
@@ -212,7 +213,7 @@ void AudioBuffer::setSample_s16(std::vector<short> values, unsigned long index) 
 }
 
 unsigned long AudioBuffer::availableSamples() const noexcept {
-    if (mPlanes == nullptr || mNumberOfSamples == 0) {
+    if (mPlanes == nullptr) {
         return 0;
     }
     const int channelsPerPlane = mPlanes->size() == 1 ? numberOfChannels() : 1;

@@ -174,6 +174,16 @@ TEST(AudioBufferLoad, SkipsAPlaneThatTheFrameLacks) {
     EXPECT_EQ(planesOf(buffer, 32)[1], planes[1]);
 }
 
+TEST(AudioBufferLoad, ReadsUpToEightPlanesFromTheArrayOfTheFrame) {
+    const std::vector<Bytes> planes = unlikePlanes(kStereoPlanes, 16);
+    const auto frame = makeFrame(kStereoPlanes, 16, 8000, planes);
+    std::uint8_t* nothing[2] = {};
+    frame->extended_data = nothing;
+    const AudioBuffer buffer = loaded(*frame);
+    frame->extended_data = frame->data;
+    EXPECT_EQ(planesOf(buffer, kStereoPlanes.planeBytes(16)), planes);
+}
+
 TEST(AudioBufferLoad, CopiesNoMoreThanTheSamplesOfAPaddedFrame) {
     const auto frame = makeFrame(kStereo16, 3, 8000, {Bytes(12, 1)});
     ASSERT_GT(frame->linesize[0], 12);
@@ -246,6 +256,19 @@ TEST(AudioBufferFill, UsesTheArrayOfTheFrameForUpToEightPlanes) {
     const Kind kind = {test::kFormats[9], test::kLayouts[3]};
     const auto frame = filled(loaded(*makeFrame(kind, 4, 8000, unlikePlanes(kind, 4))));
     EXPECT_EQ(frame->extended_data, frame->data);
+}
+
+TEST(AudioBufferFill, LeavesALongerArrayAloneWhereEightPlanesAreEnough) {
+    const std::vector<Bytes> planes = unlikePlanes(kStereoPlanes, 16);
+    const AudioBuffer buffer = loaded(*makeFrame(kStereoPlanes, 16, 8000, planes));
+    const auto frame = makeAvPtr<AVFrame>();
+    std::uint8_t* nothing[2] = {};
+    frame->extended_data = nothing;
+    buffer.fillAVFrame(frame.get());
+    EXPECT_EQ(frame->extended_data, nothing);
+    frame->extended_data = frame->data;
+    EXPECT_THAT(nothing, testing::Each(IsNull()));
+    EXPECT_EQ(planesOf(*frame, 2, kStereoPlanes.planeBytes(16)), planes);
 }
 
 TEST(AudioBufferFill, RepeatsTheFirstEightOfTwelvePlanesInTheArrayOfTheFrame) {

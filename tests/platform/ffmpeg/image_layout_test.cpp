@@ -196,5 +196,14 @@ TEST(ImageLayout, OfNoFormatIsAnError) {
     }
 }
 
+TEST(ImageLayout, AnAlignmentBelowOneIsRefused) {
+    for (const AVPixelFormat format : {kNva12, AV_PIX_FMT_YUV420P, AV_PIX_FMT_GRAY8}) {
+        for (const int align : {0, -1, -32, INT_MIN}) {
+            EXPECT_EQ(imageBufferSize(format, 16, 16, align), AVERROR(EINVAL)) << format << " " << align;
+            EXPECT_EQ(layoutOf(format, 16, 16, align).result, AVERROR(EINVAL)) << format << " " << align;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace vidorra::ffmpeg_ext

@@ -108,6 +108,16 @@ TEST(PixelFormats, AnUnknownNameIsNone) {
     }
 }
 
+TEST(StockFormats, AreThoseThatMeanTheSameToFFmpeg) {
+    EXPECT_EQ(isStockFormat(kNva12), isNative());
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_PAL8}) {
+        EXPECT_TRUE(isStockFormat(format)) << format;
+    }
+    for (const int number : {-1, 9999, -5}) {
+        EXPECT_FALSE(isStockFormat(static_cast<AVPixelFormat>(number))) << number;
+    }
+}
+
 TEST(ForeignNva12, IsAFrameOfThatNumberWithoutAnAlphaPlane) {
     const std::unique_ptr<AVFrame, void (*)(AVFrame*)> frame(av_frame_alloc(),
                                                              [](AVFrame* freed) { av_frame_free(&freed); });

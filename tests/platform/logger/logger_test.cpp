@@ -200,6 +200,14 @@ TEST(LoggerPrint, KeepsALongLineWhole) {
     }
 }
 
+TEST(LoggerPrint, DropsALineThatTheCLibraryCannotFormat) {
+    const LogCapture log;
+    // In the locale that a program begins with there are no such characters.
+    logger::warning("a %ls b", L"\u4e16");
+    logger::warning("a %ls b", L"c");
+    EXPECT_THAT(log.texts(), testing::ElementsAre("a c b"));
+}
+
 TEST(LoggerLine, LosesTheLineEndsAtItsEndAndNoOthers) {
     const LogCapture log;
     logger::print(Level::Warning, "one\n");

@@ -88,7 +88,8 @@ MessageOstream& operator<<(MessageOstream&& message, const T& value) {
 /// Starts a line at `level` with `prefix`, which is written as it is.
 [[nodiscard]] LOGGER_API MessageOstream log(Level level, const std::string& prefix);
 
-/// Writes one line in printf style. Line ends at the end of the text are dropped.
+/// Writes one line in printf style. Line ends at the end of the text are dropped, and so is a line that the C
+/// library cannot format, such as one with a wide character that the locale lacks.
 LOGGER_API void print(Level level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 /// print() at Level::Warning.
