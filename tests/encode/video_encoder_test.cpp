@@ -333,7 +333,7 @@ TEST_F(VideoSending, OfAPictureOfAnotherSizeIsRefusedBeforeTheCodec) {
         ASSERT_EQ(log.lines().size(), 14U);
         EXPECT_EQ(log.lines()[0].level, 2);
         EXPECT_THAT(log.texts()[0],
-                    HasSubstr("sendFrame(): not of the encoder's size and format: video frame 32x24"));
+                    HasSubstr("sendFrame(): not of the encoder's size and format: 32x24 yuv4"));
         // It goes on with a picture of its own.
         std::vector<Packet> packets;
         EXPECT_TRUE(encoder.sendFrame(frameAt(plainPicture(kVideoSize, format, 1), 0)).ok);
