@@ -211,13 +211,27 @@ TEST_F(VideoEncoderConfig, GivesAnEmptyFilterToTheGraph) {
     EXPECT_EQ(encoderTakesIt, graphTakesIt);
 }
 
-// The name decides, though the codec was chosen by its id. FFmpeg's own call fails without a format.
+// Whether FFmpeg's own call takes a frame without a format: some generations do.
+bool getBufferTakesABlankFrame() {
+    const VideoEncoder plain(videoConfig("mpeg4"));
+    AVFrame* frame = av_frame_alloc();
+    const int res = avcodec_default_get_buffer2(const_cast<AVCodecContext*>(plain.codecContext()), frame, 4);
+    av_frame_free(&frame);
+    return res >= 0;
+}
+
+// The name decides, though the codec was chosen by its id.
 TEST_F(VideoEncoderConfig, AsksAnEncoderThatIsNamedOmxForItsLineSizes) {
+    const bool taken = getBufferTakesABlankFrame();
     for (const char* name : {"h264_omx", "hevc_omx"}) {
         objstream::object config = videoConfig(name);
         config["codec_id"] = "mpeg4";
         const LogCapture log(6);
-        EXPECT_THROW_TEXT(std::runtime_error, "Failed to get encoder properties", VideoEncoder{config});
+        if (taken) {
+            EXPECT_NO_THROW(VideoEncoder{config});
+        } else {
+            EXPECT_THROW_TEXT(std::runtime_error, "Failed to get encoder properties", VideoEncoder{config});
+        }
         EXPECT_THAT(log.texts(), testing::Contains("video-encoder-mpeg4: codec \"mpeg4\" opened"));
     }
     objstream::object other = videoConfig("h264_omx2");

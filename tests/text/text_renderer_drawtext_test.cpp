@@ -9,7 +9,8 @@
 //   tabs                    advances by tabsize blanks             by four blanks
 //   characters              expansions such as %{pts}              as they are
 //
-// The first is made up for by padding here, the expansions are turned off.
+// The first is made up for by padding here, the expansions are turned off. Later generations of drawtext
+// place the glyphs of a text by HarfBuzz; there their drawing is compared glyph by glyph.
 #include <gtest/gtest.h>
 
 #include <ft2build.h>
@@ -30,7 +31,9 @@
 #include "vidorra/text/freetype_text_renderer.h"
 
 extern "C" {
+#include <libavfilter/avfilter.h>
 #include <libavutil/frame.h>
+#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -47,13 +50,13 @@ struct Caption {
     Color color;
 };
 
-// From a filter that makes a picture of one colour, through drawtext if it has arguments; empty when one of
-// the two does not know the format.
-Picture filtered(AVPixelFormat format, const std::string& drawtext) {
+// From a filter that makes a picture of one colour, through a drawtext for each of the arguments; empty when
+// one of them does not know the format.
+Picture filtered(AVPixelFormat format, const std::vector<std::string>& drawtexts) {
     std::vector<std::pair<std::string, std::string>> filters = {
         {"color", fmt::format("s={}x{}:c=0x305070", kSize.width, kSize.height)}};
-    if (!drawtext.empty()) {
-        filters.emplace_back("drawtext", drawtext);
+    for (const std::string& arguments : drawtexts) {
+        filters.emplace_back("drawtext", arguments);
     }
     const auto frame = test::filteredPicture(to_string(format), filters);
     if (frame == nullptr) {
@@ -68,39 +71,123 @@ struct Deleter {
     void operator()(FT_Library library) const { FT_Done_FreeType(library); }
 };
 
+// A face of FreeType at a size.
+class Face {
+public:
+    Face(const char* font, int size) {
+        EXPECT_EQ(FT_Init_FreeType(&mLibrary), 0);
+        mOwner.reset(mLibrary);
+        EXPECT_EQ(FT_New_Face(mLibrary, font, 0, &mFace), 0);
+        EXPECT_EQ(FT_Set_Pixel_Sizes(mFace, 0, static_cast<FT_UInt>(size)), 0);
+    }
+
+    // The height above the base line of the glyph's pixels.
+    FT_Pos top(char32_t code) { return topOf(code, FT_LOAD_RENDER, FT_GLYPH_BBOX_PIXELS); }
+
+    // The same of its outline, in pixels.
+    double outlineTop(char32_t code) {
+        return static_cast<double>(topOf(code, FT_LOAD_DEFAULT, FT_GLYPH_BBOX_SUBPIXELS)) / 64.0;
+    }
+
+    FT_Pos highest(const std::u32string& codes) {
+        FT_Pos result = -1000;
+        for (const char32_t code : codes) {
+            result = std::max(result, top(code));
+        }
+        return result;
+    }
+
+    FT_Pos advance(char32_t code) {
+        EXPECT_EQ(FT_Load_Char(mFace, code, FT_LOAD_DEFAULT), 0);
+        return mFace->glyph->advance.x >> 6;
+    }
+
+    FT_Pos kerning(FT_UInt left, FT_UInt right) {
+        FT_Vector kerning{};
+        FT_Get_Kerning(mFace, left, right, FT_KERNING_DEFAULT, &kerning);
+        return kerning.x >> 6;
+    }
+
+    FT_Pos ascender() const { return mFace->size->metrics.ascender / 64; }
+
+private:
+    FT_Pos topOf(char32_t code, FT_Int32 flags, FT_UInt mode) {
+        EXPECT_EQ(FT_Load_Char(mFace, code, flags), 0);
+        FT_Glyph glyph = nullptr;
+        EXPECT_EQ(FT_Get_Glyph(mFace->glyph, &glyph), 0);
+        FT_BBox box;
+        FT_Glyph_Get_CBox(glyph, mode, &box);
+        FT_Done_Glyph(glyph);
+        return box.yMax;
+    }
+
+    FT_Library mLibrary = nullptr;
+    FT_Face mFace = nullptr;
+    std::unique_ptr<FT_LibraryRec_, Deleter> mOwner;
+};
+
 // How much lower than drawtext's the base line of the renderer is.
 int baseLineDifference(const Caption& caption) {
-    FT_Library library = nullptr;
-    EXPECT_EQ(FT_Init_FreeType(&library), 0);
-    const std::unique_ptr<FT_LibraryRec_, Deleter> owner(library);
-    FT_Face face = nullptr;
-    EXPECT_EQ(FT_New_Face(library, caption.font, 0, &face), 0);
-    EXPECT_EQ(FT_Set_Pixel_Sizes(face, 0, static_cast<FT_UInt>(caption.size)), 0);
-    FT_Pos highest = -1000;
-    for (const char32_t code : caption.codes) {
-        EXPECT_EQ(FT_Load_Char(face, code, FT_LOAD_RENDER), 0);
-        FT_Glyph glyph = nullptr;
-        EXPECT_EQ(FT_Get_Glyph(face->glyph, &glyph), 0);
-        FT_BBox box;
-        FT_Glyph_Get_CBox(glyph, FT_GLYPH_BBOX_PIXELS, &box);
-        highest = std::max(highest, box.yMax);
-        FT_Done_Glyph(glyph);
-    }
-    const FT_Pos ascender = face->size->metrics.ascender / 64;
-    FT_Done_Face(face);
-    return static_cast<int>(ascender - highest);
+    Face face(caption.font, caption.size);
+    return static_cast<int>(face.ascender() - face.highest(caption.codes));
 }
 
+// Later generations place glyphs by HarfBuzz, in fractions of pixels.
+bool drawtextPlacesByFractions() {
+    const AVFilter* filter = avfilter_get_by_name("drawtext");
+    const AVClass* options = filter->priv_class;
+    return av_opt_find(&options, "y_align", nullptr, 0, AV_OPT_SEARCH_FAKE_OBJ) != nullptr;
+}
+
+std::string drawtextArguments(const Caption& caption, int x, double y, const std::string& utf8) {
+    return fmt::format(
+        "fontfile={}:fontsize={}:text_shaping=0:expansion=none:x={}:y={}:fontcolor=0x{:02x}{:02x}{:02x}{:02x}"
+        ":"
+        "text='{}'",
+        caption.font, caption.size, x, y, caption.color.red, caption.color.green, caption.color.blue,
+        caption.color.alpha, utf8);
+}
+
+// The caption's characters in bytes, one by one.
+std::vector<std::string> charactersOf(const Caption& caption) {
+    std::vector<std::string> result;
+    for (const char byte : caption.utf8) {
+        if ((static_cast<unsigned char>(byte) & 0xC0U) != 0x80U) {
+            result.emplace_back();
+        }
+        result.back() += byte;
+    }
+    return result;
+}
+
+// Where drawtext places by fractions, each glyph is drawn by a filter of its own, with its base line and its
+// origin at whole pixels.
 Picture byDrawtext(AVPixelFormat format, const Caption& caption, Point position) {
-    return filtered(format,
-                    fmt::format("fontfile={}:fontsize={}:text_shaping=0:expansion=none:x={}:y={}:"
-                                "fontcolor=0x{:02x}{:02x}{:02x}{:02x}:text='{}'",
-                                caption.font, caption.size, position.x, position.y, caption.color.red,
-                                caption.color.green, caption.color.blue, caption.color.alpha, caption.utf8));
+    if (!drawtextPlacesByFractions()) {
+        return filtered(format, {drawtextArguments(caption, position.x, position.y, caption.utf8)});
+    }
+    Face face(caption.font, caption.size);
+    const FT_Pos baseLine = position.y + face.highest(caption.codes);
+    const std::vector<std::string> characters = charactersOf(caption);
+    std::vector<std::string> filters;
+    FT_Pos pen = position.x;
+    char32_t previous = 0;
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        const char32_t code = caption.codes[i];
+        pen += previous != 0 ? face.kerning(previous, code) : 0;
+        if (code != U' ') {
+            filters.push_back(drawtextArguments(caption, static_cast<int>(pen),
+                                                static_cast<double>(baseLine) - face.outlineTop(code),
+                                                characters[i]));
+        }
+        pen += face.advance(code);
+        previous = code;
+    }
+    return filtered(format, filters);
 }
 
 Picture byRenderer(AVPixelFormat format, const Caption& caption, Point position) {
-    Picture picture = filtered(format, "");
+    Picture picture = filtered(format, {});
     if (picture.empty()) {
         return picture;
     }
@@ -159,7 +246,7 @@ const Caption kThin{kMono, 20, "transparent", U"transparent", Color(200, 100, 50
 
 TEST(BesideDrawtext, TheBytesAreTheSameInEveryFormat) {
     for (const AVPixelFormat format : kFormats) {
-        const Picture empty = filtered(format, "");
+        const Picture empty = filtered(format, {});
         for (const Caption* caption : {&kOpaque, &kCyrillic, &kOutlinesOfCff, &kThin}) {
             const Picture theirs = byDrawtext(format, *caption, {6, 8});
             ASSERT_FALSE(theirs.empty()) << format;
@@ -173,7 +260,7 @@ TEST(BesideDrawtext, TheBytesAreTheSameInEveryFormat) {
 TEST(BesideDrawtext, TextIsCutAtTheEdgesOfThePictureAlike) {
     for (const AVPixelFormat format :
          {AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_RGBA, AV_PIX_FMT_P010LE}) {
-        const Picture empty = filtered(format, "");
+        const Picture empty = filtered(format, {});
         for (const Point position : {Point{300, 40}, Point{-30, -10}, Point{-100, 50}}) {
             const Picture theirs = byDrawtext(format, kOpaque, position);
             const Picture ours = byRenderer(format, kOpaque, position);
@@ -190,31 +277,20 @@ TEST(BesideDrawtext, DrawtextAsksForKerningByCharacterCodes) {
     const Picture theirs = byDrawtext(AV_PIX_FMT_GRAY8, pairs, {});
     EXPECT_GT(differences(byRenderer(AV_PIX_FMT_GRAY8, pairs, {}), theirs), 300);
 
-    FT_Library library = nullptr;
-    ASSERT_EQ(FT_Init_FreeType(&library), 0);
-    const std::unique_ptr<FT_LibraryRec_, Deleter> owner(library);
-    FT_Face face = nullptr;
-    ASSERT_EQ(FT_New_Face(library, pairs.font, 0, &face), 0);
-    ASSERT_EQ(FT_Set_Pixel_Sizes(face, 0, static_cast<FT_UInt>(pairs.size)), 0);
-    Picture picture = filtered(AV_PIX_FMT_GRAY8, "");
+    Face face(pairs.font, pairs.size);
+    Picture picture = filtered(AV_PIX_FMT_GRAY8, {});
     FreeTypeTextRenderer renderer(pairs.font, pairs.size);
     renderer.setFontColor(pairs.color);
     renderer.setBackgroundColor(Color(0, 0, 0, 0));
     FT_Pos pen = 0;
     char32_t previous = 0;
     for (const char32_t code : pairs.codes) {
-        FT_Vector kerning{};
-        if (previous != 0) {
-            FT_Get_Kerning(face, previous, code, FT_KERNING_DEFAULT, &kerning);
-        }
-        pen += kerning.x >> 6;
+        pen += previous != 0 ? face.kerning(previous, code) : 0;
         renderer.setPadding(static_cast<int>(pen), -baseLineDifference(pairs), 100, 100);
         renderer.renderOn(picture, std::string(1, static_cast<char>(code)), {}, {});
-        ASSERT_EQ(FT_Load_Char(face, code, FT_LOAD_DEFAULT), 0);
-        pen += face->glyph->advance.x >> 6;
+        pen += face.advance(code);
         previous = code;
     }
-    FT_Done_Face(face);
     EXPECT_EQ(differences(picture, theirs), 0);
 }
 
