@@ -140,10 +140,6 @@ AudioBuffer Resampler::resample(const AudioBuffer& input, int outRate, long outL
     const auto converted = static_cast<unsigned long>(ffmpeg_ext::convertSamples(
         *mContext, out.data(), static_cast<int>(capacity), in.data(), static_cast<int>(samples)));
     // A failure becomes a count for which there is no size, which throws.
-    const std::size_t size = mOutput.planeSize(converted);
-    for (MemBuffer& plane : planes) {
-        plane.shrink(size);
-    }
     return {layout, outFormat, outRate, converted, std::move(planes)};
 }
 

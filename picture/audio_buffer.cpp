@@ -62,9 +62,13 @@ AudioBuffer::AudioBuffer(unsigned long channelLayout, AVSampleFormat format)
 AudioBuffer::AudioBuffer(unsigned long channelLayout, AVSampleFormat format, int rate, unsigned long samples,
                          std::vector<MemBuffer> planes)
     : mChannelLayout(channelLayout), mSampleFormat(format), mNumberOfSamples(samples), mSampleRate(rate) {
-    const auto fits = [size = planeSize(samples)](const MemBuffer& plane) { return plane.size() == size; };
-    if (planes.size() != numberOfPlanes() || !std::all_of(planes.begin(), planes.end(), fits)) {
+    const std::size_t size = planeSize(samples);
+    const auto isShort = [size](const MemBuffer& plane) { return plane.size() < size; };
+    if (planes.size() != numberOfPlanes() || std::any_of(planes.begin(), planes.end(), isShort)) {
         throw std::invalid_argument("AudioBuffer: The planes do not fit the samples");
+    }
+    for (MemBuffer& plane : planes) {
+        plane.shrink(size);
     }
     mPlanes = std::make_shared<std::vector<MemBuffer>>(std::move(planes));
 }

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <climits>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -67,9 +68,21 @@ TEST(AudioBuffer, TakesPlanesThatAreThereWithoutCopying) {
     EXPECT_EQ(left.useCount(), 3);
 }
 
+TEST(AudioBuffer, LeavesOutWhatIsBehindTheSamplesOfPlanesThatAreThere) {
+    const MemBuffer larger(100, true);
+    const AudioBuffer buffer(AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_S16, 48000, 10, {larger});
+    EXPECT_EQ(larger.size(), 100U);
+    const std::filesystem::path path = test::temporaryFolder() / "plane";
+    {
+        std::ofstream stream(path);
+        buffer.dumpPlane(stream, 0);
+    }
+    EXPECT_EQ(test::fileContent(path).size(), 40U);
+}
+
 TEST(AudioBuffer, TakesOnlyPlanesThatFitTheSamples) {
     const MemBuffer plane(40, true);
-    const MemBuffer larger(44, true);
+    const MemBuffer smaller(36, true);
     const auto make = [](std::vector<MemBuffer> planes) {
         return AudioBuffer(AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_FLTP, 48000, 10, std::move(planes));
     };
@@ -77,7 +90,7 @@ TEST(AudioBuffer, TakesOnlyPlanesThatFitTheSamples) {
     EXPECT_THROW_TEXT(std::invalid_argument, text, make({}));
     EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane}));
     EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane, plane, plane}));
-    EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane, larger}));
+    EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane, smaller}));
     EXPECT_THROW_TEXT(std::invalid_argument, text, make({plane, MemBuffer()}));
     EXPECT_NO_THROW(make({plane, plane}));
     EXPECT_THROW_TEXT(std::runtime_error,

@@ -48,8 +48,8 @@ public:
     AudioBuffer(unsigned long channelLayout, AVSampleFormat format);
 
     /// `samples` per channel at `rate` Hz in memory that is there already: as many planes as
-    /// numberOfPlanes(), each of planeSize() bytes. Throws std::invalid_argument for other planes, and as
-    /// planeSize() does.
+    /// numberOfPlanes(), each of planeSize() bytes or more, of which the rest is left out of sight. Throws
+    /// std::invalid_argument for other planes, and as planeSize() does.
     AudioBuffer(unsigned long channelLayout, AVSampleFormat format, int rate, unsigned long samples,
                 std::vector<MemBuffer> planes);
 
