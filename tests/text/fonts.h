@@ -1,16 +1,25 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <string>
 #include <vector>
 
 namespace vidorra::test {
 
-/// Fonts of Debian's packages: TrueType with kerning, of equal widths, and with OpenType CFF outlines; one of
-/// bitmaps in a few sizes, of 16 pixels among them.
+/// The path among two where there is a file, the second if there is none.
+inline const char* firstFile(const char* first, const char* second) {
+    return access(first, R_OK) == 0 ? first : second;
+}
+
+/// Fonts of Debian's packages, some of which have moved between releases: TrueType with kerning, of equal
+/// widths, and with OpenType CFF outlines; one of bitmaps in a few sizes, of 16 pixels among them.
 inline constexpr const char* kSans = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
 inline constexpr const char* kMono = "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf";
-inline constexpr const char* kCff = "/usr/share/fonts/truetype/inconsolata/Inconsolata.otf";
-inline constexpr const char* kBitmap = "/usr/share/fonts/opentype/terminus/terminus-normal.otb";
+inline const char* const kCff = firstFile("/usr/share/fonts/truetype/inconsolata/Inconsolata.otf",
+                                          "/usr/share/fonts/opentype/inconsolata/Inconsolata-Regular.otf");
+inline const char* const kBitmap = firstFile("/usr/share/fonts/opentype/terminus/terminus-normal.otb",
+                                             "/usr/share/fonts/opentype/terminus/ter-u16n_unicode.otb");
 
 /// A glyph in rows of '#' and '.', the lowest of them `bottom` pixels above the base line.
 struct PlainGlyph {

@@ -97,7 +97,7 @@ void addFonts(Page& page) {
     };
     for (const Font& font :
          {Font{"TrueType, kerning", kSans, 30}, Font{"TrueType, one width", kMono, 26},
-          Font{"OpenType CFF", kCff, 30}, Font{"bitmaps", kBitmap, 24}, Font{"9 pixels", kSans, 9}}) {
+          Font{"OpenType CFF", kCff, 30}, Font{"bitmaps", kBitmap, 16}, Font{"9 pixels", kSans, 9}}) {
         FreeTypeTextRenderer renderer(font.file, font.size);
         renderer.setFontColor(Color(30, 30, 30));
         renderer.setBackgroundColor(kPaper);

@@ -47,7 +47,7 @@ struct Font {
     bool blankForOthers = false;
 };
 
-constexpr Font kFonts[] = {
+const Font kFonts[] = {
     {"sans", kSans, 40},     {"small", kSans, 9},     {"mono", kMono, 23},
     {"cff", kCff, 31, true}, {"bitmap", kBitmap, 16},
 };
