@@ -550,8 +550,8 @@ TEST_F(VideoFiltering, ConvertsPicturesBeforeTheFilter) {
     EXPECT_EQ(packet->data[0], 255);
 }
 
-// Without alpha, by the list of the encoder.
-AVPixelFormat firstThatAgrees(const AVPixelFormat* list, AVPixelFormat wanted) {
+// Without alpha, by the list of the encoder, which the latest generations do not have as a field.
+[[maybe_unused]] AVPixelFormat firstThatAgrees(const AVPixelFormat* list, AVPixelFormat wanted) {
     const auto hasAlpha = [](AVPixelFormat format) {
         return (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
     };
