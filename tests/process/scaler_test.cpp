@@ -278,6 +278,15 @@ TEST(Scaler, DoesNotRefuseThemWhenTheSizeChanges) {
     EXPECT_FALSE(scaler.scale(yuv, {32, 16}, AV_PIX_FMT_YUV420P, kLimited).empty());
 }
 
+TEST(Scaler, RangesOfOnePictureDoNotReachTheNext) {
+    Scaler scaler;
+    (void)scaler.scale(picture(AV_PIX_FMT_YUV420P, {64, 32}, kFull), {32, 16}, AV_PIX_FMT_YUV420P, kLimited);
+    const Picture src = picture(AV_PIX_FMT_YUV420P, {64, 32}, kAny);
+    const Picture result = scaler.scale(src, {48, 16}, AV_PIX_FMT_YUV420P, kAny);
+    EXPECT_TRUE(comparePictures(result, direct(src, {48, 16}, AV_PIX_FMT_YUV420P, kAny, SWS_BILINEAR), 0,
+                                false, nullptr));
+}
+
 TEST(Scaler, GivesLibswscalesBytesForEachPairOfTheUsualFormats) {
     // One scaler for all: its context follows the pictures.
     Scaler scaler;
