@@ -132,8 +132,9 @@ Picture Scaler::scale(const Picture& src, Size size, AVPixelFormat format, AVCol
     if (target.width == 0 || target.height == 0) {
         return {};
     }
-    mContext = ffmpeg_ext::cachedScaler(mContext, src.frameSize().width, src.frameSize().height,
-                                        src.pixelFormat(), target.width, target.height, format, mAlgorithm);
+    mContext =
+        ffmpeg_ext::cachedScaler(mContext, {src.frameSize().width, src.frameSize().height, src.pixelFormat(),
+                                            target.width, target.height, format, mAlgorithm});
     // NVA12 goes on: there is no context for it where FFmpeg does not know it, but some of its changes are
     // refused all the same.
     if (mContext == nullptr && src.pixelFormat() != NVA12 && format != NVA12) {

@@ -9,6 +9,7 @@
 #include "platform/ffmpeg/filters.h"
 #include "platform/ffmpeg/pixel_formats.h"
 #include "platform/ffmpeg/resampling.h"
+#include "platform/ffmpeg/scaling.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -21,6 +22,7 @@ extern "C" {
 #include <libavutil/mem.h>
 #include <libavutil/opt.h>
 #include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
 }
 
 // One line for each thing that came or went with a version.
@@ -33,6 +35,7 @@ extern "C" {
 #define DICTIONARY_SIZE_IS_INT (LIBAVCODEC_VERSION_MAJOR < 59)
 #define HAVE_SOURCE_RANGE (LIBAVFILTER_VERSION_MAJOR >= 10)
 #define SAMPLE_POINTERS_ARE_CONST (LIBSWRESAMPLE_VERSION_MAJOR >= 5)
+#define SCALER_HANDS_ITS_RANGES_ON (LIBSWSCALE_VERSION_MAJOR >= 9)
 #define DEVICE_BEFORE_INITIALISATION (LIBAVFILTER_VERSION_MAJOR >= 11)
 
 // While both the fields of the old and of the new channel layout exist, both are kept in step: callers may
@@ -439,6 +442,22 @@ int convertSamples(SwrContext& context, std::uint8_t* const* out, int outCount, 
     return swr_convert(&context, const_cast<std::uint8_t**>(out), outCount,
                        const_cast<const std::uint8_t**>(in), inCount);
 #endif
+}
+
+SwsContext* dropOtherScaler(SwsContext* context, const ScalerParameters& parameters) {
+#if SCALER_HANDS_ITS_RANGES_ON
+    if (context != nullptr &&
+        (context->src_w != parameters.srcWidth || context->src_h != parameters.srcHeight ||
+         context->src_format != parameters.srcFormat || context->dst_w != parameters.dstWidth ||
+         context->dst_h != parameters.dstHeight || context->dst_format != parameters.dstFormat ||
+         context->flags != static_cast<unsigned>(parameters.flags))) {
+        sws_freeContext(context);
+        return nullptr;
+    }
+#else
+    static_cast<void>(parameters);
+#endif
+    return context;
 }
 
 std::string rangeOfSource(AVColorRange range) {
