@@ -23,9 +23,6 @@ namespace {
 // No channel, which is also how FFmpeg marks a silent one.
 constexpr int kNoChannel = -1;
 
-// A mask has no more.
-constexpr std::size_t kMostChannels = 64;
-
 constexpr std::array<int, 8> kNoMap = {kNoChannel, kNoChannel, kNoChannel, kNoChannel,
                                        kNoChannel, kNoChannel, kNoChannel, kNoChannel};
 

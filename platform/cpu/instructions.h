@@ -30,7 +30,6 @@ inline bool hasAvx2() {
 }
 
 inline bool hasAvx512() {
-    __builtin_cpu_init();
     return hasAvx2() && __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
            __builtin_cpu_supports("avx512vl") != 0;
 }

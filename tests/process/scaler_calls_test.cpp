@@ -263,6 +263,7 @@ TEST_F(ScalerCalls, EndWhereThereIsNoContext) {
     EXPECT_TRUE(mScaler.scale(src, {64, 32}, AV_PIX_FMT_YUV420P, kFull).empty());
     Order order = takeOrder();
     // Whether FFmpeg or we free the old one first depends on the generation.
+    EXPECT_EQ(std::count(order.begin(), order.end(), "free"), 1);
     order.erase(std::remove(order.begin(), order.end(), "free"), order.end());
     EXPECT_EQ(order, (Order{"context", "context"}));
     EXPECT_EQ(swsCalls().given, nullptr);

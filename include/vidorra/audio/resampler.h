@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -65,8 +66,11 @@ public:
     int setCompensation(int sampleDelta, int compensationDistance);
 
 private:
-    // FFmpeg takes as many entries as an input has channels, for which it allows up to 64.
-    using InputMap = std::array<int, 64>;
+    // A channel mask has no more.
+    static constexpr std::size_t kMostChannels = 64;
+
+    // FFmpeg takes as many entries as an input has channels.
+    using InputMap = std::array<int, kMostChannels>;
 
     void build();
 
