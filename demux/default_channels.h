@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 
 namespace vidorra {
 

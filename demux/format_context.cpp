@@ -4,11 +4,11 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/error_text.h"
 #include "core/log.h"
 #include "core/shown_url.h"
 #include "core/wrapping.h"
 #include "demux/default_channels.h"
-#include "demux/error_text.h"
 #include "demux/h264_key_packet.h"
 #include "vdr_utils/bad_alloc.h"
 #include "vidorra/core/dictionary.h"

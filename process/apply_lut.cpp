@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "process/video_frame_rect.h"
+#include "picture/video_frame_rect.h"
 
 namespace vidorra {
 namespace {
