@@ -3,7 +3,7 @@
 #include <istream>
 #include <ostream>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 #include "vidorra/core/bad_cast.h"
 #include "vidorra/core/format.h"
 

@@ -4,11 +4,11 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/error_text.h"
 #include "core/log.h"
 #include "core/wrapping.h"
-#include "demux/error_text.h"
 #include "demux/h264_key_packet.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 #include "vdr_utils/bad_alloc.h"
 #include "vidorra/core/dictionary.h"
 #include "vidorra/core/timestamp.h"

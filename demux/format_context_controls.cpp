@@ -3,10 +3,10 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "core/error_text.h"
 #include "core/log.h"
 #include "core/wrapping.h"
-#include "demux/error_text.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 #include "vidorra/core/timestamp.h"
 #include "vidorra/demux/format_context.h"
 

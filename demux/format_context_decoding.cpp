@@ -3,7 +3,7 @@
 #include "core/log.h"
 #include "core/wrapping.h"
 #include "demux/decode_packet.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/frame_duration.h"
 #include "vidorra/core/timestamp.h"
 #include "vidorra/demux/audio_decoder.h"
 #include "vidorra/demux/format_context.h"

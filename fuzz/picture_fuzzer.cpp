@@ -5,7 +5,7 @@
 
 #include <vidorra/vidorra.h>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 #include "support/silence.h"
 #include "support/target.h"
 

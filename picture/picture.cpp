@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ffmpeg/pixel_formats.h"
 #include "picture/plane_in_buffer.h"
-#include "platform/ffmpeg/pixel_formats.h"
 #include "vidorra/core/av_res.h"
 
 extern "C" {

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "ffmpeg/pixel_formats.h"
 #include "picture/plane_in_buffer.h"
-#include "platform/ffmpeg/pixel_formats.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/picture/picture.h"
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/ffmpeg/pixel_formats.h"
-#include "process/chroma_grid.h"
+#include "ffmpeg/pixel_formats.h"
+#include "picture/chroma_grid.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "core/chroma.h"
+#include "process/chroma.h"
 #include "vidorra/process/color_space_converter.h"
 
 namespace vidorra {

@@ -5,8 +5,8 @@
 #include <limits>
 #include <stdexcept>
 
-#include "platform/ffmpeg/drawing.h"
-#include "process/chroma_grid.h"
+#include "picture/chroma_grid.h"
+#include "process/drawing/ff_draw.h"
 #include "vidorra/core/format.h"
 #include "vidorra/process/alphablend/blend.h"
 

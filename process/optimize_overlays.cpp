@@ -8,8 +8,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "platform/ffmpeg/pixel_formats.h"
-#include "process/video_frame_rect.h"
+#include "ffmpeg/pixel_formats.h"
+#include "picture/video_frame_rect.h"
 
 namespace vidorra {
 namespace {

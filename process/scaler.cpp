@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/ffmpeg/scaling.h"
-#include "process/chroma_grid.h"
+#include "ffmpeg/scaling.h"
+#include "picture/chroma_grid.h"
 #include "vidorra/core/format.h"
 #include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/process/color_range_converter.h"

@@ -14,9 +14,9 @@
 #include <locale>
 #include <stdexcept>
 
-#include "platform/ffmpeg/drawing.h"
-#include "process/chroma_grid.h"
-#include "process/draw_context.h"
+#include "picture/chroma_grid.h"
+#include "process/drawing/draw_context.h"
+#include "process/drawing/ff_draw.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
 #include "vidorra/picture/default_picture_allocator.h"
