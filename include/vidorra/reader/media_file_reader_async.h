@@ -41,8 +41,9 @@ namespace vidorra {
 /// is full (60 video or 100 audio frames), every answer is empty; a file that is shorter and played once is
 /// never served. At the end of a file that is played once the queues serve what they hold.
 ///
-/// Frames whose times do not rise end the process, as does a read failure; docs/LIMITS.md tells which sources
-/// have that, and what else to know of sources that are no ordinary files.
+/// Frames whose times do not rise end the process, as does a read failure. The thread logs the exception's
+/// text at level 1 before. docs/LIMITS.md tells which sources have that, and what else to know of sources
+/// that are not ordinary files.
 ///
 /// Owns: the thread, which the destructor joins: after the decoding of a packet, or a read that blocks in
 /// FFmpeg. Threads: getVideoFrame(), getAudioFrame() and getPtsStarted() from any thread at any time; of the
