@@ -24,9 +24,13 @@ namespace vidorra {
 ///     FormatContext source;
 ///     source.setUrl("clip.mp4");
 ///     source.open("", true, std::chrono::seconds(2));
+///     const int video =
+///         av_find_best_stream(source.getAVFormatContext(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
 ///     for (Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket()) {
-///         const VideoFrame frame = source.decodeVideoPacket(packet);
-///         if (!frame.empty()) { ... }
+///         if (packet.stream_index == video) {
+///             const VideoFrame frame = source.decodeVideoPacket(packet);
+///             if (!frame.empty()) { ... }
+///         }
 ///     }
 ///
 /// Times are in microseconds with the source's time origin added: its start by the wall clock, where it knows
@@ -61,9 +65,9 @@ public:
     /// Releases the decoders and the source. Does nothing when closed.
     void close();
 
-    /// Makes FFmpeg give up what it waits for, where it asks: on sockets. A wait for a local pipe or file
-    /// that is already under way goes on; the next access fails. A read then throws. It holds until the next
-    /// open().
+    /// Interrupts FFmpeg where it polls for that, which is while it waits on sockets. A wait for a local pipe
+    /// or file that is already under way goes on; the next access fails. A read then throws. It holds until
+    /// the next open(). Does nothing to a source that was opened before setInterruptCallback().
     void interrupt() noexcept;
 
     [[nodiscard]] bool isOpened() const noexcept { return mFormatContext != nullptr; }
