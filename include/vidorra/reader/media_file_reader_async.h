@@ -80,6 +80,7 @@ private:
     Frame getFrame(Queue& queue, const Timestamp& pts, std::chrono::microseconds timeout);
 
     void readerThreadProc();
+    void readAhead();
 
     AudioFrameQueue mAudioQueue;
     VideoFrameQueue mVideoQueue;
