@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/log.h"
+#include "ffmpeg/owners.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -12,8 +13,7 @@ extern "C" {
 
 namespace vidorra {
 
-DecoderBase::DecoderBase()
-    : mCodecContext(nullptr, [](AVCodecContext* context) { avcodec_free_context(&context); }) {}
+DecoderBase::DecoderBase() : mCodecContext(ffmpeg_ext::adopt<AVCodecContext>(nullptr)) {}
 
 DecoderBase::~DecoderBase() {
     if (!mCodecContext) {
