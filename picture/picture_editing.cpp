@@ -57,6 +57,9 @@ Picture::Picture(const Picture& picture, const Picture& alpha) : Picture(picture
     if (source == alpha.mBuffers.end()) {
         throw std::logic_error("Buffer for alpha alpha wasn't  found.");
     }
+    if (picture.empty()) {
+        throw std::logic_error(std::string(kName) + "The picture has no pixels");
+    }
     *slot = *source;
     mData[3] = alpha.mData[0];
     mLinesize[3] = alpha.mLinesize[0];
@@ -88,7 +91,7 @@ void Picture::copyFrom(const Picture& other) {
     if (!editable()) {
         throw std::runtime_error("copyFrom: picture is not editable");
     }
-    if (mSize != other.mSize || mFormat != other.mFormat) {
+    if (other.empty() || mSize != other.mSize || mFormat != other.mFormat) {
         throw std::runtime_error("copyFrom: mismath picture size / pixel format");
     }
     copyFrom(other.mData.data(), other.mLinesize.data());

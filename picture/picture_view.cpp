@@ -36,23 +36,21 @@ PictureView viewOf(const Picture& picture, const Rect& rect) {
     if (descriptor == nullptr) {
         throw std::invalid_argument("Picture::crop: the pixel format has no descriptor");
     }
-    const int chromaX = descriptor->log2_chroma_w;
-    const int chromaY = descriptor->log2_chroma_h;
-    part = ChromaGrid(chromaX, chromaY).down(part);
-    int steps[4] = {};
-    ffmpeg_ext::fillMaxPixelSteps(steps, picture.pixelFormat());
-
-    const std::ptrdiff_t x = part.x;
-    const std::ptrdiff_t y = part.y;
-    movePlane(view.data[0], x * steps[0] + y * view.linesize[0]);
+    // Down to whole groups of pixels; the view can be smaller than what was asked for.
+    const ffmpeg_ext::PixelGroup group = ffmpeg_ext::pixelGroup(picture.pixelFormat());
+    part = ChromaGrid(group.log2Width, group.log2Height).down(part);
+    const auto move = [&](int plane, int rows) {
+        const auto index = static_cast<std::size_t>(plane);
+        movePlane(view.data[index], ffmpeg_ext::rowBytes(picture.pixelFormat(), plane, part.x) +
+                                        std::ptrdiff_t{rows} * view.linesize[index]);
+    };
+    move(0, part.y);
     if ((descriptor->flags & kPaletteFlags) == 0) {
-        for (std::size_t plane : {1, 2}) {
-            movePlane(view.data[plane],
-                      ((x * steps[plane]) >> chromaX) + (y >> chromaY) * view.linesize[plane]);
-        }
+        move(1, part.y >> group.log2Height);
+        move(2, part.y >> group.log2Height);
     }
     // Plane 3 is an alpha plane of full resolution.
-    movePlane(view.data[3], x * steps[3] + y * view.linesize[3]);
+    move(3, part.y);
     view.size = {part.width, part.height};
     return view;
 }

@@ -12,8 +12,8 @@ struct PictureView {
 };
 
 /// The part of a picture that is inside of `rect`. Unless that is all of the picture, its position and size
-/// are rounded down to whole chroma samples, each by itself; a width or height can then be 0. Throws
-/// std::invalid_argument for a part of a picture whose pixel format has no descriptor.
+/// are rounded down, each by itself, to whole groups of pixels as pixelGroup() gives them. A width or height
+/// can then be 0. Throws std::invalid_argument for a part of a picture whose format has no descriptor.
 PictureView viewOf(const Picture& picture, const Rect& rect);
 
 }  // namespace vidorra

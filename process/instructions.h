@@ -42,6 +42,18 @@ class KernelSets {
 public:
     void add(const Kernels& kernels) { mSets[mCount++] = &kernels; }
 
+#if defined(__x86_64__)
+    /// Adds those of the two that the processor has.
+    void addSupported(const Kernels& avx2, const Kernels& avx512) {
+        if (hasAvx2()) {
+            add(avx2);
+        }
+        if (hasAvx512()) {
+            add(avx512);
+        }
+    }
+#endif
+
     [[nodiscard]] std::span<const Kernels* const> all() const { return {mSets.data(), mCount}; }
 
 private:

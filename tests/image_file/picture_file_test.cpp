@@ -9,6 +9,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/descriptors.h"
@@ -297,6 +298,18 @@ TEST(SavePicture, RefusesAnEmptyPicture) {
     const fs::path path = outputFile("empty.png");
     EXPECT_THROW(savePicture(Picture(), path, AV_CODEC_ID_NONE), BadCast);
     EXPECT_FALSE(fs::exists(path));
+    Picture movedFrom = picture(AV_PIX_FMT_RGB24, {16, 8}, AVCOL_RANGE_JPEG);
+    const Picture other = std::move(movedFrom);
+    const Picture outside = other.crop({20, 20, 4, 4});
+    for (const Picture& nothing :
+         {Picture(), Picture({0, 0}, AV_PIX_FMT_RGB24, AVCOL_RANGE_JPEG, 1), movedFrom, outside}) {
+        EXPECT_THROW_TEXT(BadCast, "savePicture: the picture for " + path.string() + " has no pixels",
+                          savePicture(nothing, path, AV_CODEC_ID_NONE));
+        EXPECT_THROW_TEXT(BadCast, "savePicture: the picture for " + path.string() + " has no pixels",
+                          savePicture(nothing, path, AV_CODEC_ID_PNG));
+        EXPECT_FALSE(fs::exists(path));
+    }
+    EXPECT_TRUE(log.lines().empty());
 }
 
 TEST(SavePicture, SaysWhichFileCannotBeCreatedOrWritten) {
