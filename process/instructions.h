@@ -54,7 +54,9 @@ public:
     }
 #endif
 
-    [[nodiscard]] std::span<const Kernels* const> all() const { return {mSets.data(), mCount}; }
+    [[nodiscard]] std::span<const Kernels* const> all() const {
+        return {mSets.data(), mCount};
+    }
 
 private:
     std::array<const Kernels*, kMost> mSets{};
