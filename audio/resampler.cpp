@@ -8,7 +8,9 @@
 
 #include "audio/plane_pool.h"
 #include "ffmpeg/channels.h"
+#include "ffmpeg/owners.h"
 #include "ffmpeg/resampling.h"
+#include "vidorra/core/av_ptr.h"
 
 extern "C" {
 #include <libavutil/error.h>
@@ -23,12 +25,14 @@ namespace {
 // No channel, which is also how FFmpeg marks a silent one.
 constexpr int kNoChannel = -1;
 
+// FFmpeg's resampling filter: its length in samples, the logarithm of the number of positions between two
+// samples that have one, and the share of the narrower band that passes.
+constexpr int kFilterTaps = 32;
+constexpr int kPhaseBits = 5;
+constexpr double kCutoff = 1.0;
+
 constexpr std::array<int, 8> kNoMap = {kNoChannel, kNoChannel, kNoChannel, kNoChannel,
                                        kNoChannel, kNoChannel, kNoChannel, kNoChannel};
-
-void freeContext(SwrContext* context) {
-    swr_free(&context);
-}
 
 // The place of a channel in a layout, or a negative code.
 int channelIndex(std::uint64_t layout, std::uint64_t channel) {
@@ -51,7 +55,7 @@ std::vector<std::string> splitAtBars(const std::string& text) {
 
 }  // namespace
 
-Resampler::Resampler() : mContext(nullptr, freeContext), mChannelMap(kNoMap) {}
+Resampler::Resampler() : mContext(ffmpeg_ext::adopt<SwrContext>(nullptr)), mChannelMap(kNoMap) {}
 
 Resampler::~Resampler() = default;
 
@@ -72,7 +76,7 @@ Resampler& Resampler::operator=(Resampler&& other) noexcept {
 }
 
 void Resampler::build() {
-    std::unique_ptr<SwrContext, void (*)(SwrContext*)> owned(swr_alloc(), freeContext);
+    AvPtr<SwrContext> owned = ffmpeg_ext::adopt(swr_alloc());
     if (owned == nullptr) {
         throw std::bad_alloc();
     }
@@ -84,9 +88,9 @@ void Resampler::build() {
     av_opt_set_int(context, "in_sample_rate", mInput.sampleRate(), 0);
     av_opt_set_sample_fmt(context, "out_sample_fmt", mOutput.sampleFormat(), 0);
     av_opt_set_int(context, "out_sample_rate", mOutput.sampleRate(), 0);
-    av_opt_set_int(context, "filter_size", 32, 0);
-    av_opt_set_int(context, "phase_shift", 5, 0);
-    av_opt_set_double(context, "cutoff", 1.0, 0);
+    av_opt_set_int(context, "filter_size", kFilterTaps, 0);
+    av_opt_set_int(context, "phase_shift", kPhaseBits, 0);
+    av_opt_set_double(context, "cutoff", kCutoff, 0);
     if (mChannelMap != kNoMap) {
         // FFmpeg would read behind the channels that the input has.
         mInputMap = std::make_unique<InputMap>();

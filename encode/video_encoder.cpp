@@ -142,7 +142,7 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
     if (!filtered.ok) {
         return handleFilterFailure(filtered, local);
     }
-    if (!accepts(codec, *avFrame)) {
+    if (!encoderAccepts(codec, *avFrame)) {
         logger::log(kLogWarning, logName())
             << "sendFrame(): not of the encoder's size and format: " << avFrame->width << "x"
             << avFrame->height << " " << static_cast<AVPixelFormat>(avFrame->format);

@@ -4,13 +4,14 @@
 #include <cstddef>
 #include <fstream>
 #include <ios>
-#include <memory>
 #include <stdexcept>
 #include <utility>
 
 #include "core/shown_url.h"
+#include "ffmpeg/owners.h"
 #include "ffmpeg/pixel_formats.h"
 #include "objstream/object.h"
+#include "vidorra/core/av_ptr.h"
 #include "vidorra/core/format.h"
 #include "vidorra/demux/format_context.h"
 #include "vidorra/encode/video_encoder.h"
@@ -50,17 +51,12 @@ objstream::object encoderConfig(const Picture& picture, AVCodecID codec) {
     return config;
 }
 
-struct CloseFile {
-    void operator()(AVIOContext* file) const { avio_close(file); }
-};
-using File = std::unique_ptr<AVIOContext, CloseFile>;
-
-File createFile(const std::string& filename) {
+AvPtr<AVIOContext> createFile(const std::string& filename) {
     AVIOContext* file = nullptr;
     if (avio_open(&file, filename.c_str(), AVIO_FLAG_WRITE) < 0) {
         throw std::runtime_error(fmt::format("Could not open output file {}", shownUrl(filename)));
     }
-    return File(file);
+    return ffmpeg_ext::adopt(file);
 }
 
 // The one packet that is the whole file.
@@ -157,7 +153,7 @@ void savePicture(Picture picture, const std::string& filename, AVCodecID codec) 
         picture = ColorSpaceConverter::convertTo(picture, best, AVCOL_RANGE_UNSPECIFIED);
     }
     VideoEncoder encoder(encoderConfig(picture, codec));
-    const File file = createFile(filename);
+    const AvPtr<AVIOContext> file = createFile(filename);
     const Packet packet = encode(encoder, std::move(picture));
     avio_write(file.get(), packet.data, packet.size);
     avio_flush(file.get());
