@@ -12,6 +12,7 @@
 #include "ffmpeg/pixel_formats.h"
 #include "objstream/object.h"
 #include "vidorra/core/av_ptr.h"
+#include "vidorra/core/bad_cast.h"
 #include "vidorra/core/format.h"
 #include "vidorra/demux/format_context.h"
 #include "vidorra/encode/video_encoder.h"
@@ -141,12 +142,19 @@ Picture loadPictureFromYUV420PFile(const std::string& filename, const Size& size
     readPlane(file, picture, 0, size.height);
     readPlane(file, picture, 1, size.height / 2);
     readPlane(file, picture, 2, size.height / 2);
+    if (!file) {
+        throw std::runtime_error(fmt::format("Could not read file {}", filename));
+    }
     return picture;
 }
 
 void savePicture(Picture picture, const std::string& filename, AVCodecID codec) {
     if (codec == AV_CODEC_ID_NONE) {
         codec = guessCodec(filename);
+    }
+    const Size size = picture.frameSize();
+    if (picture.empty() || size.width < 1 || size.height < 1) {
+        throw BadCast(fmt::format("savePicture: the picture for {} has no pixels", filename));
     }
     const AVPixelFormat best = VideoEncoder::chooseBestPixelFormat(codec, picture.pixelFormat());
     if (best != AV_PIX_FMT_NONE) {
