@@ -2,17 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 
 #include "ffmpeg/channels.h"
 #include "picture/av_frames.h"
+#include "support/allocation_limit.h"
 
 extern "C" {
 #include <libavutil/buffer.h>
 #include <libavutil/cpu.h>
 #include <libavutil/error.h>
 #include <libavutil/frame.h>
-#include <libavutil/mem.h>
 }
 
 namespace vidorra::test {
@@ -160,10 +162,10 @@ TEST(AlignSamples, SamplesWithoutASizeOrMemoryAreInvalid) {
 TEST(AlignSamples, WithoutMemoryTheFrameStays) {
     const std::vector<Bytes> planes = unlikePlanes(kStereoFloats, 10001);
     const AvPtr<AVFrame> frame = packedFrame(kStereoFloats, 10001, planes);
-    av_max_alloc(10000);
-    const int res = alignSamples(*frame);
-    av_max_alloc(INT_MAX);
-    EXPECT_EQ(res, AVERROR(ENOMEM));
+    {
+        const AllocationLimit limit(10000);
+        EXPECT_EQ(alignSamples(*frame), AVERROR(ENOMEM));
+    }
     EXPECT_EQ(planesOf(*frame, 2, kStereoFloats.planeBytes(10001)), planes);
     EXPECT_EQ(alignSamples(*frame), 0);
 }
