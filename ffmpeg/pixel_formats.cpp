@@ -74,6 +74,37 @@ void fillMaxPixelSteps(int steps[4], AVPixelFormat format) {
     av_image_fill_max_pixsteps(steps, nullptr, descriptor);
 }
 
+PixelGroup pixelGroup(AVPixelFormat format) {
+    const AVPixFmtDescriptor* descriptor = pixelFormatDescriptor(format);
+    if (descriptor == nullptr) {
+        return {};
+    }
+    PixelGroup group = {descriptor->log2_chroma_w, descriptor->log2_chroma_h};
+    if ((descriptor->flags & AV_PIX_FMT_FLAG_BITSTREAM) != 0) {
+        // Steps count bits here.
+        while ((descriptor->comp[0].step << group.log2Width) % CHAR_BIT != 0) {
+            ++group.log2Width;
+        }
+    }
+    return group;
+}
+
+std::ptrdiff_t rowBytes(AVPixelFormat format, int plane, int pixels) {
+    const AVPixFmtDescriptor* descriptor = pixelFormatDescriptor(format);
+    if (descriptor == nullptr) {
+        return 0;
+    }
+    int steps[4] = {};
+    int components[4] = {};
+    av_image_fill_max_pixsteps(steps, components, descriptor);
+    // Where luma and chroma share a plane, it is the distance of chroma samples that tells its size: that of
+    // luma is no whole number in some formats.
+    const bool isChroma = components[plane] == 1 || components[plane] == 2;
+    const std::ptrdiff_t samples = -(-std::ptrdiff_t{pixels} >> (isChroma ? descriptor->log2_chroma_w : 0));
+    const std::ptrdiff_t size = samples * steps[plane];
+    return (descriptor->flags & AV_PIX_FMT_FLAG_BITSTREAM) != 0 ? (size + CHAR_BIT - 1) / CHAR_BIT : size;
+}
+
 int fillImageArrays(std::uint8_t* data[4], int linesize[4], const std::uint8_t* source, AVPixelFormat format,
                     int width, int height, int align) {
     if (align < 1) {

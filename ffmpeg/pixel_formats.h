@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 extern "C" {
@@ -31,6 +32,18 @@ AVPixelFormat pixelFormatFromName(const char* name);
 
 /// Bytes from one pixel to the next in each plane, 0 where there is no plane or no such format.
 void fillMaxPixelSteps(int steps[4], AVPixelFormat format);
+
+/// The smallest group of pixels that begins and ends with whole bytes in every plane, as powers of two: the
+/// pixels of one chroma sample, or those that share a byte. A single pixel for a value that is no format.
+struct PixelGroup {
+    int log2Width = 0;
+    int log2Height = 0;
+};
+PixelGroup pixelGroup(AVPixelFormat format);
+
+/// Bytes of the first `pixels` pixels of a row, rounded up to whole groups; 0 for a palette, and where there
+/// is no plane or no such format.
+std::ptrdiff_t rowBytes(AVPixelFormat format, int plane, int pixels);
 
 /// av_image_fill_arrays: lays the planes of a picture out behind `source`, which may be null. Gives the size
 /// in bytes or a negative FFmpeg code.

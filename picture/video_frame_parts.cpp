@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "core/rect_edges.h"
+#include "ffmpeg/pixel_formats.h"
 #include "picture/chroma_grid.h"
 #include "picture/video_frame_rect.h"
 #include "vidorra/picture/video_frame.h"
@@ -15,8 +16,9 @@ VideoFrame VideoFrame::crop(const Rect& rect) const {
         return {};
     }
     Rect part{visible.x - mPosition.x, visible.y - mPosition.y, visible.width, visible.height};
-    // Without a descriptor Picture::crop() decides.
-    part = ChromaGrid(mPicture.pixelFormat()).down(part);
+    // As Picture::crop() does it, which decides about formats without a descriptor.
+    const ffmpeg_ext::PixelGroup group = ffmpeg_ext::pixelGroup(mPicture.pixelFormat());
+    part = ChromaGrid(group.log2Width, group.log2Height).down(part);
     VideoFrame result(mPicture.crop(part), timestamp(), flags());
     result.metadata() = metadata();
     result.setPosition({mPosition.x + part.x, mPosition.y + part.y});

@@ -124,6 +124,9 @@ Rect alphaTrimmedRect(const Picture& picture) {
     if (!picture.hasAlpha()) {
         return {0, 0, width, height};
     }
+    if (picture.empty()) {
+        return {};
+    }
     const AVPixFmtDescriptor& descriptor = *ffmpeg_ext::pixelFormatDescriptor(picture.pixelFormat());
     const AlphaRows alpha(picture, descriptor.comp[descriptor.nb_components - 1]);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 
 #include "ffmpeg/pixel_formats.h"
@@ -39,6 +40,9 @@ void fillRectangle(Picture& picture, Color color) {
 }
 
 void fillWithDebugData(Picture& picture) {
+    if (picture.empty()) {
+        return;
+    }
     const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(picture.pixelFormat());
     const int chromaShift = descriptor != nullptr ? descriptor->log2_chroma_h : 0;
     const std::int64_t width = picture.frameSize().width;
@@ -49,7 +53,11 @@ void fillWithDebugData(Picture& picture) {
         }
         const bool isChroma = plane == 1 || plane == 2;
         const std::int64_t rows = picture.frameSize().height >> (isChroma ? chromaShift : 0);
-        const std::int64_t bytes = rows * picture.linesize()[plane];
+        std::int64_t bytes = rows * picture.linesize()[plane];
+        // The last row of a view can end with its last pixel, and a palette has no rows.
+        if (const std::optional<std::size_t> available = picture.bytesInBuffer(plane)) {
+            bytes = std::min(bytes, static_cast<std::int64_t>(*available));
+        }
         // Deliberate: runs of the picture's width also in planes that are narrower.
         const std::int64_t run = width > 0 ? width : bytes;
         for (std::int64_t i = 0; i < bytes; i += run) {

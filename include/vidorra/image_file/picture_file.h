@@ -27,7 +27,7 @@ namespace vidorra {
 /// A picture from a file of planar 4:2:0 samples without any header: all of the luma, then U, then V. Sizes
 /// are even and at least 2 by 2. Rows follow each other without a gap, in memory too.
 /// Errors: std::invalid_argument for another size, and for a file whose length does not fit the size; one
-/// that cannot be opened counts as empty.
+/// that cannot be opened counts as empty. std::runtime_error with the file's name when reading it fails.
 [[nodiscard]] VIDORRA_API Picture loadPictureFromYUV420PFile(const std::string& filename, const Size& size,
                                                              AVColorRange range);
 
@@ -40,7 +40,7 @@ namespace vidorra {
 /// frame to begin, such as WebP where FFmpeg encodes it as an animation, and H.264, fail.
 /// Errors: std::runtime_error for an extension that nothing is known for, for a codec without encoder, for a
 /// file that cannot be created or written, and when no packet comes out; a file without content stays behind
-/// in the last case. BadCast for an empty picture. FFmpegError and the errors of
+/// in the last case. BadCast with the file's name for a picture without pixels. FFmpegError and the errors of
 /// ColorSpaceConverter::convertTo() besides.
 VIDORRA_API void savePicture(Picture picture, const std::string& filename, AVCodecID codec);
 
