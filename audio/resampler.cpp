@@ -81,8 +81,7 @@ void Resampler::build() {
         throw std::bad_alloc();
     }
     SwrContext* context = owned.get();
-    // No result is looked at: without a valid setting the initialisation fails, and without that every
-    // conversion.
+    // The results of settings are not looked at: without a valid one the initialisation fails.
     ffmpeg_ext::setResamplerLayouts(*context, mInput.channelLayout(), mOutput.channelLayout());
     av_opt_set_sample_fmt(context, "in_sample_fmt", mInput.sampleFormat(), 0);
     av_opt_set_int(context, "in_sample_rate", mInput.sampleRate(), 0);
@@ -101,9 +100,22 @@ void Resampler::build() {
                        });
         swr_set_channel_mapping(context, mInputMap->data());
     }
-    swr_init(context);
+    // Nor is any other failure: every conversion fails without an initialisation.
+    if (swr_init(context) == AVERROR(ENOMEM)) {
+        throw std::bad_alloc();
+    }
     mPool = std::make_unique<PlanePool>();
     mContext = std::move(owned);
+}
+
+// Gives up the filter, so that the next call makes another one, and throws.
+void Resampler::fail(int code) {
+    mContext.reset();
+    if (code == AVERROR(ENOMEM)) {
+        throw std::bad_alloc();
+    }
+    // Taken for a count of samples, for which there is no size, it has its error.
+    static_cast<void>(mOutput.planeSize(static_cast<unsigned long>(code)));
 }
 
 AudioBuffer Resampler::resample(const AudioBuffer& input, int outRate, long outLayout,
@@ -113,9 +125,9 @@ AudioBuffer Resampler::resample(const AudioBuffer& input, int outRate, long outL
     if (inRate <= 0 || outRate <= 0) {
         throw std::invalid_argument("Resampler::resample: The sample rates must be above 0");
     }
-    if (mContext != nullptr &&
-        (mOutput.sampleRate() != outRate || mOutput.channelLayout() != layout ||
-         mOutput.sampleFormat() != outFormat || !mInput.isCompatibleWithBuffer(input))) {
+    if (mContext != nullptr && (swr_is_initialized(mContext.get()) == 0 || mOutput.sampleRate() != outRate ||
+                                mOutput.channelLayout() != layout || mOutput.sampleFormat() != outFormat ||
+                                !mInput.isCompatibleWithBuffer(input))) {
         mContext.reset();
     }
     if (mContext == nullptr) {
@@ -138,10 +150,12 @@ AudioBuffer Resampler::resample(const AudioBuffer& input, int outRate, long outL
     }
     const std::vector<const std::uint8_t*> in =
         input.empty() ? std::vector<const std::uint8_t*>(1) : input.getPointersToPlanes();
-    const auto converted = static_cast<unsigned long>(ffmpeg_ext::convertSamples(
-        *mContext, out.data(), static_cast<int>(capacity), in.data(), static_cast<int>(samples)));
-    // A failure becomes a count for which there is no size, which throws.
-    return {layout, outFormat, outRate, converted, std::move(planes)};
+    const int converted = ffmpeg_ext::convertSamples(*mContext, out.data(), static_cast<int>(capacity),
+                                                     in.data(), static_cast<int>(samples));
+    if (converted < 0) {
+        fail(converted);
+    }
+    return {layout, outFormat, outRate, static_cast<unsigned long>(converted), std::move(planes)};
 }
 
 AudioBuffer Resampler::remap(const AudioBuffer& input) {
