@@ -152,11 +152,13 @@ ClipFrame ClipReader::Implementation::read() {
         return {};
     }
     try {
-        open();
+        if (!mEnded) {
+            open();
+        }
         return nextFrame();
     } catch (...) {
-        // Not for a failure to open: another call tries again.
-        mEnded = mPass != nullptr;
+        // Another call tries again to open the source for the first time.
+        mEnded = mPass != nullptr || mNumber != 0;
         if (mInterruption.stopped()) {
             return {};
         }
@@ -208,6 +210,8 @@ void ClipReader::Implementation::beginNextPass() {
     mBase += *mEnd;
     mEnd.reset();
     ++mNumber;
+    // First, so that there is one decoder at a time.
+    mPass.reset();
     mPass = std::make_unique<ClipPass>(mOrigin, mOptions, mInterruption, mCounts);
 }
 

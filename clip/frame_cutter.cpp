@@ -48,6 +48,8 @@ bool cutSound(PlacedFrame& sound, Ticks from, Ticks to) {
     }
     if (first > 0) {
         dropSamples(sound, first);
+        // A point between two samples is taken for the time of the nearer one.
+        sound.time = from;
     }
     return true;
 }

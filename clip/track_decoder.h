@@ -53,10 +53,11 @@ private:
     const ClipOptions& mOptions;
     ClipCounts& mCounts;
     ThreadShare mThreads;
-    std::unique_ptr<DecoderBase> mDecoder;
     std::set<std::string> mUnknown;
     int mErrorsInARow = 0;
     bool mLogged = false;
+    // The last: make() uses the others.
+    std::unique_ptr<DecoderBase> mDecoder;
 };
 
 }  // namespace vidorra
