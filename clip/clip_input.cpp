@@ -144,7 +144,7 @@ void ClipInput::openFormat(const ClipOrigin& origin, Dictionary& options) {
     context->interrupt_callback = mInterruption.callback();
     context->pb = mStream ? mStream->context() : mBytes.get();
     // FFmpeg frees the context when it fails.
-    const int opened = avformat_open_input(&context, origin.url.c_str(), format, options.address());
+    const int opened = avformat_open_input(&context, mName.c_str(), format, options.address());
     if (opened < 0) {
         fail(opened, "cannot open");
     }

@@ -61,8 +61,13 @@ struct ClipPass::Track {
 };
 
 ClipPass::ClipPass(const ClipOrigin& origin, const ClipOptions& options, Interruption& interruption,
-                   ClipCounts& counts)
-    : mOrigin(origin), mOptions(options), mInterruption(interruption), mCounts(counts), mCutter({}) {
+                   ClipCounts& counts, bool isFollowed)
+    : mOrigin(origin),
+      mOptions(options),
+      mInterruption(interruption),
+      mCounts(counts),
+      mIsFollowed(isFollowed),
+      mCutter(FrameCutter::Range{}) {
     open();
     const Timestamp& in = options.in;
     goTo(in.isNull ? 0 : ticksOf(in.value, in.timebase).value_or(0), kFirstBack);
@@ -151,14 +156,43 @@ void ClipPass::goTo(Ticks to, Ticks back) {
     }
     mFrom = to;
     mBack = back;
-    mCutter = FrameCutter({to, outOf(mOptions), to > 0, mOptions.endWithPictures && mVideo != nullptr});
+    mCutter = FrameCutter(rangeFrom(to));
     mGate = mVideo != nullptr && to > 0 && back != kWithoutLeavingOut ? PacketGate(to + mInput->start())
                                                                       : PacketGate();
     mCurrent = nullptr;
+    mSoundEnd.reset();
     mDrained = 0;
     mEnding = false;
     mDone = false;
     mError = nullptr;
+    mAhead.clear();
+    if (to == 0) {
+        findLead();
+    }
+}
+
+FrameCutter::Range ClipPass::rangeFrom(Ticks from) const {
+    return {from, outOf(mOptions), from > 0, mOptions.endWithPictures && mVideo != nullptr, mIsFollowed};
+}
+
+void ClipPass::findLead() {
+    constexpr Ticks kEnough = kSecond / 2;
+    mLead = 0;
+    bool pictures = mVideo == nullptr;
+    bool sound = mVideo != nullptr && mSelected.size() == 1;
+    while (!pictures || !sound) {
+        std::optional<PlacedFrame> frame = nextCut();
+        if (!frame) {
+            break;
+        }
+        (frame->picture ? pictures : sound) = true;
+        mLead = mAhead.empty() ? frame->time : std::min(mLead, frame->time);
+        const bool far = frame->time > mLead + kEnough;
+        mAhead.push_back(std::move(*frame));
+        if (far) {
+            break;
+        }
+    }
 }
 
 void ClipPass::seek(Ticks to) {
@@ -174,7 +208,7 @@ void ClipPass::seek(Ticks to) {
         throw FFmpegError(AvError(AVERROR(ESPIPE)), fmt::format("cannot seek in {}", mOrigin.name()));
     }
     mFrom = to;
-    mCutter = FrameCutter({to, outOf(mOptions), true, mOptions.endWithPictures && mVideo != nullptr});
+    mCutter = FrameCutter(rangeFrom(to));
 }
 
 Ticks ClipPass::keyPictureBefore(Ticks time) {
@@ -210,15 +244,27 @@ Ticks ClipPass::keyPictureBefore(Ticks time) {
 }
 
 std::optional<PlacedFrame> ClipPass::next() {
+    std::optional<PlacedFrame> frame;
+    if (mAhead.empty()) {
+        frame = nextCut();
+    } else {
+        frame = std::move(mAhead.front());
+        mAhead.pop_front();
+    }
+    if (!frame && mError && !mInterruption.stopped()) {
+        std::rethrow_exception(std::exchange(mError, nullptr));
+    }
+    return frame;
+}
+
+// The next frame; nothing at the end, after a failure, and when interrupted.
+std::optional<PlacedFrame> ClipPass::nextCut() {
     while (!mInterruption.stopped()) {
         if (std::optional<PlacedFrame> frame = mCutter.next()) {
             return frame;
         }
         if (mDone) {
-            if (mError) {
-                std::rethrow_exception(std::exchange(mError, nullptr));
-            }
-            return std::nullopt;
+            break;
         }
         advance();
     }
@@ -280,6 +326,13 @@ void ClipPass::readPacket() {
     if (track == mVideo) {
         mGate.add(std::move(packet), track->stream.time_base);
     } else {
+        const AVRational base = track->stream.time_base;
+        const std::optional<Ticks> begin = sourceTime(packet->pts, *track);
+        const bool countsSamples = base.num == 1 && base.den == track->stream.codecpar->sample_rate;
+        mSoundEnd.reset();
+        if (begin && countsSamples && packet->duration > 0) {
+            mSoundEnd = *begin + ticksOfSamples(packet->duration, base.den);
+        }
         track->decoder.send(packet.get());
         mCurrent = track;
     }
@@ -287,7 +340,7 @@ void ClipPass::readPacket() {
 
 void ClipPass::drainNext() {
     if (mDrained == mSelected.size()) {
-        mCutter.finish();
+        mCutter.finish(mSoundEnd);
         mDone = true;
         return;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -26,9 +27,10 @@ namespace vidorra {
 /// Threads: one at a time. What the constructor takes has to outlive it.
 class ClipPass {
 public:
-    /// Opens everything, at the in point. Throws as ClipReader::open().
+    /// Opens everything, at the in point. Before another pass (`isFollowed`), padding of sound is cut that
+    /// FFmpeg leaves where the container tells of it. Throws as ClipReader::open().
     ClipPass(const ClipOrigin& origin, const ClipOptions& options, Interruption& interruption,
-             ClipCounts& counts);
+             ClipCounts& counts, bool isFollowed);
     ClipPass(const ClipPass&) = delete;
     ClipPass& operator=(const ClipPass&) = delete;
     ~ClipPass();
@@ -40,6 +42,10 @@ public:
     /// The next frame; nothing at the end, and when interrupted. After an error while reading, the frames
     /// that the decoders hold come first.
     [[nodiscard]] std::optional<PlacedFrame> next();
+
+    /// The time of the first frame when reading began at the start of the source, else 0. Some decoders give
+    /// nothing for the first packets, and a loop would have a hole there.
+    [[nodiscard]] Ticks lead() const noexcept { return mLead; }
 
     /// Continues at a time: with the picture that shows then, and the sample at it.
     void seek(Ticks to);
@@ -53,7 +59,10 @@ private:
 
     void open();
     void goTo(Ticks to, Ticks back);
+    void findLead();
+    [[nodiscard]] std::optional<PlacedFrame> nextCut();
     void advance();
+    [[nodiscard]] FrameCutter::Range rangeFrom(Ticks from) const;
     void readPacket();
     void drainNext();
     void place(AvPtr<AVFrame> frame);
@@ -64,6 +73,7 @@ private:
     const ClipOptions& mOptions;
     Interruption& mInterruption;
     ClipCounts& mCounts;
+    const bool mIsFollowed;
 
     std::unique_ptr<ClipInput> mInput;
     std::vector<ClipTrack> mTracks;
@@ -79,8 +89,13 @@ private:
     bool mFromStart = true;
     FrameCutter mCutter;
     PacketGate mGate;
+    Ticks mLead = 0;
+    // Frames that were read to find it.
+    std::deque<PlacedFrame> mAhead;
     // The track whose decoder may have frames.
     Track* mCurrent = nullptr;
+    // Where the last packet of sound ends, when the container counts samples.
+    std::optional<Ticks> mSoundEnd;
     std::size_t mDrained = 0;
     bool mEnding = false;
     bool mDone = false;

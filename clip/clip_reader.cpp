@@ -108,7 +108,7 @@ public:
             throw FFmpegError(mInterruption.reasonFor(0), "cannot open " + mOrigin.name());
         }
         if (mPass == nullptr) {
-            mPass = std::make_unique<ClipPass>(mOrigin, mOptions, mInterruption, mCounts);
+            openPass();
             mTracks = mPass->tracks();
             mUnused = mPass->unusedOptions();
         }
@@ -126,7 +126,13 @@ public:
 
 private:
     ClipFrame nextFrame();
+    // The time in the source that stamps count from.
+    Ticks zero() const noexcept { return mIn == 0 ? mPass->lead() : mIn; }
     bool convert(PlacedFrame& placed, ClipFrame& frame);
+    bool isFollowed() const noexcept { return mOptions.passes == 0 || mNumber + 1 < mOptions.passes; }
+    void openPass() {
+        mPass = std::make_unique<ClipPass>(mOrigin, mOptions, mInterruption, mCounts, isFollowed());
+    }
     void beginNextPass();
 
     const ClipOrigin mOrigin;
@@ -189,9 +195,10 @@ bool ClipReader::Implementation::convert(PlacedFrame& placed, ClipFrame& frame) 
         logFormatted(kLogWarning, {}, "{}: a frame is left out: {}", mOrigin.name(), error.what());
         return false;
     }
-    const Ticks end = placed.time + placed.duration - mIn;
+    const Ticks begin = placed.time - zero();
+    const Ticks end = begin + placed.duration;
     mEnd = std::max(mEnd.value_or(end), end);
-    const Timestamp time = timestampOf(mBase + placed.time - mIn);
+    const Timestamp time = timestampOf(mBase + begin);
     setTimestamp(frame, time);
     frame.duration = timestampOf(mBase + end) - time;
     frame.sourceTime = timestampOf(placed.time);
@@ -201,9 +208,8 @@ bool ClipReader::Implementation::convert(PlacedFrame& placed, ClipFrame& frame) 
 }
 
 void ClipReader::Implementation::beginNextPass() {
-    const bool last = mOptions.passes != 0 && mNumber + 1 >= mOptions.passes;
     // A pass without frames would be followed by more of them.
-    if (last || !mEnd || !mPass->input().canSeek()) {
+    if (!isFollowed() || !mEnd || !mPass->input().canSeek()) {
         mEnded = true;
         return;
     }
@@ -212,7 +218,7 @@ void ClipReader::Implementation::beginNextPass() {
     ++mNumber;
     // First, so that there is one decoder at a time.
     mPass.reset();
-    mPass = std::make_unique<ClipPass>(mOrigin, mOptions, mInterruption, mCounts);
+    openPass();
 }
 
 void ClipReader::Implementation::seek(const Timestamp& to, SeekTo mode) {
@@ -220,16 +226,18 @@ void ClipReader::Implementation::seek(const Timestamp& to, SeekTo mode) {
         throw std::invalid_argument("ClipReader::seek(): the time is null");
     }
     open();
-    Ticks target = mIn + std::max<Ticks>(ticksOf(to), 0);
+    Ticks target = zero() + std::max<Ticks>(ticksOf(to), 0);
     if (mode == SeekTo::KeyFrame) {
-        target = std::max(mIn, mPass->keyPictureBefore(target));
+        target = std::max(zero(), mPass->keyPictureBefore(target));
     }
+    // To where everything begins, which may be before the first frame.
+    target = target == zero() ? mIn : target;
     mPass->seek(target);
     mBase = 0;
     mNumber = 0;
     mEnd.reset();
     mEnded = false;
-    mPosition.store(timestampOf(target - mIn).value);
+    mPosition.store(timestampOf(target - zero()).value);
 }
 
 Timestamp ClipReader::Implementation::duration() {

@@ -104,29 +104,29 @@ void FrameCutter::addSound(PlacedFrame frame) {
     if (!cutSound(frame, mRange.from, mRange.to)) {
         return;
     }
-    if (mRange.endWithPictures) {
-        mSoundAhead.push_back(std::move(frame));
-    } else {
-        mReady.push_back(std::move(frame));
-    }
+    mSoundAhead.push_back(std::move(frame));
 }
 
+// Gives the sound that is not cut any more, which at the end is all.
 void FrameCutter::releaseSound() {
-    while (!mSoundAhead.empty()) {
+    const std::size_t kept = mRange.cutPadding && !mFinished ? 1 : 0;
+    while (mSoundAhead.size() > kept) {
         PlacedFrame& sound = mSoundAhead.front();
-        const bool whole = mPicturesEnd && sound.time + sound.duration <= *mPicturesEnd;
-        if (!whole && !mFinished) {
+        const bool withPictures =
+            !mRange.endWithPictures || (mPicturesEnd && sound.time + sound.duration <= *mPicturesEnd);
+        if (!withPictures && !mFinished) {
             return;
         }
         // Without any picture there is nothing to end with.
-        if (whole || !mPicturesEnd || cutSound(sound, sound.time, *mPicturesEnd)) {
+        const Ticks end = withPictures || !mPicturesEnd ? mRange.to : *mPicturesEnd;
+        if (cutSound(sound, sound.time, end)) {
             mReady.push_back(std::move(sound));
         }
         mSoundAhead.pop_front();
     }
 }
 
-void FrameCutter::finish() {
+void FrameCutter::finish(std::optional<Ticks> soundEnd) {
     mFinished = true;
     if (mFirst) {
         // The last picture of all: it shows until its own end.
@@ -135,6 +135,11 @@ void FrameCutter::finish() {
             giveFirst(end);
         }
         mFirst.reset();
+    }
+    // Of one packet at most: more than that is no padding.
+    if (mRange.cutPadding && soundEnd && !mSoundAhead.empty() &&
+        !cutSound(mSoundAhead.back(), mSoundAhead.back().time, *soundEnd)) {
+        mSoundAhead.pop_back();
     }
     releaseSound();
 }

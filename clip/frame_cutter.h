@@ -29,6 +29,8 @@ public:
         bool approach = false;
         /// Whether sound after the last picture is cut too.
         bool endWithPictures = false;
+        /// Whether finish() may cut the last sound.
+        bool cutPadding = false;
     };
 
     explicit FrameCutter(const Range& range) noexcept : mRange(range) {}
@@ -36,8 +38,8 @@ public:
     /// Frames of a kind come in the order of their times.
     void add(PlacedFrame frame);
 
-    /// No more frames come.
-    void finish();
+    /// No more frames come. With Range::cutPadding sound after `soundEnd` is cut, where that is known.
+    void finish(std::optional<Ticks> soundEnd);
 
     /// The next frame that is cut; nothing when more have to be added first, or none is left.
     [[nodiscard]] std::optional<PlacedFrame> next();

@@ -49,7 +49,8 @@ AvError Interruption::reasonFor(int code) const noexcept {
     if (stopped()) {
         return AvError(AVERROR_EXIT);
     }
-    return AvError(late() ? AVERROR(ETIMEDOUT) : code);
+    // FFmpeg may tell of it with a later packet, when another limit has begun.
+    return AvError(late() || code == AVERROR_EXIT ? AVERROR(ETIMEDOUT) : code);
 }
 
 AVIOInterruptCB Interruption::callback() noexcept {

@@ -125,7 +125,9 @@ struct ClipCounters {
 /// file. Time stamps are in microseconds, begin at the in point with 0 and rise for each track: pictures by
 /// their times, sound by the count of its samples. A loop continues without a gap: each pass begins at the
 /// greatest end of the one before, decoders give all that they hold, and what a codec adds at the ends
-/// (priming and padding) is cut to the sample, in each pass as in the first.
+/// (priming and padding) is cut to the sample, in each pass as in the first. Where a container tells of
+/// padding that FFmpeg leaves, as MP4 does of AAC with FFmpeg before 9, it is cut between passes and stays at
+/// the end.
 ///
 /// The constructor opens nothing. Whatever needs the open source opens it first, so each of these calls can
 /// throw what open() throws.

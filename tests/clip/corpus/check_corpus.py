@@ -31,6 +31,7 @@ class Reading:
     sound: bytes = b""
     error: str = ""
     counters: str = ""
+    lead: int = 0  # time of the first frame in the source
 
 
 def read(dump, path, *arguments):
@@ -39,7 +40,9 @@ def read(dump, path, *arguments):
         reading = Reading(sound=pathlib.Path(sound.name).read_bytes())
     for line in done.stdout.splitlines():
         kind, *fields = line.split(" ")
-        if kind == "v":
+        if kind == "lead":
+            reading.lead = int(fields[0])
+        elif kind == "v":
             reading.video.append((int(fields[0]), int(fields[1]), int(fields[2]), fields[5]))
         elif kind == "a":
             reading.audio.append((int(fields[0]), int(fields[1]), int(fields[2]), int(fields[3]), int(fields[4])))
@@ -65,7 +68,8 @@ def decoded_pictures(path, filters=()):
 def placed_pictures(path, filters=()):
     """The time of each picture in seconds, and its hash."""
     text = run("ffmpeg", "-nostdin", "-v", "error", "-threads", "1", "-noautorotate", "-copyts", "-i", path, "-map", "0:V:0",
-               *(["-vf", ",".join(filters)] if filters else []), "-fps_mode", "passthrough", "-avoid_negative_ts", "disabled", "-f", "framemd5", "-").decode()
+               *(["-vf", ",".join(filters)] if filters else []), "-fps_mode", "passthrough", "-enc_time_base", "-1",
+               "-avoid_negative_ts", "disabled", "-f", "framemd5", "-").decode()
     return placed(text)
 
 
@@ -146,14 +150,33 @@ def check_whole(dump, path, reading, problems):
     if not reading.counters.startswith("counters 0"):
         start = None
     if start is not None:
-        compare_times([time for time, _ in pictures], [frame[1] for frame in reading.video], 2e-6, start, problems, "pictures")
+        compare_times([time for time, _ in pictures], [frame[1] for frame in reading.video], 2e-6, start + reading.lead / 1e6,
+                      problems, "pictures")
     if reading.format:
         if start is not None:
-            compare_times(sound_times(path), [frame[1] for frame in reading.audio], 1.1e-3, start, problems, "sound")
+            compare_times(sound_times(path), [frame[1] for frame in reading.audio], 1.1e-3, start + reading.lead / 1e6, problems,
+                          "sound")
         compare_sound(decoded_sound(path, reading.format), reading, problems, "whole")
     elif run("ffmpeg", "-nostdin", "-v", "quiet", "-i", path, "-map", "0:a:0", "-f", "s16le", "-"):
         problems.append("whole: no sound")
     check_times(reading, problems, "whole")
+
+
+def padding(path, reading):
+    """The samples after the end of the last packet, in containers that count samples, by ffprobe."""
+    if not reading.audio:
+        return 0
+    text = run("ffprobe", "-v", "error", "-select_streams", "a:0", "-show_entries", "stream=time_base:packet=pts,duration", "-of",
+               "compact=p=0", path).decode()
+    rate = reading.audio[0][3]
+    packets = [dict(field.split("=", 1) for field in line.split("|") if "=" in field) for line in text.splitlines()]
+    packets = [p for p in packets if p.get("pts", "N/A") != "N/A"]
+    if f"time_base=1/{rate}" not in text or not packets or packets[-1].get("duration", "N/A") == "N/A":
+        return 0
+    last = reading.audio[-1]
+    end = int(packets[-1]["pts"]) + int(packets[-1]["duration"])
+    given = round((last[1] + reading.lead) * rate / 1e6 + start_of(path) * rate) + last[2]
+    return given - end if 0 < given - end < last[2] else 0
 
 
 def check_passes(dump, path, once, problems):
@@ -163,7 +186,11 @@ def check_passes(dump, path, once, problems):
         problems.append(f"passes: {loop.error}")
         return
     compare_pictures([frame[3] for frame in once.video] * passes, [frame[3] for frame in loop.video], problems, "passes")
-    compare_sound(once.sound * passes, loop, problems, "passes")
+    # Padding that the container tells of is cut between passes.
+    samples = sum(frame[2] for frame in once.audio)
+    step = len(once.sound) // samples if samples else 1
+    between = once.sound[: (samples - padding(path, once)) * step]
+    compare_sound(between * (passes - 1) + once.sound, loop, problems, "passes")
     check_times(loop, problems, "passes")
     ends = [0.0] * passes
     for number, time, duration, _ in loop.video:
@@ -189,9 +216,14 @@ def check_points(dump, path, once, problems):
             problems.append(f"{what}: {cut.error}")
             continue
         points = f"start={begin + start}" + (f":end={end + start}" if end else "")
+        # Stamps begin with the first frame, which can be later than the start of the source.
+        lead = once.lead
+        shown = [frame for frame in once.video if frame[1] + lead <= begin * 1e6 + 0.5]
+        later = [frame for frame in once.video if frame[1] + lead > begin * 1e6 + 0.5]
+        if shown and not later and shown[-1][1] + lead + shown[-1][2] <= begin * 1e6 + 0.5:
+            shown = []
+        own = [frame[3] for frame in shown[-1:] + later if end is None or frame[1] + lead < end * 1e6 - 0.5]
         # trim takes no picture that begins before the point.
-        own = [frame[3] for frame in once.video
-               if frame[1] + frame[2] > begin * 1e6 + 0.5 and (end is None or frame[1] < end * 1e6 - 0.5)]
         trimmed = decoded_pictures(path, [f"trim={points}"]) if once.video else []
         got = [frame[3] for frame in cut.video]
         if got != trimmed and got[1:] != trimmed:
@@ -199,7 +231,7 @@ def check_points(dump, path, once, problems):
         compare_pictures(own, got, problems, f"{what}, against the whole")
         if once.audio:
             # Sound is counted by its samples; the stamps of many containers are rounded.
-            first = round((once.audio[0][1] / 1e6 + start) * once.audio[0][3])
+            first = round(((once.audio[0][1] + once.lead) / 1e6 + start) * once.audio[0][3])
             filters = [f"asetpts=round((N+{first})/SR/TB)", f"atrim={points}"]
             compare_sound(decoded_sound(path, once.format, filters), cut, problems, f"{what}, against atrim")
         check_times(cut, problems, what) if end else None
@@ -211,6 +243,9 @@ def check(dump, path):
     once = read(dump, path)
     if once.error:
         problems.append(once.error)
+        # What the ffmpeg program cannot open either is no file of the corpus.
+        if subprocess.run(["ffprobe", "-v", "quiet", path]).returncode != 0:
+            return once, []
     check_whole(dump, path, once, problems)
     if not once.error:
         check_passes(dump, path, once, problems)

@@ -2,6 +2,7 @@
 //
 //     v PASS TIME DURATION FORMAT WIDTHxHEIGHT MD5
 //     a PASS TIME SAMPLES RATE CHANNELS FORMAT MD5
+//     lead TIME, what the first stamp is less than its time in the source
 //
 // Times are in microseconds; the hashes are of rows and samples without padding, samples interleaved.
 
@@ -152,7 +153,14 @@ int main(int argc, char** argv) try {
     }
     std::ofstream sound(arguments.count("--sound") != 0 ? arguments["--sound"] : "/dev/null",
                         std::ios::binary);
+    bool first = true;
     while (const auto frame = reader.read()) {
+        const Timestamp time =
+            frame.video() != nullptr ? frame.video()->timestamp() : frame.audio()->timestamp();
+        if (first) {
+            std::cout << "lead " << (frame.sourceTime - time).value << '\n';
+            first = false;
+        }
         std::cout << (frame.video() != nullptr ? "v " : "a ") << frame.pass << ' ';
         if (const VideoFrame* video = frame.video()) {
             const Picture& picture = video->picture();
