@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "audio/plane_pool.h"
-#include "platform/ffmpeg/generations.h"
-#include "platform/ffmpeg/resampling.h"
+#include "ffmpeg/channels.h"
+#include "ffmpeg/resampling.h"
 
 extern "C" {
 #include <libavutil/error.h>

@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "clip/interruption.h"
+#include "core/shown_url.h"
 #include "io/byte_stream.h"
 #include "vidorra/clip/clip_reader.h"
 #include "vidorra/core/ffmpeg_error.h"
@@ -96,7 +97,7 @@ Ticks startOf(const AVFormatContext& context) {
 }  // namespace
 
 std::string ClipOrigin::name() const {
-    return source ? source->name() : url;
+    return source ? source->name() : shownUrl(url);
 }
 
 ClipInput::ClipInput(const ClipOrigin& origin, const ClipOptions& options, Interruption& interruption)
@@ -143,8 +144,9 @@ void ClipInput::openFormat(const ClipOrigin& origin, Dictionary& options) {
     }
     context->interrupt_callback = mInterruption.callback();
     context->pb = mStream ? mStream->context() : mBytes.get();
+    const std::string url = origin.source ? origin.source->name() : origin.url;
     // FFmpeg frees the context when it fails.
-    const int opened = avformat_open_input(&context, mName.c_str(), format, options.address());
+    const int opened = avformat_open_input(&context, url.c_str(), format, options.address());
     if (opened < 0) {
         fail(opened, "cannot open");
     }

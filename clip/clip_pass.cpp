@@ -11,7 +11,7 @@
 #include "clip/interruption.h"
 #include "clip/track_list.h"
 #include "core/log.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/frame_duration.h"
 #include "vidorra/core/ffmpeg_error.h"
 
 extern "C" {

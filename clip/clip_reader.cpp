@@ -12,7 +12,7 @@
 #include "clip/thread_budget.h"
 #include "clip/ticks.h"
 #include "core/log.h"
-#include "platform/ffmpeg/generations.h"
+#include "demux/default_channels.h"
 #include "vidorra/core/ffmpeg_error.h"
 #include "vidorra/demux/audio_decoder.h"
 #include "vidorra/demux/video_decoder.h"
@@ -57,17 +57,13 @@ void validate(const ClipOptions& options) {
     }
 }
 
-// A buffer of samples has a mask of channels; sound without one gets the usual, or else as many bits.
+// A buffer of samples has a mask of channels; sound for which there is no usual one gets as many bits.
 void completeChannels(AVFrame& frame) {
-    if (ffmpeg_ext::channelMask(frame) != 0) {
-        return;
-    }
+    constexpr int kMostBits = 63;
     const int channels = ffmpeg_ext::channelCount(frame);
-    std::uint64_t mask = ffmpeg_ext::defaultChannelMask(channels);
-    if (mask == 0 && channels > 0 && channels < 64) {
-        mask = (std::uint64_t{1} << channels) - 1;
+    if (!setDefaultChannelMask(frame) && channels <= kMostBits) {
+        ffmpeg_ext::setChannelMask(frame, (std::uint64_t{1} << channels) - 1);
     }
-    ffmpeg_ext::setChannelMask(frame, mask);
 }
 
 ClipFrame toClipFrame(PlacedFrame& placed) {

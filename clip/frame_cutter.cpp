@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 
 extern "C" {
 #include <libavutil/frame.h>

@@ -11,6 +11,27 @@ extern "C" {
 }
 
 namespace vidorra {
+namespace {
+
+// Ends the stream of an open decoder and throws away what it still holds.
+AvRes discardFrames(AVCodecContext& codec) {
+    const AvRes sent = avcodec_send_packet(&codec, nullptr);
+    if (!sent.ok && sent.error != AvError::Eof) {
+        return sent;
+    }
+    for (;;) {
+        const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
+        if (!frame) {
+            return AvError::OutOfMemory;
+        }
+        const AvRes res = avcodec_receive_frame(&codec, frame.get());
+        if (!res.ok) {
+            return res.error == AvError::Eof ? AvRes(0) : res;
+        }
+    }
+}
+
+}  // namespace
 
 DecoderBase::DecoderBase()
     : mCodecContext(nullptr, [](AVCodecContext* context) { avcodec_free_context(&context); }) {}
@@ -21,7 +42,8 @@ DecoderBase::~DecoderBase() {
     }
     try {
         const AvRes res = drain();
-        if (!res.ok) {
+        // Deliberate: an exception has told of a decoder that could not be opened.
+        if (!res.ok && !mFailed) {
             logFormatted(kLogError, mPrefix, "Decoder draining is failed: {}", res);
         }
     } catch (...) {
@@ -69,6 +91,7 @@ Dictionary DecoderBase::prepareCodec(std::optional<ChosenCodec> chosen, const AV
     }
     mPrefix = logPrefix() + " ";
     const AvRes res = avcodec_parameters_to_context(mCodecContext.get(), &parameters);
+    mFailed = !res.ok;
     res.throwIfError("Cannot copy codec parameters to context for codec {}", parameters.codec_id);
     return std::move(choice.options);
 }
@@ -77,6 +100,7 @@ void DecoderBase::openCodec(Dictionary& options) {
     const AVCodec* codec = context().codec;
     logger::log(kLogCodec, mPrefix) << "opening codec: \"" << codec->name << "\"";
     const AvRes res = avcodec_open2(mCodecContext.get(), codec, options.address());
+    mFailed = !res.ok;
     if (!res.ok) {
         // FFmpeg clears the field when it fails.
         mCodecContext->codec = codec;
@@ -87,25 +111,14 @@ void DecoderBase::openCodec(Dictionary& options) {
 }
 
 AvRes DecoderBase::drain() {
-    const AvRes sent = avcodec_send_packet(&context(), nullptr);
-    if (!sent.ok && sent.error != AvError::Eof) {
-        return sent;
+    AVCodecContext& codec = context();
+    const AvRes res = discardFrames(codec);
+    // Deliberate: after a failure too. A decoder whose stream has ended refuses everything until it is
+    // flushed, and the last frame of many files, a sample cut in half for one, cannot be decoded.
+    if (avcodec_is_open(&codec) != 0) {
+        avcodec_flush_buffers(&codec);
     }
-    for (;;) {
-        const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
-        if (!frame) {
-            return AvError::OutOfMemory;
-        }
-        const AvRes res = avcodec_receive_frame(&context(), frame.get());
-        if (res.ok) {
-            continue;
-        }
-        if (res.error != AvError::Eof) {
-            return res;
-        }
-        avcodec_flush_buffers(&context());
-        return 0;
-    }
+    return res;
 }
 
 AVCodecContext& DecoderBase::context() const {

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "core/log.h"
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

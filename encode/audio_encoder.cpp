@@ -4,7 +4,8 @@
 #include <utility>
 
 #include "core/log.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
+#include "ffmpeg/encoder_formats.h"
 #include "vidorra/core/enum_text.h"
 
 extern "C" {

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "core/log.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/codec_options.h"
 #include "vidorra/core/ffmpeg_error.h"
 
 extern "C" {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 
 extern "C" {
 #include <libavfilter/avfilter.h>

@@ -5,9 +5,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ffmpeg/filter_parsing.h"
+#include "ffmpeg/filters.h"
+#include "ffmpeg/pixel_formats.h"
 #include "filter/accepted_frames.h"
-#include "platform/ffmpeg/filters.h"
-#include "platform/ffmpeg/pixel_formats.h"
 #include "vidorra/core/av_ptr.h"
 #include "vidorra/core/format.h"
 

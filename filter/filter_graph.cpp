@@ -5,10 +5,11 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ffmpeg/channels.h"
+#include "ffmpeg/filter_parsing.h"
+#include "ffmpeg/filters.h"
+#include "ffmpeg/pixel_formats.h"
 #include "filter/accepted_frames.h"
-#include "platform/ffmpeg/filters.h"
-#include "platform/ffmpeg/generations.h"
-#include "platform/ffmpeg/pixel_formats.h"
 #include "vidorra/core/format.h"
 
 extern "C" {

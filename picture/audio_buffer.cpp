@@ -7,8 +7,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/ffmpeg/generations.h"
-#include "platform/ffmpeg/samples.h"
+#include "ffmpeg/audio_level.h"
+#include "ffmpeg/channels.h"
+#include "ffmpeg/samples.h"
 #include "vidorra/core/format.h"
 
 extern "C" {

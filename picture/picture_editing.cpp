@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "ffmpeg/pixel_formats.h"
 #include "picture/plane_in_buffer.h"
-#include "platform/ffmpeg/pixel_formats.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/picture/picture.h"
 
@@ -70,6 +70,9 @@ Picture::Picture(const Picture& picture, const Picture& alpha) : Picture(picture
     if (source == alpha.mBuffers.end()) {
         throw std::logic_error("Buffer for alpha alpha wasn't  found.");
     }
+    if (picture.empty()) {
+        throw std::logic_error(std::string(kName) + "The picture has no pixels");
+    }
     *slot = *source;
     mData[3] = alpha.mData[0];
     mLinesize[3] = alpha.mLinesize[0];
@@ -101,7 +104,7 @@ void Picture::copyFrom(const Picture& other) {
     if (!editable()) {
         throw std::runtime_error("copyFrom: picture is not editable");
     }
-    if (mSize != other.mSize || mFormat != other.mFormat) {
+    if (other.empty() || mSize != other.mSize || mFormat != other.mFormat) {
         throw std::runtime_error("copyFrom: mismath picture size / pixel format");
     }
     copyFrom(other.mData.data(), other.mLinesize.data());
@@ -129,26 +132,24 @@ Picture Picture::crop(Rect rect) const {
     if (descriptor == nullptr) {
         throw std::invalid_argument("Picture::crop: the pixel format has no descriptor");
     }
-    const int chromaX = descriptor->log2_chroma_w;
-    const int chromaY = descriptor->log2_chroma_h;
-    // Down to the chroma grid; the view can be smaller than what was asked for.
-    const int maskX = ~((1 << chromaX) - 1);
-    const int maskY = ~((1 << chromaY) - 1);
+    // Down to whole groups of pixels; the view can be smaller than what was asked for.
+    const ffmpeg_ext::PixelGroup group = ffmpeg_ext::pixelGroup(mFormat);
+    const int maskX = ~((1 << group.log2Width) - 1);
+    const int maskY = ~((1 << group.log2Height) - 1);
     part = {part.x & maskX, part.y & maskY, part.width & maskX, part.height & maskY};
-    int steps[4] = {};
-    ffmpeg_ext::fillMaxPixelSteps(steps, mFormat);
 
-    const std::ptrdiff_t x = part.x;
-    const std::ptrdiff_t y = part.y;
-    movePlane(result.mData[0], x * steps[0] + y * mLinesize[0]);
+    const auto move = [&](int plane, int rows) {
+        const auto index = static_cast<std::size_t>(plane);
+        movePlane(result.mData[index],
+                  ffmpeg_ext::rowBytes(mFormat, plane, part.x) + std::ptrdiff_t{rows} * mLinesize[index]);
+    };
+    move(0, part.y);
     if ((descriptor->flags & kPaletteFlags) == 0) {
-        for (std::size_t plane : {1, 2}) {
-            movePlane(result.mData[plane],
-                      ((x * steps[plane]) >> chromaX) + (y >> chromaY) * mLinesize[plane]);
-        }
+        move(1, part.y >> group.log2Height);
+        move(2, part.y >> group.log2Height);
     }
     // Plane 3 is an alpha plane of full resolution.
-    movePlane(result.mData[3], x * steps[3] + y * mLinesize[3]);
+    move(3, part.y);
     result.mSize = {part.width, part.height};
     return result;
 }

@@ -1,7 +1,7 @@
 #include "process/alphablend/kernels.h"
 
-#include "platform/cpu/instructions.h"
 #include "process/alphablend/vector_kernels.h"
+#include "process/instructions.h"
 
 namespace vidorra::alphablend {
 namespace {

@@ -4,7 +4,7 @@
 #include <new>
 #include <vector>
 
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 #include "vidorra/core/av_ptr.h"
 
 extern "C" {

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "filter/graph_frames.h"
-#include "platform/ffmpeg/generations.h"
 #include "support/throw_text.h"
 #include "vidorra/core/ffmpeg_error.h"
 #include "vidorra/filter/ffmpeg_filter_wrapper.h"

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <utility>
 
+#include "ffmpeg/channels.h"
 #include "filter/graph_frames.h"
-#include "platform/ffmpeg/generations.h"
 #include "support/throw_text.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/ffmpeg_error.h"

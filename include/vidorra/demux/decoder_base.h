@@ -27,7 +27,8 @@ namespace vidorra {
 ///
 /// FormatContext makes such decoders by itself.
 ///
-/// Owns: its AVCodecContext. The destructor drains the decoder.
+/// Owns: its AVCodecContext. The destructor drains the decoder, and logs a failure of that unless the decoder
+/// could not be opened.
 /// Threads: one at a time.
 class VIDORRA_API DecoderBase {
 public:
@@ -66,7 +67,8 @@ public:
     void openCodec(Dictionary& options);
 
     /// Throws away what the decoder still holds and makes it ready for new data. Gives AvError::OutOfMemory
-    /// or FFmpeg's error, and the decoder is then not ready.
+    /// or FFmpeg's error when something of that could not be decoded; the decoder is ready all the same,
+    /// unless it is not open.
     AvRes drain();
 
     /// The codec's name, as log lines show it. Throws std::logic_error before prepareCodec().
@@ -87,6 +89,8 @@ private:
 
     AvPtr<AVCodecContext> mCodecContext;
     std::string mPrefix;
+    // prepareCodec() or openCodec() has thrown.
+    bool mFailed = false;
 };
 
 }  // namespace vidorra
