@@ -193,8 +193,9 @@ public:
     void seek(const Timestamp& to, SeekTo mode = SeekTo::Exact);
 
     /// Ends a call that is under way in another thread, and all later ones, for good: read() gives nothing,
-    /// and what else needs the source throws. A wait of FFmpeg for the network, of a descriptor and of a byte
-    /// source that can be interrupted ends at once; a wait of the operating system for a file does not.
+    /// and what else needs the source throws. Returns at once. The other call ends as soon as it looks:
+    /// FFmpeg does so ten times a second while it waits for the network, a descriptor and a byte source that
+    /// can be interrupted at once, a wait of the operating system for a file at its end.
     void stop() noexcept;
 
     [[nodiscard]] bool stopped() const noexcept;
