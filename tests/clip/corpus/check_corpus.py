@@ -18,8 +18,8 @@ from concurrent.futures import ThreadPoolExecutor
 import media
 
 PCM = {"u8": "u8", "s16": "s16le", "s32": "s32le", "flt": "f32le", "dbl": "f64le", "s64": "s64le"}
-QUICK = r"^(bframes\.(mp4|ts)|opengop\.mp4|hevc\.mkv|vp9\.webm|edited\.mp4|adpcm_ms\.wav|cover\.mp3|cut\.mkv|aac\.mp4|mp3\.mp3" \
-        r"|opus\.(webm|ogg)|vorbis\.ogg|ac3\.ts|flac\.flac|pcm\.wav|mp2\.mkv|picture\.png)$"
+QUICK = r"^(bframes\.mp4|opengop\.mp4|vp9\.webm|edited\.mp4|adpcm_ms\.wav|cover\.mp3|cut\.mkv|aac\.mp4|mp3\.mp3|opus\.webm" \
+        r"|vorbis\.ogg|picture\.png)$"
 
 
 @dataclasses.dataclass
