@@ -46,13 +46,8 @@ struct SemiPlanar {
             unsigned char* d = pair.dst.get() + y * width;
             const unsigned char* s = pair.src.get() + y * width;
             const unsigned char* a = pair.alpha.get() + y * width;
-            call(alphablend::RowPair{{d, d + width}, chroma(pair.dst) + y / 2 * width, 2 * width, width},
-                 alphablend::SourceRowPair{{s, s + width},
-                                           chroma(pair.src) + y / 2 * width,
-                                           {a, a + width},
-                                           2 * width,
-                                           width,
-                                           2 * width});
+            call(alphablend::RowPair{{d, d + width}, chroma(pair.dst) + y / 2 * width},
+                 alphablend::SourceRowPair{{s, s + width}, chroma(pair.src) + y / 2 * width, {a, a + width}});
         }
     }
 };
@@ -132,9 +127,10 @@ BlendCase fadeNv12Case(const BlendSize& shape) {
                       },
                   .set =
                       [=](const Kernels& set, BlendPair& pair) {
-                          planes.forRowPairs(pair, [&](const auto& dst, const auto& src) {
-                              set.fadeNv12(dst, src, planes.width, 127);
-                          });
+                          for (std::ptrdiff_t y = 0; y < planes.height * 3 / 2; ++y) {
+                              set.fade(pair.dst.get() + y * planes.width, pair.src.get() + y * planes.width,
+                                       planes.width, 127);
+                          }
                       },
                   .aims = {{"avx512", atLeast(0.95, 0.85), atLeast(0.92, 0.80)},
                            {"avx2", atLeast(0.90), atLeast(0.80)},
@@ -291,8 +287,8 @@ BlendCase packed32Case(const BlendSize& shapeSize, bool argb, Shape shape, doubl
             [=](const Kernels& set, BlendPair& pair) {
                 for (int y = 0; y < height; ++y) {
                     const std::ptrdiff_t step = std::ptrdiff_t{4} * width;
-                    set.blend32({pair.dst.get() + step * y, pair.src.get() + step * y, step, step}, width,
-                                alphaOffset, byte);
+                    set.blend32({pair.dst.get() + step * y, pair.src.get() + step * y}, width, alphaOffset,
+                                byte);
                 }
             }};
     if (!dense) {
@@ -365,8 +361,7 @@ BlendCase rgb24Case(const BlendSize& shape) {
                       [=](const Kernels& set, BlendPair& pair) {
                           for (int y = 0; y < height; ++y) {
                               const std::ptrdiff_t step = std::ptrdiff_t{3} * width;
-                              set.blend24({pair.dst.get() + step * y, pair.src.get() + step * y, step, step},
-                                          step, 127);
+                              set.blend24({pair.dst.get() + step * y, pair.src.get() + step * y}, step, 127);
                           }
                       },
                   .aims = {{"avx512", atLeast(0.76, 0.65), atLeast(0.90, 0.80)},

@@ -9,7 +9,7 @@
 /// 16 bytes at a time, on any processor: SSE2 and NEON.
 namespace vidorra::alphablend::vector16 {
 
-void fadeNv12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity);
+void fade(unsigned char* dst, const unsigned char* src, std::ptrdiff_t count, unsigned opacity);
 void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns);
 void fadeNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity);
 void blend32(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity);
@@ -20,7 +20,7 @@ void blend24(const PackedRows& rows, std::ptrdiff_t bytes, unsigned opacity);
 /// 32 bytes at a time.
 namespace vidorra::alphablend::avx2 {
 
-void fadeNv12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity);
+void fade(unsigned char* dst, const unsigned char* src, std::ptrdiff_t count, unsigned opacity);
 void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns);
 void fadeNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity);
 void blend32(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity);
@@ -31,7 +31,7 @@ void blend24(const PackedRows& rows, std::ptrdiff_t bytes, unsigned opacity);
 /// 64 bytes at a time.
 namespace vidorra::alphablend::avx512 {
 
-void fadeNv12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity);
+void fade(unsigned char* dst, const unsigned char* src, std::ptrdiff_t count, unsigned opacity);
 void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns);
 void fadeNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity);
 void blend32(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity);
