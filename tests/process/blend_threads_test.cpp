@@ -316,5 +316,48 @@ TEST_F(BlendThreads, ThatCannotBeStartedEndAComposeWithTheirErrorAndNoViewIsLeft
     EXPECT_EQ(startedThreads, 3);
 }
 
+TEST_F(BlendThreads, OfAListOfOverlaysAreStartedOnceForAllOfThem) {
+    struct Row {
+        int height;
+        double opacity;
+        int numThreads;
+        int started;
+    };
+    const Row rows[] = {{.height = 256, .opacity = 0.5, .numThreads = 1, .started = 0},
+                        {.height = 256, .opacity = 0.5, .numThreads = 3, .started = 2},
+                        {.height = 256, .opacity = 0.5, .numThreads = 99, .started = 7},
+                        // One band, which one thread takes.
+                        {.height = 16, .opacity = 0.5, .numThreads = 8, .started = 0},
+                        {.height = 256, .opacity = 1.0, .numThreads = 8, .started = 0}};
+    for (const Row& row : rows) {
+        // Lines of 16 KiB, of which a band has no more than 16.
+        Picture dst(Size{5461, row.height}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+        const Picture overlay(Size{8, row.height}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+        startedThreads = 0;
+        compose(dst, {{overlay, {0, 0}, row.opacity}, {overlay, {16, 0}, row.opacity}}, CheckColorRange::Yes,
+                row.numThreads);
+        EXPECT_EQ(startedThreads, row.started) << "row " << &row - rows;
+    }
+}
+
+TEST_F(BlendThreads, OfAListThatCannotBeStartedEndTheCallWithTheirError) {
+    Picture dst(Size{5461, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+    const Picture overlay(Size{8, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+    startedThreads = 0;
+    allowedThreads = 1;
+    EXPECT_THROW(compose(dst, {{overlay, {0, 0}, 0.5}}, CheckColorRange::Yes, 4), std::system_error);
+    EXPECT_TRUE(overlay.editable());
+    EXPECT_TRUE(dst.editable());
+}
+
+TEST_F(BlendThreads, OfAListAreReadFromTheEnvironmentWhenAnythingIsBlended) {
+    Picture dst(Size{5461, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+    const Picture overlay(Size{8, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+    set("some");
+    EXPECT_THROW_TEXT(std::invalid_argument, "stoi",
+                      compose(dst, {{overlay, {0, 0}, 0.5}}, CheckColorRange::Yes, 4));
+    EXPECT_NO_THROW(compose(dst, {{overlay, {0, 0}, 1.0}}, CheckColorRange::Yes, 4));
+}
+
 }  // namespace
 }  // namespace vidorra::alphablend
