@@ -206,7 +206,8 @@ BlendCase nva12Case(const BlendSize& size, Shape shape, double opacity) {
                     {"avx2", atLeast(0.72), atLeast(0.76)},
                     {"vector16", atLeast(0.5), std::nullopt}};
     }
-    const auto aim = [dense](double value) { return dense ? std::optional(atLeast(value)) : std::nullopt; };
+    // A logo is asked for less: what of it is left out or copied differs from peer to peer.
+    const auto aim = [dense](double value) { return atLeast(dense ? value : 1.0); };
     // The peers know no opacity beside the alpha.
     const std::optional<int> tolerance = full ? std::optional(kRounding) : std::nullopt;
 #if defined(VIDORRA_BENCHMARK_LIBYUV)
@@ -302,7 +303,8 @@ BlendCase packed32Case(const BlendSize& shapeSize, bool argb, Shape shape, doubl
                     {"avx2", atLeast(0.55), atLeast(0.80)},
                     {"vector16", atLeast(0.3), std::nullopt}};
     }
-    const auto aim = [dense](double value) { return dense ? std::optional(atLeast(value)) : std::nullopt; };
+    // A logo is asked for less: what of it is left out or copied differs from peer to peer.
+    const auto aim = [dense](double value) { return atLeast(dense ? value : 1.0); };
 #if defined(VIDORRA_BENCHMARK_LIBYUV)
     if (full) {
         const auto argbBlend = [=](BlendPair& pair) {
