@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "vidorra/process/alphablend/blend.h"
 
@@ -78,15 +81,40 @@ void setSize(Planes<F, P>& planes, std::int64_t width, std::int64_t height) {
     planes.height = static_cast<int>(height);
 }
 
-// What a thread does. It owns all that it reads but the pixels, nothing of it lies on the caller's stack.
+// Rows that a thread takes at a time, whole rows of chroma.
+constexpr std::int64_t kRowsPerStep = 32;
+
+// The slices of a blend and how far they are. All threads own it together, nothing of it lies on the caller's
+// stack.
 template <class DstSlices, class SrcSlices>
-struct SliceTask {
+struct SliceTasks {
     DstSlices dst;
     SrcSlices src;
-    std::size_t slice;
     Opacity opacity;
+    // Of each slice, the first row that nobody has taken.
+    std::array<std::atomic<std::int64_t>, std::tuple_size_v<DstSlices>> taken{};
 
-    void operator()() const { blendPlanesOfSameSize(dst[slice], src[slice], opacity); }
+    SliceTasks(const DstSlices& dstSlices, const SrcSlices& srcSlices, const Opacity& sliceOpacity)
+        : dst(dstSlices), src(srcSlices), opacity(sliceOpacity) {}
+
+    // Blends what nobody has taken yet of a slice.
+    void work(std::size_t slice) {
+        const std::int64_t height = dst[slice].height;
+        for (;;) {
+            const std::int64_t row = taken[slice].fetch_add(kRowsPerStep, std::memory_order_relaxed);
+            if (row >= height) {
+                return;
+            }
+            auto dstRows = dst[slice];
+            auto srcRows = src[slice];
+            moveRows(dstRows, row, 1);
+            moveRows(srcRows, row, 1);
+            const std::int64_t rows = std::min(kRowsPerStep, height - row);
+            setSize(dstRows, dstRows.width, rows);
+            setSize(srcRows, srcRows.width, rows);
+            blendPlanesOfSameSize(dstRows, srcRows, opacity);
+        }
+    }
 };
 
 }  // namespace
@@ -160,13 +188,17 @@ void blendPlanesMultithreaded(Planes<Format1, Pointer1> dst, Planes<Format2, Poi
         return;
     }
 
+    const auto tasks =
+        std::make_shared<SliceTasks<decltype(dstSlices), decltype(srcSlices)>>(dstSlices, srcSlices, opacity);
     // When a thread cannot be started the destructors of these wait for the ones before it.
     std::array<std::future<void>, Threads> workers;
     for (std::size_t i = 1; i < slices; ++i) {
-        workers[i] = std::async(std::launch::async, SliceTask<decltype(dstSlices), decltype(srcSlices)>{
-                                                        dstSlices, srcSlices, i, opacity});
+        workers[i] = std::async(std::launch::async, [tasks, i] { tasks->work(i); });
     }
-    blendPlanesOfSameSize(dstSlices[0], srcSlices[0], opacity);
+    // A thread takes a while to begin: the caller goes on with what is left of the other slices.
+    for (std::size_t i = 0; i < slices; ++i) {
+        tasks->work(i);
+    }
     for (std::size_t i = 1; i < slices; ++i) {
         workers[i].wait();
     }
