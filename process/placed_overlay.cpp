@@ -6,8 +6,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "picture/chroma_grid.h"
 #include "process/alphablend/opacity.h"
-#include "process/chroma_grid.h"
 #include "vidorra/core/format.h"
 
 namespace vidorra {
@@ -102,7 +102,8 @@ std::optional<PlacedOverlay> placeOverlay(const Picture& dst, const Picture& ove
     const Rect overlayRect =
         grid.down(Rect{position.x, position.y, overlay.frameSize().width, overlay.frameSize().height});
     const Rect visible = dstRect.intersected(overlayRect);
-    if (visible.width == 0 || visible.height == 0) {
+    // Views can have a negative size.
+    if (overlay.empty() || visible.width < 1 || visible.height < 1) {
         return std::nullopt;
     }
     PlacedOverlay placed = {.picture = overlay.crop({visible.x - overlayRect.x, visible.y - overlayRect.y,

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "platform/ffmpeg/drawing.h"
+#include "process/drawing/ff_draw.h"
 #include "vidorra/core/geometry.h"
 #include "vidorra/picture/picture.h"
 #include "vidorra/process/alphablend/blend.h"

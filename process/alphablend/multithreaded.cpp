@@ -9,7 +9,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <tuple>
 
 #include "vidorra/process/alphablend/blend.h"
 
@@ -81,41 +80,96 @@ void setSize(Planes<F, P>& planes, std::int64_t width, std::int64_t height) {
     planes.height = static_cast<int>(height);
 }
 
+// Leaves of both what falls together when `src` lies at `position` on `dst`. False when that is nothing.
+template <class Dst, class Src>
+bool clip(Dst& dst, Src& src, const Point& position) {
+    // Wide, because positions near the limits of int have no negative, and before any pointer moves outside
+    // of its plane.
+    const std::int64_t x = position.x;
+    const std::int64_t y = position.y;
+    const std::int64_t height =
+        std::min(dst.height - std::max<std::int64_t>(y, 0), src.height + std::min<std::int64_t>(y, 0));
+    const std::int64_t width =
+        std::min(dst.width - std::max<std::int64_t>(x, 0), src.width + std::min<std::int64_t>(x, 0));
+    if (height <= 0 || width <= 0) {
+        return false;
+    }
+    if (x < 0) {
+        movePixels(src, x, -1);
+    } else {
+        movePixels(dst, x, 1);
+    }
+    if (y < 0) {
+        moveRows(src, y, -1);
+    } else {
+        moveRows(dst, y, 1);
+    }
+    setSize(dst, width, height);
+    setSize(src, width, height);
+    return true;
+}
+
+// Rows of both planes, for one thread.
+template <class Dst, class Src>
+struct Slice {
+    Dst dst;
+    Src src;
+    Opacity opacity{0};
+};
+
 // Rows that a thread takes at a time, whole rows of chroma.
 constexpr std::int64_t kRowsPerStep = 32;
 
-// The slices of a blend and how far they are. All threads own it together, nothing of it lies on the caller's
-// stack.
-template <class DstSlices, class SrcSlices>
-struct SliceTasks {
-    DstSlices dst;
-    SrcSlices src;
-    Opacity opacity;
+// What the threads of a blend share: its slices, and how far they are. All of them own it together, nothing
+// of it lies on the caller's stack.
+template <class Dst, class Src, std::size_t Threads>
+struct SharedSlices {
+    std::array<Slice<Dst, Src>, Threads> slices{};
     // Of each slice, the first row that nobody has taken.
-    std::array<std::atomic<std::int64_t>, std::tuple_size_v<DstSlices>> taken{};
-
-    SliceTasks(const DstSlices& dstSlices, const SrcSlices& srcSlices, const Opacity& sliceOpacity)
-        : dst(dstSlices), src(srcSlices), opacity(sliceOpacity) {}
+    std::array<std::atomic<std::int64_t>, Threads> taken{};
 
     // Blends what nobody has taken yet of a slice.
-    void work(std::size_t slice) {
-        const std::int64_t height = dst[slice].height;
+    void work(std::size_t index) {
+        const Slice<Dst, Src>& slice = slices[index];
+        const std::int64_t height = slice.dst.height;
         for (;;) {
-            const std::int64_t row = taken[slice].fetch_add(kRowsPerStep, std::memory_order_relaxed);
+            const std::int64_t row = taken[index].fetch_add(kRowsPerStep, std::memory_order_relaxed);
             if (row >= height) {
                 return;
             }
-            auto dstRows = dst[slice];
-            auto srcRows = src[slice];
-            moveRows(dstRows, row, 1);
-            moveRows(srcRows, row, 1);
+            Dst dst = slice.dst;
+            Src src = slice.src;
+            moveRows(dst, row, 1);
+            moveRows(src, row, 1);
             const std::int64_t rows = std::min(kRowsPerStep, height - row);
-            setSize(dstRows, dstRows.width, rows);
-            setSize(srcRows, srcRows.width, rows);
-            blendPlanesOfSameSize(dstRows, srcRows, opacity);
+            setSize(dst, dst.width, rows);
+            setSize(src, src.width, rows);
+            blendPlanesOfSameSize(dst, src, slice.opacity);
         }
     }
 };
+
+// Divides a task for planes of one size into at most `threads` slices, and gives their number.
+template <class Dst, class Src, std::size_t Threads>
+std::size_t divide(const Slice<Dst, Src>& whole, std::int64_t threads,
+                   std::array<Slice<Dst, Src>, Threads>& slices) {
+    const std::int64_t height = whole.dst.height;
+    // Slices begin on even rows, so that no two of them share a row of chroma.
+    const std::int64_t rowsPerSlice =
+        std::max(((height + threads - 1) / threads + 1) & ~std::int64_t{1}, kMinRowsPerSlice);
+    std::size_t count = 0;
+    for (std::int64_t row = 0; row < height && count < static_cast<std::size_t>(threads);
+         row += rowsPerSlice, ++count) {
+        Slice<Dst, Src>& slice = slices[count];
+        slice = whole;
+        moveRows(slice.dst, row, 1);
+        moveRows(slice.src, row, 1);
+        const std::int64_t rows = std::min(rowsPerSlice, height - row);
+        setSize(slice.dst, whole.dst.width, rows);
+        setSize(slice.src, whole.src.width, rows);
+    }
+    return count;
+}
 
 }  // namespace
 
@@ -134,72 +188,28 @@ unsigned long getNumberOfThreads(int requested) {
 template <std::size_t Threads, class Format1, class Pointer1, class Format2, class Pointer2>
 void blendPlanesMultithreaded(Planes<Format1, Pointer1> dst, Planes<Format2, Pointer2> src,
                               const Point& position, const Opacity& opacity, int numThreads) {
-    if (opacity.value() == 0) {
+    if (opacity.value() == 0 || !clip(dst, src, position)) {
         return;
     }
-    // Wide, because positions near the limits of int have no negative, and before any pointer moves outside
-    // of its plane.
-    const std::int64_t x = position.x;
-    const std::int64_t y = position.y;
-    const std::int64_t height =
-        std::min(dst.height - std::max<std::int64_t>(y, 0), src.height + std::min<std::int64_t>(y, 0));
-    const std::int64_t width =
-        std::min(dst.width - std::max<std::int64_t>(x, 0), src.width + std::min<std::int64_t>(x, 0));
-    if (height <= 0 || width <= 0) {
-        return;
-    }
-    if (x < 0) {
-        movePixels(src, x, -1);
-    } else {
-        movePixels(dst, x, 1);
-    }
-    if (y < 0) {
-        moveRows(src, y, -1);
-    } else {
-        moveRows(dst, y, 1);
-    }
-
     const auto threads = static_cast<std::int64_t>(getNumberOfThreads<Threads>(numThreads));
     if (threads == 1) {
-        setSize(dst, width, height);
-        setSize(src, width, height);
         blendPlanesOfSameSize(dst, src, opacity);
         return;
     }
-
-    // Slices begin on even rows, so that no two of them share a row of chroma.
-    const std::int64_t rowsPerSlice =
-        std::max(((height + threads - 1) / threads + 1) & ~std::int64_t{1}, kMinRowsPerSlice);
-    std::array<Planes<Format1, Pointer1>, Threads> dstSlices{};
-    std::array<Planes<Format2, Pointer2>, Threads> srcSlices{};
-    std::size_t slices = 0;
-    for (std::int64_t row = 0; row < height && slices < static_cast<std::size_t>(threads);
-         row += rowsPerSlice, ++slices) {
-        const std::int64_t rows = std::min(rowsPerSlice, height - row);
-        dstSlices[slices] = dst;
-        srcSlices[slices] = src;
-        moveRows(dstSlices[slices], row, 1);
-        moveRows(srcSlices[slices], row, 1);
-        setSize(dstSlices[slices], width, rows);
-        setSize(srcSlices[slices], width, rows);
-    }
-    if (slices == 1) {
-        blendPlanesOfSameSize(dstSlices[0], srcSlices[0], opacity);
-        return;
-    }
-
-    const auto tasks =
-        std::make_shared<SliceTasks<decltype(dstSlices), decltype(srcSlices)>>(dstSlices, srcSlices, opacity);
+    using Shared = SharedSlices<decltype(dst), decltype(src), Threads>;
+    const auto shared = std::make_shared<Shared>();
+    const std::size_t count =
+        divide(Slice<decltype(dst), decltype(src)>{dst, src, opacity}, threads, shared->slices);
     // When a thread cannot be started the destructors of these wait for the ones before it.
     std::array<std::future<void>, Threads> workers;
-    for (std::size_t i = 1; i < slices; ++i) {
-        workers[i] = std::async(std::launch::async, [tasks, i] { tasks->work(i); });
+    for (std::size_t i = 1; i < count; ++i) {
+        workers[i] = std::async(std::launch::async, [shared, i] { shared->work(i); });
     }
     // A thread takes a while to begin: the caller goes on with what is left of the other slices.
-    for (std::size_t i = 0; i < slices; ++i) {
-        tasks->work(i);
+    for (std::size_t i = 0; i < count; ++i) {
+        shared->work(i);
     }
-    for (std::size_t i = 1; i < slices; ++i) {
+    for (std::size_t i = 1; i < count; ++i) {
         workers[i].wait();
     }
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/cpu/instructions.h"
+#include "process/instructions.h"
 
 // What the kernels on vectors share. Vectors wider than the registers of the baseline never cross a call: all
 // that handles them is inlined.
