@@ -1,5 +1,5 @@
 // The kernels of the semi-planar formats on vectors, for all sets of instructions: their templates are
-// instantiated nowhere else.
+// instantiated nowhere else, which is why this file is long. On x86 what multiplies bytes is in intrinsics.
 #include <cstdint>
 #include <cstring>
 

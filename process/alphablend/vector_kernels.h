@@ -2,9 +2,10 @@
 
 #include "process/alphablend/kernels.h"
 
-// The kernels that work on vectors, for each set of instructions; Kernels says what each does. One source in
-// the compilers' vector extensions serves all widths: bytes are split into even and odd ones in 16-bit lanes,
-// which no sum of the equations leaves. Thin functions compile it for each set.
+// The kernels that work on vectors, for each set of instructions; Kernels says what each does. Templates
+// in the compilers' vector extensions serve all widths: bytes are split into even and odd ones in 16-bit
+// lanes, which no sum of the equations leaves. Thin functions compile them for each set. AVX2 and AVX-512
+// multiply bytes in pairs instead where that takes fewer instructions, which needs intrinsics.
 
 /// 16 bytes at a time, on any processor: SSE2 and NEON.
 namespace vidorra::alphablend::vector16 {
