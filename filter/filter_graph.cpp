@@ -111,15 +111,23 @@ AVColorRange workingRange(const AVCodecContext& context) {
     return context.color_range == AVCOL_RANGE_MPEG ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG;
 }
 
-// The label that pictures bear between the source and the sink is kept in the graph's field for its user:
-// unspecified where they keep their own.
-void setRangeLabel(AVFilterGraph& graph, AVColorRange range) {
+// What is kept in the graph's field for its user.
+struct Ranges {
+    // What pictures bear between the source and the sink; unspecified where they keep their own.
+    AVColorRange label;
+    // Of the latest picture before it got the label.
+    AVColorRange own;
+};
+
+void setRanges(AVFilterGraph& graph, const Ranges& ranges) {
+    const auto bits = static_cast<std::intptr_t>(ranges.label) | static_cast<std::intptr_t>(ranges.own) << 8;
     // NOLINTNEXTLINE(performance-no-int-to-ptr): nothing is read through it.
-    graph.opaque = reinterpret_cast<void*>(static_cast<std::intptr_t>(range));
+    graph.opaque = reinterpret_cast<void*>(bits);
 }
 
-AVColorRange rangeLabel(const AVFilterGraph& graph) {
-    return static_cast<AVColorRange>(reinterpret_cast<std::intptr_t>(graph.opaque));
+Ranges rangesOf(const AVFilterGraph& graph) {
+    const auto bits = reinterpret_cast<std::intptr_t>(graph.opaque);
+    return {static_cast<AVColorRange>(bits & 0xff), static_cast<AVColorRange>(bits >> 8)};
 }
 
 // A description that deals with ranges itself has to see the pictures as they are.
@@ -141,18 +149,26 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
     if (mSource == nullptr || mSink == nullptr || (input != nullptr && !accepts(*mSource, *input))) {
         return AvError::InvalidArgument;
     }
-    const AVColorRange label = rangeLabel(*mGraph);
-    AVColorRange ownRange = AVCOL_RANGE_UNSPECIFIED;
+    Ranges ranges = rangesOf(*mGraph);
     if (input != nullptr) {
-        ownRange = input->color_range;
-        if (label != AVCOL_RANGE_UNSPECIFIED) {
-            input->color_range = label;
+        ranges.own = input->color_range;
+        setRanges(*mGraph, ranges);
+        if (ranges.label != AVCOL_RANGE_UNSPECIFIED) {
+            input->color_range = ranges.label;
         }
     }
     const AvRes sent = av_buffersrc_add_frame_flags(mSource, input.get(), AV_BUFFERSRC_FLAG_PUSH);
     input.reset();
     if (!sent.ok) {
         return sent;
+    }
+    return receiveFrame(frame);
+}
+
+AvRes FilterGraphBase::receiveFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame) {
+    frame.reset();
+    if (mGraph == nullptr) {
+        return AvError::Again;
     }
     AvPtr<AVFrame> output = makeAvPtr<AVFrame>();
     if (output == nullptr) {
@@ -163,9 +179,10 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
         return received;
     }
     // What comes out may be an earlier picture; the pictures of one stream have one range.
-    if (label != AVCOL_RANGE_UNSPECIFIED &&
-        (output->color_range == label || output->color_range == AVCOL_RANGE_UNSPECIFIED)) {
-        output->color_range = ownRange;
+    const Ranges ranges = rangesOf(*mGraph);
+    if (ranges.label != AVCOL_RANGE_UNSPECIFIED &&
+        (output->color_range == ranges.label || output->color_range == AVCOL_RANGE_UNSPECIFIED)) {
+        output->color_range = ranges.own;
     }
     output->pict_type = AV_PICTURE_TYPE_NONE;
     frame = std::move(output);
@@ -197,7 +214,7 @@ FilterGraphVideo::FilterGraphVideo(const std::string& spec, AVCodecContext& cont
     parse(*mGraph, spec, mSource, end, hwDevice);
     AvRes(ffmpeg_ext::keepRangeInScaling(*mGraph, range)).throwIfError("Cannot configure filter");
     configure(*mGraph);
-    setRangeLabel(*mGraph, namesARange(spec) ? AVCOL_RANGE_UNSPECIFIED : range);
+    setRanges(*mGraph, {namesARange(spec) ? AVCOL_RANGE_UNSPECIFIED : range, AVCOL_RANGE_UNSPECIFIED});
 }
 
 FilterGraphAudio::FilterGraphAudio() noexcept : FilterGraphBase(noGraph()) {}

@@ -38,6 +38,8 @@
 #include "vidorra/encode/video_encoder.h"
 #include "vidorra/filter/ffmpeg_filter_wrapper.h"
 #include "vidorra/filter/filter_graph.h"
+#include "vidorra/io/byte_sink.h"
+#include "vidorra/mux/media_file_writer.h"
 #include "vidorra/picture/audio_buffer.h"
 #include "vidorra/picture/audio_frame.h"
 #include "vidorra/picture/best_fit_picture_allocator.h"

@@ -55,7 +55,18 @@ public:
     /// Resampler::resample() and Frame::toAvFrame() do.
     AvRes sendFrame(const AudioFrame& frame);
 
+    /// Sends one more of the frames that the filter has made of those that it got: some filters make several
+    /// of one, and sendFrame() sends the first. Receive the packets first. AvError::Again when there is none
+    /// for now, also without a filter; AvError::Eof when the filter has ended; otherwise as sendFrame().
+    AvRes sendFiltered();
+
+    /// Tells the filter that no frame follows, and sends the first of those that it still held.
+    /// sendFiltered() sends the others, and sendEndOfStream() then ends the codec. Results as of
+    /// sendFiltered().
+    AvRes endFilter();
+
 private:
+    AvRes encode(const AVFrame& frame);
     AvRes handleFilterFailure(const AvRes& res, const AudioFrame& frame);
 
     FilterGraphAudio mFilterGraph;

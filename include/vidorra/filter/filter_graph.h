@@ -52,6 +52,12 @@ public:
     /// range.
     AvRes filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame);
 
+    /// Takes one more of the frames that the graph has made, and gives it none: after filterFrame() the rest
+    /// of what a frame has become, and after its null frame all that the graph still held. AvError::Again
+    /// when there is none for now, also without a graph; AvError::Eof when the graph has ended. The handle is
+    /// empty then.
+    AvRes receiveFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame);
+
 protected:
     std::unique_ptr<AVFilterGraph, void (*)(AVFilterGraph*)> mGraph;
     // Both belong to the graph.
