@@ -7,9 +7,26 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/opt.h>
 }
 
 namespace vidorra {
+
+namespace {
+
+constexpr const char* kSceneChange = "sc_threshold";
+
+// FFmpeg's own encoders of MPEG-1, 2 and 4, which share this option and its meaning.
+bool isOfMpegVideo(const AVCodec& encoder) {
+    const bool isMpeg = encoder.id == AV_CODEC_ID_MPEG1VIDEO || encoder.id == AV_CODEC_ID_MPEG2VIDEO ||
+                        encoder.id == AV_CODEC_ID_MPEG4;
+    const AVClass* options = encoder.priv_class;
+    return isMpeg && options != nullptr &&
+           av_opt_find(&options, kSceneChange, nullptr, 0,
+                       AV_OPT_SEARCH_FAKE_OBJ) != nullptr;
+}
+
+}  // namespace
 
 objstream::object withNeeds(const objstream::object& config, const EncoderNeeds& needs) {
     objstream::object adapted = config;
@@ -18,7 +35,17 @@ objstream::object withNeeds(const objstream::object& config, const EncoderNeeds&
     }
     std::string flags = config["options"]["flags"].getValue<std::string>("");
     flags += needs.globalHeader ? "+global_header" : "";
-    flags += needs.closedGroups ? "+cgop" : "";
+    if (needs.closedGroups) {
+        const AVCodec& encoder = *EncoderBase::encoderFromParams(config);
+        const AVCodecDescriptor* descriptor = avcodec_descriptor_get(encoder.id);
+        if (descriptor != nullptr && (descriptor->props & AV_CODEC_PROP_REORDER) != 0) {
+            flags += "+cgop";
+        }
+        if (isOfMpegVideo(encoder) && !config["options"].hasKey(kSceneChange)) {
+            // They refuse to close groups where they look for scene changes.
+            adapted["options"][kSceneChange] = "1000000000";
+        }
+    }
     if (!flags.empty()) {
         adapted["options"]["flags"] = flags;
     }
