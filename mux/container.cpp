@@ -21,6 +21,19 @@ namespace {
 // Without pictures there are no key frames to begin fragments at.
 constexpr std::chrono::microseconds kFragmentOfSound = std::chrono::seconds(1);
 
+// The clock in which MP4 and MOV count where tracks begin and end: that of the sound, to the sample.
+constexpr const char* kMovieClock = "movie_timescale";
+
+int movieClock(const AVFormatContext& context) {
+    constexpr int kDefault = 1000;
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        if (context.streams[i]->codecpar->sample_rate > kDefault) {
+            return context.streams[i]->codecpar->sample_rate;
+        }
+    }
+    return kDefault;
+}
+
 }  // namespace
 
 void Container::Free::operator()(AVFormatContext* context) const {
@@ -95,6 +108,14 @@ AVStream& Container::addStream() {
     return *stream;
 }
 
+void Container::dropForeignTag(AVStream& stream) const {
+    const auto* tags = mContext->oformat->codec_tag;
+    AVCodecParameters& parameters = *stream.codecpar;
+    if (tags == nullptr || av_codec_get_id(tags, parameters.codec_tag) != parameters.codec_id) {
+        parameters.codec_tag = 0;
+    }
+}
+
 const AVStream& Container::stream(int index) const noexcept {
     return *mContext->streams[index];
 }
@@ -125,19 +146,14 @@ std::map<std::string, std::string> Container::fragmentOptions(
 void Container::begin(const std::map<std::string, std::string>& options,
                       std::optional<std::chrono::microseconds> fragmentDuration) {
     std::map<std::string, std::string> all = fragmentOptions(fragmentDuration);
+    if (hasOption(kMovieClock)) {
+        all[kMovieClock] = std::to_string(movieClock(*mContext));
+    }
     for (const auto& [name, value] : options) {
         std::string& known = all[name];
         // Flags add to those that fragments need; other options of the caller win.
         known =
             name == "movflags" && !known.empty() ? known + (value.front() == '+' ? "" : "+") + value : value;
-    }
-    for (unsigned i = 0; i < mContext->nb_streams; ++i) {
-        // The mark of another container means nothing here; the header chooses one then.
-        AVCodecParameters& parameters = *mContext->streams[i]->codecpar;
-        const auto* tags = mContext->oformat->codec_tag;
-        if (tags == nullptr || av_codec_get_id(tags, parameters.codec_tag) != parameters.codec_id) {
-            parameters.codec_tag = 0;
-        }
     }
     Dictionary dictionary;
     for (const auto& [name, value] : all) {

@@ -48,6 +48,9 @@ public:
     /// Adds a stream, to be described before begin(). It belongs to the container.
     AVStream& addStream();
 
+    /// Takes a codec's tag of another container away where it means nothing in this one, which then chooses.
+    void dropForeignTag(AVStream& stream) const;
+
     /// Writes the header. Streams have the container's time bases then.
     void begin(const std::map<std::string, std::string>& options,
                std::optional<std::chrono::microseconds> fragmentDuration);

@@ -22,8 +22,7 @@ bool isOfMpegVideo(const AVCodec& encoder) {
                         encoder.id == AV_CODEC_ID_MPEG4;
     const AVClass* options = encoder.priv_class;
     return isMpeg && options != nullptr &&
-           av_opt_find(&options, kSceneChange, nullptr, 0,
-                       AV_OPT_SEARCH_FAKE_OBJ) != nullptr;
+           av_opt_find(&options, kSceneChange, nullptr, 0, AV_OPT_SEARCH_FAKE_OBJ) != nullptr;
 }
 
 }  // namespace
@@ -61,7 +60,6 @@ EncodedTrack::EncodedTrack(std::size_t number, EncoderBase& encoder, Take take)
 
 void EncodedTrack::describe(AVStream& stream, const Timestamp& /*start*/) const {
     mEncoder.fillCodecParameters(*stream.codecpar).throwIfError("cannot describe {}", name());
-    stream.codecpar->codec_tag = 0;
     stream.time_base = timebase();
     stream.sample_aspect_ratio = stream.codecpar->sample_aspect_ratio;
 }

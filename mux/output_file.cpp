@@ -36,6 +36,9 @@ void OutputFile::begin(const std::vector<const WriterTrack*>& tracks, const File
         if (tracks[i] != nullptr) {
             AVStream& stream = mContainer.addStream();
             tracks[i]->describe(stream, start.zero);
+            if (tracks[i]->hasForeignTag()) {
+                mContainer.dropForeignTag(stream);
+            }
             mStreams[i] = {stream.index, tracks[i]->timebase(), 0};
         }
     }

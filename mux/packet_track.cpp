@@ -69,6 +69,8 @@ public:
         return hasPictures() || mParameters->codec_type == AVMEDIA_TYPE_AUDIO;
     }
 
+    [[nodiscard]] bool hasForeignTag() const override { return true; }
+
     [[nodiscard]] bool hasPictures() const override { return mParameters->codec_type == AVMEDIA_TYPE_VIDEO; }
 
 private:

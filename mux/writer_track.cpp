@@ -49,11 +49,12 @@ void WriterTrack::give(Packet packet, std::int64_t leadIn) {
     mReport.end = mReport.end.isNull ? end : std::max(mReport.end, end);
     if (packet.isNoSignal()) {
         if (!mIsWithoutSignal) {
-            mReport.noSignal.push_back({begin, end});
+            mReport.noSignal.push_back({begin, end, 0});
         }
         WriterReport::Stretch& stretch = mReport.noSignal.back();
         stretch.begin = std::max(std::min(stretch.begin, begin), mReport.begin);
         stretch.end = std::max(stretch.end, end);
+        ++stretch.packets;
     }
     mIsWithoutSignal = packet.isNoSignal();
     mTake(std::move(packet));

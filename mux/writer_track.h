@@ -56,6 +56,9 @@ public:
     /// Whether files can be cut at its key frames.
     [[nodiscard]] virtual bool hasPictures() const { return false; }
 
+    /// Whether the codec's tag is that of another container.
+    [[nodiscard]] virtual bool hasForeignTag() const { return false; }
+
     [[nodiscard]] const std::string& name() const noexcept { return mName; }
     [[nodiscard]] Timebase timebase() const noexcept { return mTimebase; }
     [[nodiscard]] const WriterReport::Track& report() const noexcept { return mReport; }

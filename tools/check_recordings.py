@@ -36,15 +36,15 @@ RATE = 48000
 LOSSLESS = {"ffv1", "huffyuv", "ffvhuff", "utvideo", "rawvideo", "png", "qtrle", "v210", "pcm_s16le", "pcm_s16be",
             "pcm_s24le", "flac", "alac", "wavpack", "tta", "truehd", "mlp", "s302m"}
 VIDEO = ("libx264 libx265 mpeg4 mpeg2video mpeg1video mjpeg ffv1 huffyuv ffvhuff utvideo libvpx libvpx-vp9 libtheora "
-         "prores_ks dnxhd rawvideo v210 flv wmv2 h263p dvvideo png qtrle cfhd jpeg2000 vc2 libsvtav1").split()
+         "prores_ks dnxhd rawvideo v210 flv wmv2 h263p dvvideo png qtrle cfhd jpeg2000 vc2 libaom-av1").split()
 AUDIO = ("aac ac3 eac3 mp2 libmp3lame flac alac libopus libvorbis pcm_s16le pcm_s16be pcm_s24le pcm_f32le wavpack tta "
          "truehd dca wmav2 adpcm_ms pcm_alaw s302m mlp").split()
 CONTAINERS = ("mp4 mov matroska webm mpegts avi nut mxf gxf flv asf ogg mpeg vob 3gp ipod ivf yuv4mpegpipe wtv wav w64 "
               "aiff caf flac mp3 adts ac3 eac3 mp2 au tta wv oga opus").split()
-SMALL = {("mp4", "libx264"), ("mov", "prores_ks"), ("matroska", "ffv1"), ("mpegts", "mpeg2video"), ("avi", "mpeg4"),
-         ("mp4", "aac"), ("matroska", "flac"), ("ogg", "libopus"), ("wav", "pcm_s16le")}
+SMALL = {("mp4", "libx264"), ("mov", "prores_ks"), ("matroska", "ffv1"), ("mpegts", "mpeg2video"), ("mp4", "aac"),
+         ("ogg", "libopus")}
 OPTIONS = {"libx264": {"preset": "veryfast"}, "libx265": {"preset": "ultrafast", "x265-params": "log-level=error"},
-           "libsvtav1": {"preset": "12"}, "libvpx": {"deadline": "realtime"},
+           "libaom-av1": {"cpu-used": "8", "strict": "-2"}, "libvpx": {"deadline": "realtime"},
            "libvpx-vp9": {"deadline": "realtime", "cpu-used": "8"}, "dnxhd": {"profile": "dnxhr_hq"},
            "truehd": {"strict": "-2"}, "mlp": {"strict": "-2"}, "dca": {"strict": "-2"}, "vc2": {"strict": "-1"}}
 
@@ -100,9 +100,10 @@ class Workshop:
         return {"audio": config, "samples": self.pcm, "seconds": seconds}
 
 
-def packets(path, kind, entries="pts_time,duration_time"):
-    return json.loads(run(["ffprobe", "-v", "quiet", "-select_streams", kind, "-show_entries", f"packet={entries}", "-of",
-                           "json", path]).stdout or "{}").get("packets", [])
+def packets(path, kind):
+    """The sizes of all packets of the tracks of a kind."""
+    return run(["ffprobe", "-v", "quiet", "-select_streams", kind, "-show_entries", "packet=size", "-of", "csv=p=0",
+                path]).stdout.split()
 
 
 def frame_times(path):
@@ -197,11 +198,12 @@ def table(workshop, out):
     for encoder in VIDEO:
         if any(pair[1] == encoder for pair in pairs):
             workshop.pictures(encoder)
+    written = {}
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
-        results = dict(zip(pairs, pool.map(lambda pair: check_pair(workshop, *pair), pairs)))
-    written = {pair: problems for pair, problems in results.items() if problems is not None}
-    for (container, encoder), problems in written.items():
-        print(f"{container:14} {encoder:14} {'; '.join(problems) or 'ok'}", file=out)
+        for pair, problems in zip(pairs, pool.map(lambda pair: check_pair(workshop, *pair), pairs)):
+            if problems is not None:
+                written[pair] = problems
+                print(f"{pair[0]:14} {pair[1]:14} {'; '.join(problems) or 'ok'}", file=out, flush=True)
     wrong = [pair for pair, problems in written.items() if [p for p in problems if not p.startswith("(as ffmpeg)")]]
     yield f"table: {len(written)} pairs, {len(wrong)} wrong", len(written) >= (len(SMALL) if workshop.small else 40), wrong
 
@@ -266,7 +268,7 @@ def offset(workshop, out):
 
 def killed(workshop, out):
     random.seed(5)
-    runs, wrong, lost = (12 if workshop.small else 300), [], []
+    runs, wrong, lost = (5 if workshop.small else 300), [], []
     job = workshop.video_job("mpeg4")
     job["video"]["options"]["b"] = "300000"
     job["count"] = 1000000
@@ -282,7 +284,7 @@ def killed(workshop, out):
             time.sleep(random.uniform(0.0, 0.25))
             process.send_signal(signal.SIGKILL)
             written = 1 + len(process.stdout.read())
-        there = len(packets(part, "v", "pts_time"))
+        there = len(packets(part, "v"))
         result = ffmpeg("-i", part, "-map", "0:v", "-f", "null", "-")
         lost.append(written - there)
         # The fragment that is under way, which the first picture of the next one would complete, and two pictures that
@@ -305,7 +307,7 @@ def full(workshop, out):
     device = workshop.record(name="full", out="/dev/full", format="matroska", **job)
     if device.returncode == 0 or "No space left" not in device.stderr:
         wrong.append(("/dev/full", device.stderr))
-    sizes = range(1, 13) if workshop.small else range(1, 201)
+    sizes = range(1, 5) if workshop.small else range(1, 201)
     failures = 0
     for size in sizes:
         mounted = run(["mount", "-t", "tmpfs", "-o", f"size={size * 4}k", "tmpfs", place])
@@ -365,7 +367,7 @@ def late(workshop, out):
 
 
 def segments(workshop, out):
-    hours = 0.05 if workshop.small else 24.0
+    hours = 0.02 if workshop.small else 24.0
     frames = int(hours * 3600 * 30000 / 1001)
     raw = workshop.folder / "tiny.yuv"
     raw.write_bytes(bytes(range(256)) * 3)
@@ -382,13 +384,12 @@ def segments(workshop, out):
     wrong = []
     summary = re.search(r"files (\d+) .* resident (\d+) (\d+)", result.stdout)
     count, quarter, end = (int(group) for group in summary.groups()) if summary else (0, 0, 0)
-    read = {}
     samples = round(frames * 1001 / 30000 * RATE)
-    for kind in ("v", "a"):
-        read[kind] = 0
-        for path in sorted(place.glob("*.ts")):
-            text = run(["ffprobe", "-v", "quiet", "-select_streams", kind, "-show_entries", "packet=size", "-of", "csv=p=0", path]).stdout
-            read[kind] += len(text.split())
+    # One after the other they are one transport stream.
+    with subprocess.Popen(["cat", *sorted(place.glob("*.ts"))], stdout=subprocess.PIPE) as all_files:
+        text = subprocess.run(["ffprobe", "-v", "quiet", "-show_entries", "packet=codec_type", "-of", "csv=p=0", "-i", "pipe:"],
+                              stdin=all_files.stdout, capture_output=True, text=True, check=False).stdout
+    read = {"v": text.count("video"), "a": text.count("audio")}
     expected = {"v": frames, "a": -(-samples // 1152)}
     if read != expected:
         wrong.append((read, expected))
@@ -401,7 +402,7 @@ def segments(workshop, out):
     shutil.rmtree(place)
     print(f"segments: {result.stdout}", file=out)
     yield (f"segments: {hours} h in {count} files, {read['v']} of {expected['v']} pictures and {read['a']} of {expected['a']} frames "
-           f"of sound, memory {quarter} KiB after a quarter and {end} KiB at the end, {len(wrong)} wrong"), count > 10, wrong
+           f"of sound, memory {quarter} KiB after a quarter and {end} KiB at the end, {len(wrong)} wrong"), count > 5, wrong
 
 
 PARTS = {function.__name__: function for function in (table, offset, killed, full, sink, late, segments)}

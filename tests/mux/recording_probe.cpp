@@ -3,11 +3,10 @@
 //   fragment, segment            in microseconds
 //   playlist, verify, inPlace
 //   video, frames, count         a configuration, raw pictures for it, over and over, and how many
-//   audio, samples, seconds      a configuration, interleaved stereo of 16 bits at 48000 Hz, and how much of it
-//   soundFirst                   writes all sound before the first picture
-//   mostWaiting                  bytes
-//   throwAt                      the number of the call at which a sink fails, instead of a file
-//   counted                      says on stdout how many pictures were written, after each
+//   audio, samples, seconds      a configuration, interleaved stereo of 16 bits at 48000 Hz, and how much of
+//   it soundFirst                   writes all sound before the first picture mostWaiting bytes throwAt the
+//   number of the call at which a sink fails, instead of a file counted                      says on stdout
+//   how many pictures were written, after each
 // Prints the report, and at the end the memory of the process at the first quarter and at the end.
 #include <fcntl.h>
 #include <unistd.h>
@@ -97,7 +96,8 @@ public:
         if (job.hasKey("video")) {
             const object& config = job["video"];
             mSize = {config["width"].getValue<int>(), config["height"].getValue<int>()};
-            mFrameDuration = {config["timebase_num"].getValue<int>(1), config["timebase_den"].getValue<int>(1)};
+            mFrameDuration = {config["timebase_num"].getValue<int>(1),
+                              config["timebase_den"].getValue<int>(1)};
             mFormat = config["pix_fmt"].getValue<AVPixelFormat>(AV_PIX_FMT_YUV420P);
             mPictures = content(job["frames"].getValue<std::string>());
             mFrames = value<long>(job, "count", 0);
@@ -197,7 +197,8 @@ int main(int argc, char** argv) try {
                   << track.begin << ' ' << track.end << '\n';
     }
     std::cout << "files " << report.files.size() << " waiting " << report.mostWaiting << " calls "
-              << recording.sinkCalls() << " resident " << recording.quarter() << ' ' << residentKilobytes() << '\n';
+              << recording.sinkCalls() << " resident " << recording.quarter() << ' ' << residentKilobytes()
+              << '\n';
 } catch (const std::exception& error) {
     std::cerr << error.what() << " (resident " << residentKilobytes() << ")\n";
     return 1;

@@ -24,16 +24,16 @@ namespace vidorra {
 /// Options of a MediaFileWriter. The defaults are right for most programs.
 struct WriterOptions {
     /// FFmpeg's name of a container, such as "matroska"; empty for the one that the file's name chooses.
-    std::string format;
+    std::string format{};
 
     /// FFmpeg's options of the container, such as {"movflags", "faststart"}.
-    std::map<std::string, std::string> container;
+    std::map<std::string, std::string> container{};
 
     /// Writes MP4 and MOV in fragments, each of which plays by itself, so that a crash loses the latest
     /// fragment only: one for each key frame when 0, else one of at least this length. Sound alone has
     /// fragments of a second when 0. Nothing for a file in one piece, which is useless until finish(), unless
     /// the sink cannot seek.
-    std::optional<std::chrono::microseconds> fragmentDuration;
+    std::optional<std::chrono::microseconds> fragmentDuration{};
 
     /// Begins a new file at the first key frame after this length, counted by the first video track, or
     /// without one by the first audio track; 0 for one file. Video encoders are told to close their groups of
@@ -42,12 +42,12 @@ struct WriterOptions {
 
     /// The path of a segment by its number, from 0, and the time of its first frame. Without it the path of
     /// the writer has a "%d", or "%05d" for leading zeros, in place of the number.
-    std::function<std::string(std::uint64_t number, const Timestamp& start)> segmentName;
+    std::function<std::string(std::uint64_t number, const Timestamp& start)> segmentName{};
 
     /// Where to write an HLS playlist of the segments, which have to be MPEG-TS then; empty for none. It is
     /// replaced, as a whole, after each segment. Segments in a playlist go on in time; without one, each
     /// begins at 0.
-    std::string playlist;
+    std::string playlist{};
 
     /// The most bytes of packets that may wait for those of another track. Tracks are written in the order of
     /// time, so packets wait for a track that lags.
@@ -63,15 +63,16 @@ struct WriterOptions {
 
     /// Called at the end of each write() with the number of frames and packets taken so far, and the time up
     /// to which the file is written. What it throws leaves write(), and the writer stays usable.
-    std::function<void(std::uint64_t frames, const Timestamp& time)> progress;
+    std::function<void(std::uint64_t frames, const Timestamp& time)> progress{};
 };
 
 /// What a MediaFileWriter has written.
 struct WriterReport {
-    /// A stretch of time, without its end.
+    /// A stretch of time, without its end, and the packets in it.
     struct Stretch {
         Timestamp begin;
         Timestamp end;
+        std::uint64_t packets = 0;
     };
 
     struct Track {
