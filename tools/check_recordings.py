@@ -249,7 +249,7 @@ def offset(workshop, out):
     cases = [("mp4", "libx264", "aac", {}), ("mp4", "libx264", "aac", {"fragment": 0}), ("mov", "mpeg4", "pcm_s16le", {}),
              ("matroska", "ffv1", "flac", {}), ("mpegts", "mpeg2video", "mp2", {}), ("nut", "ffv1", "pcm_s16le", {}),
              ("avi", "mpeg4", "pcm_s16le", {}), ("mxf", "mpeg2video", "pcm_s16le", {}), ("mp4", "mpeg4", "libmp3lame", {}),
-             ("matroska", "libx264", "libopus", {}), ("mp4", "libx264", "flac", {})]
+             ("matroska", "libx264", "libopus", {}), ("mp4", "libx264", "flac", {"container": {"strict": "-2"}})]
     wrong = []
     for container, encoder, sound, more in cases[:3] if workshop.small else cases:
         path = workshop.folder / f"offset.{container}"

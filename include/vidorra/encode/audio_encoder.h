@@ -33,7 +33,7 @@ namespace vidorra {
 ///
 /// Frames are of the encoder's rate and channels. Nothing collects samples: an encoder with a frame size of
 /// its own, codecContext()->frame_size, takes frames of that size, and a shorter one as its last.
-/// docs/RECIPES.md tells how to make them.
+/// MediaFileWriter makes them; docs/RECIPES.md tells how else.
 ///
 /// Owns: what EncoderBase owns, a filter graph and a resampler. Threads: one at a time.
 class VIDORRA_API AudioEncoder : public EncoderBase {
