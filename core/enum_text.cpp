@@ -3,7 +3,7 @@
 #include <istream>
 #include <ostream>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 #include "vidorra/core/bad_cast.h"
 #include "vidorra/core/format.h"
 
@@ -56,9 +56,9 @@ std::istream& operator>>(std::istream& stream, AVPixelFormat& format) {
 
 std::istream& operator>>(std::istream& stream, AVColorRange& range) {
     const std::string word = readWord(stream);
-    // Deliberate: FFmpeg decides what a name is, and takes every word that begins with one.
     const int found = av_color_range_from_name(word.c_str());
-    if (found < 0) {
+    // Before its version 9, FFmpeg takes every word that begins with a name.
+    if (found < 0 || word != av_color_range_name(static_cast<AVColorRange>(found))) {
         throw vidorra::BadCast(fmt::format("Unknown color range {}", word));
     }
     range = static_cast<AVColorRange>(found);

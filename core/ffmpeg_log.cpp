@@ -2,9 +2,11 @@
 
 #include <array>
 #include <cstdarg>
+#include <exception>
 #include <optional>
 
 #include "core/log.h"
+#include "core/shown_url.h"
 
 extern "C" {
 #include <libavutil/log.h>
@@ -44,7 +46,12 @@ void ffmpeg_log_callback(void* ptr, int level, const char* format, va_list args)
     av_log_format_line2(ptr, plainLevel, format, copy, buffer.data(), static_cast<int>(buffer.size()),
                         &printPrefix);
     va_end(copy);
-    logger::print(*mapped, "%s", buffer.data());
+    try {
+        // FFmpeg names its sources by their whole URLs.
+        logger::print(*mapped, "%s", vidorra::withoutPasswords(buffer.data()).c_str());
+    } catch (const std::exception&) {
+        // No memory for the line, and nothing may leave into FFmpeg.
+    }
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "platform/ffmpeg/timecode.h"
+#include "ffmpeg/timecode.h"
 #include "vidorra/core/format.h"
 
 namespace vidorra {

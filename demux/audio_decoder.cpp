@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "demux/default_channels.h"
+
 extern "C" {
 #include <libavcodec/codec_par.h>
 #include <libavutil/frame.h>
@@ -18,7 +20,10 @@ void AudioDecoder::validateCodecParams(const AVCodecParameters& parameters) {
 }
 
 tl::expected<AudioFrame, AvError> AudioDecoder::receive() const {
-    return receiveAvFrame().map([](const AvPtr<AVFrame>& frame) { return toAudioFrame(*frame); });
+    return receiveAvFrame().map([](const AvPtr<AVFrame>& frame) {
+        setDefaultChannelMask(*frame);
+        return toAudioFrame(*frame);
+    });
 }
 
 AudioFrame AudioDecoder::toAudioFrame(const AVFrame& frame) {

@@ -1,6 +1,7 @@
 #include "demux/decode_packet.h"
 
 #include "core/log.h"
+#include "core/shown_url.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -17,14 +18,14 @@ bool isVideo(const DecoderBase& decoder) {
 
 Result sendFailure(const std::string& url, const DecoderBase& decoder, const Packet& packet, AvError error) {
     logFormatted(kLogWarning, {}, "Could not send {} packet from {}:{}, error: {}",
-                 isVideo(decoder) ? "video" : "audio", url, packet.stream_index, AvRes(error));
+                 isVideo(decoder) ? "video" : "audio", shownUrl(url), packet.stream_index, AvRes(error));
     return tl::unexpected(error);
 }
 
 Result decodeFailure(const std::string& url, const DecoderBase& decoder, const Packet& packet,
                      AvError error) {
     logFormatted(kLogWarning, {}, "Could not decode {} from {}:{}: {}", isVideo(decoder) ? "Video" : "Audio",
-                 url, packet.stream_index, AvRes(error));
+                 shownUrl(url), packet.stream_index, AvRes(error));
     return tl::unexpected(error);
 }
 

@@ -5,18 +5,36 @@
 #include <utility>
 
 #include "core/log.h"
+#include "ffmpeg/owners.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
 namespace vidorra {
+namespace {
 
-DecoderBase::DecoderBase()
-    : mCodecContext(nullptr, [](AVCodecContext* context) { avcodec_free_context(&context); }) {}
+// Ends the stream of a decoder and throws away what it still holds, by way of `frame`.
+AvRes discardFrames(AVCodecContext& codec, AVFrame& frame) {
+    const AvRes sent = avcodec_send_packet(&codec, nullptr);
+    if (!sent.ok && sent.error != AvError::Eof) {
+        return sent;
+    }
+    for (;;) {
+        const AvRes res = avcodec_receive_frame(&codec, &frame);
+        if (!res.ok) {
+            return res.error == AvError::Eof ? AvRes(0) : res;
+        }
+    }
+}
+
+}  // namespace
+
+DecoderBase::DecoderBase() : mCodecContext(ffmpeg_ext::adopt<AVCodecContext>(nullptr)) {}
 
 DecoderBase::~DecoderBase() {
-    if (!mCodecContext) {
+    // Deliberate: nothing is drained, and nothing logged, after a failure that was told already.
+    if (!mCodecContext || mFailed) {
         return;
     }
     try {
@@ -38,19 +56,33 @@ AvRes DecoderBase::send(const Packet& packet) const {
 }
 
 AvRes DecoderBase::send(const AVPacket& packet) const {
-    return avcodec_send_packet(&context(), &packet);
+    AVCodecContext& codec = context();
+    return isGivenUp() ? AvRes(AvError::OutOfMemory) : watched(avcodec_send_packet(&codec, &packet));
 }
 
 tl::expected<AvPtr<AVFrame>, AvError> DecoderBase::receiveAvFrame() const {
+    AVCodecContext& codec = context();
     AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
     if (!frame) {
         return tl::unexpected(AvError::OutOfMemory);
     }
-    const AvRes res = avcodec_receive_frame(&context(), frame.get());
+    const AvRes res =
+        isGivenUp() ? AvRes(AvError::OutOfMemory) : watched(avcodec_receive_frame(&codec, frame.get()));
     if (!res.ok) {
         return tl::unexpected(res.error);
     }
     return frame;
+}
+
+bool DecoderBase::isGivenUp() const noexcept {
+    return mFailed && mCodecContext && avcodec_is_open(mCodecContext.get()) != 0;
+}
+
+AvRes DecoderBase::watched(AvRes res) const noexcept {
+    if (res.error == AvError::OutOfMemory) {
+        mFailed = true;
+    }
+    return res;
 }
 
 Dictionary DecoderBase::prepareCodec(std::optional<ChosenCodec> chosen, const AVCodecParameters& parameters) {
@@ -69,14 +101,18 @@ Dictionary DecoderBase::prepareCodec(std::optional<ChosenCodec> chosen, const AV
     }
     mPrefix = logPrefix() + " ";
     const AvRes res = avcodec_parameters_to_context(mCodecContext.get(), &parameters);
+    mFailed = !res.ok;
     res.throwIfError("Cannot copy codec parameters to context for codec {}", parameters.codec_id);
     return std::move(choice.options);
 }
 
 void DecoderBase::openCodec(Dictionary& options) {
     const AVCodec* codec = context().codec;
+    // FFmpeg does nothing for a codec that is open already.
+    const bool givenUp = isGivenUp();
     logger::log(kLogCodec, mPrefix) << "opening codec: \"" << codec->name << "\"";
     const AvRes res = avcodec_open2(mCodecContext.get(), codec, options.address());
+    mFailed = givenUp || !res.ok;
     if (!res.ok) {
         // FFmpeg clears the field when it fails.
         mCodecContext->codec = codec;
@@ -87,25 +123,18 @@ void DecoderBase::openCodec(Dictionary& options) {
 }
 
 AvRes DecoderBase::drain() {
-    const AvRes sent = avcodec_send_packet(&context(), nullptr);
-    if (!sent.ok && sent.error != AvError::Eof) {
-        return sent;
+    AVCodecContext& codec = context();
+    if (isGivenUp()) {
+        return AvError::OutOfMemory;
     }
-    for (;;) {
-        const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
-        if (!frame) {
-            return AvError::OutOfMemory;
-        }
-        const AvRes res = avcodec_receive_frame(&context(), frame.get());
-        if (res.ok) {
-            continue;
-        }
-        if (res.error != AvError::Eof) {
-            return res;
-        }
-        avcodec_flush_buffers(&context());
-        return 0;
+    const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
+    const AvRes res = frame ? watched(discardFrames(codec, *frame)) : AvRes(AvError::OutOfMemory);
+    // Deliberate: after a failure too. A decoder whose stream has ended refuses everything until it is
+    // flushed, and the last frame of many files, a sample cut in half for one, cannot be decoded.
+    if (!isGivenUp() && avcodec_is_open(&codec) != 0) {
+        avcodec_flush_buffers(&codec);
     }
+    return res;
 }
 
 AVCodecContext& DecoderBase::context() const {

@@ -4,11 +4,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/error_text.h"
 #include "core/log.h"
+#include "core/shown_url.h"
 #include "core/wrapping.h"
-#include "demux/error_text.h"
+#include "demux/default_channels.h"
 #include "demux/h264_key_packet.h"
-#include "platform/ffmpeg/generations.h"
 #include "vdr_utils/bad_alloc.h"
 #include "vidorra/core/dictionary.h"
 #include "vidorra/core/timestamp.h"
@@ -31,9 +32,8 @@ constexpr const char* kRawPacketFormat = "rawpacket";
 void setDefaultChannelMasks(const AVFormatContext& context) {
     for (unsigned i = 0; i < context.nb_streams; ++i) {
         AVCodecParameters& parameters = *context.streams[i]->codecpar;
-        if (parameters.codec_type == AVMEDIA_TYPE_AUDIO && ffmpeg_ext::channelMask(parameters) == 0) {
-            ffmpeg_ext::setChannelMask(parameters,
-                                       ffmpeg_ext::defaultChannelMask(ffmpeg_ext::channelCount(parameters)));
+        if (parameters.codec_type == AVMEDIA_TYPE_AUDIO) {
+            setDefaultChannelMask(parameters);
         }
     }
 }
@@ -60,6 +60,7 @@ FormatContext& FormatContext::operator=(FormatContext&& other) noexcept {
         mEof = std::exchange(other.mEof, false);
         mInterruptEnabled = std::exchange(other.mInterruptEnabled, false);
         mDecoders = std::exchange(other.mDecoders, {});
+        mRefusedSounds = std::exchange(other.mRefusedSounds, {});
     }
     return *this;
 }
@@ -85,6 +86,12 @@ bool FormatContext::open(const std::string& format, bool findStreamInfo,
     }
     // Constant from some generation on.
     auto* inputFormat = format.empty() ? nullptr : av_find_input_format(format.c_str());
+    if (!format.empty() && inputFormat == nullptr) {
+        logFormatted(kLogWarning, {},
+                     "FormatContext::open(): FFmpeg has no demuxer \"{}\" (\"ffmpeg -demuxers\" lists them), "
+                     "the format of {} is detected",
+                     format, shownUrl(mUrl));
+    }
     mInterrupted->store(false);
     if (mInterruptEnabled) {
         mFormatContext->interrupt_callback = {interrupt_cb, mInterrupted.get()};
@@ -97,18 +104,18 @@ bool FormatContext::open(const std::string& format, bool findStreamInfo,
     // FFmpeg frees the context when it fails.
     const AvRes opened = avformat_open_input(&mFormatContext, mUrl.c_str(), inputFormat, options.address());
     if (!opened.ok) {
-        throw std::runtime_error(fmt::format("can't open input file {} ({})", mUrl, opened));
+        throw std::runtime_error(fmt::format("can't open input file {} ({})", shownUrl(mUrl), opened));
     }
     if (findStreamInfo) {
         const AvRes found = avformat_find_stream_info(mFormatContext, nullptr);
         if (!found.ok) {
-            throw std::runtime_error(fmt::format("can't find stream info of {} ({})", mUrl, found));
+            throw std::runtime_error(fmt::format("can't find stream info of {} ({})", shownUrl(mUrl), found));
         }
     }
     setDefaultChannelMasks(*mFormatContext);
     mRawPacket = std::string(mFormatContext->iformat->name) == kRawPacketFormat;
     readTimeOrigin();
-    logger::log(kLogSource) << mUrl << " opened, time origin " << mTimeOrigin;
+    logger::log(kLogSource) << shownUrl(mUrl) << " opened, time origin " << mTimeOrigin;
     mPacketsRead = 0;
     mEof = false;
     return true;
@@ -131,8 +138,13 @@ void FormatContext::close() {
         return;
     }
     mDecoders.clear();
+    mRefusedSounds.clear();
     avformat_close_input(&mFormatContext);
-    logger::log(kLogSource) << mUrl << " closed, " << mPacketsRead << " packets read";
+    try {
+        logger::log(kLogSource) << shownUrl(mUrl) << " closed, " << mPacketsRead << " packets read";
+    } catch (...) {
+        // No memory for the line. The destructor and the move come here too, and nothing may leave those.
+    }
 }
 
 void FormatContext::interrupt() noexcept {
@@ -209,7 +221,8 @@ void FormatContext::setKeyFrameFlag(Packet& packet) const {
 
 std::unique_ptr<DecoderBase>& FormatContext::getCodecContext(unsigned streamIndex) {
     const auto found = mDecoders.find(static_cast<int>(streamIndex));
-    if (found != mDecoders.end()) {
+    // Deliberate: a decoder that is given up for want of memory is replaced. It would fail for ever.
+    if (found != mDecoders.end() && !(found->second && found->second->isGivenUp())) {
         return found->second;
     }
     if (mFormatContext == nullptr) {
@@ -224,9 +237,8 @@ std::unique_ptr<DecoderBase>& FormatContext::getCodecContext(unsigned streamInde
 
 std::unique_ptr<DecoderBase> FormatContext::makeDecoder(const AVStream& stream) const {
     const AVCodecParameters& parameters = *stream.codecpar;
-    // Outside of the block: a decoder that cannot be opened goes after the failure is logged.
-    std::unique_ptr<DecoderBase> decoder;
     try {
+        std::unique_ptr<DecoderBase> decoder;
         std::optional<DecoderBase::ChosenCodec> chosen;
         if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
             chosen = VideoDecoder::chooseCodec(parameters, VideoDecoder::Acceleration::None);

@@ -3,10 +3,11 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "core/error_text.h"
 #include "core/log.h"
+#include "core/shown_url.h"
 #include "core/wrapping.h"
-#include "demux/error_text.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 #include "vidorra/core/timestamp.h"
 #include "vidorra/demux/format_context.h"
 
@@ -70,11 +71,13 @@ void FormatContext::moveDecodersFromContext(FormatContext* other) {
                                                                     *other->trackAtIndex(stream)->codecpar);
         if (same) {
             mDecoders[index] = std::move(decoder);
-            logger::log(kLogSource) << "Reused decoder for stream " << index << " from " << other->mUrl
-                                    << " in " << mUrl << " decoding";
+            logFormatted(kLogSource, {}, "Reused decoder for stream {} from {} in {} decoding", index,
+                         shownUrl(other->mUrl), shownUrl(mUrl));
         } else {
-            logger::log(kLogSource) << "Could not reuse decoder for stream " << index << " from "
-                                    << other->mUrl << " in " << mUrl << " decoding, codec parameters differ";
+            logFormatted(
+                kLogSource, {},
+                "Could not reuse decoder for stream {} from {} in {} decoding, codec parameters differ",
+                index, shownUrl(other->mUrl), shownUrl(mUrl));
         }
     }
     for (const auto& entry : mDecoders) {

@@ -1,9 +1,12 @@
 // The operations of FormatContext that turn packets into frames.
 
 #include "core/log.h"
+#include "core/shown_url.h"
 #include "core/wrapping.h"
 #include "demux/decode_packet.h"
-#include "platform/ffmpeg/generations.h"
+#include "demux/default_channels.h"
+#include "ffmpeg/channels.h"
+#include "ffmpeg/frame_duration.h"
 #include "vidorra/core/timestamp.h"
 #include "vidorra/demux/audio_decoder.h"
 #include "vidorra/demux/format_context.h"
@@ -28,7 +31,7 @@ bool canDecode(const DecoderBase* decoder, AVMediaType wanted, const char* opera
     }
     const bool audioOrVideo = type == AVMEDIA_TYPE_AUDIO || type == AVMEDIA_TYPE_VIDEO;
     logger::warning("%s%s:%d media format \"%s\" is not supported", audioOrVideo ? operation : "",
-                    url.c_str(), stream, av_get_media_type_string(type));
+                    shownUrl(url).c_str(), stream, av_get_media_type_string(type));
     return false;
 }
 
@@ -71,6 +74,15 @@ AudioFrame FormatContext::decodeAudioPacket(const Packet& packet) {
     }
     const tl::expected<AvPtr<AVFrame>, AvError> frame = decodePacket(mUrl, *decoder, packet);
     if (!frame) {
+        return {};
+    }
+    // Deliberate: a frame that AudioBuffer could not hold is logged instead of thrown, since trouble of a
+    // decoder does not reach the reader's caller.
+    if (!setDefaultChannelMask(**frame)) {
+        if (mRefusedSounds.insert(packet.stream_index).second) {
+            logFormatted(kLogWarning, {}, "Sound of {}:{} gives no frames: {} channels have no channel mask",
+                         shownUrl(mUrl), packet.stream_index, ffmpeg_ext::channelCount(**frame));
+        }
         return {};
     }
     repairDuration(**frame);

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "platform/ffmpeg/chapters.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/chapters.h"
+#include "ffmpeg/packets.h"
 
 namespace vidorra {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -12,7 +12,7 @@ extern "C" {
 
 namespace vidorra {
 
-bool accepts(const AVCodecContext& encoder, const AVFrame& frame) {
+bool encoderAccepts(const AVCodecContext& encoder, const AVFrame& frame) {
     if (frame.format != encoder.pix_fmt || frame.width != encoder.width || frame.height != encoder.height) {
         return false;
     }

@@ -4,7 +4,10 @@
 #include <utility>
 
 #include "core/log.h"
-#include "platform/ffmpeg/generations.h"
+#include "encode/config_keys.h"
+#include "ffmpeg/channels.h"
+#include "ffmpeg/encoder_formats.h"
+#include "picture/aligned_samples.h"
 #include "vidorra/core/enum_text.h"
 
 extern "C" {
@@ -42,6 +45,7 @@ bool isReadable(const AVFrame& frame, const AVCodecContext& context) {
 AudioEncoder::AudioEncoder(const objstream::object& config) : EncoderBase(config, "audio-encoder") {
     AVCodecContext& codec = *context();
     checkMediaType(codec);
+    logUnknownKeys(config, {"codec", "codec_id", "sample_fmt", "options", "filter"}, logName());
     codec.sample_fmt = static_cast<AVSampleFormat>(
         config["sample_fmt"].getValue<int>(ffmpeg_ext::firstSampleFormat(*codec.codec)));
     setOptions(config["options"]);
@@ -113,12 +117,15 @@ AvRes AudioEncoder::endFilter() {
     return filtered.ok ? encode(*avFrame) : filtered;
 }
 
-AvRes AudioEncoder::encode(const AVFrame& frame) {
+AvRes AudioEncoder::encode(AVFrame& frame) {
     if (!isReadable(frame, *context())) {
         logger::log(kLogWarning, logName())
             << "sendFrame(): not of the encoder's channels and format: " << frame.nb_samples << " samples, "
             << ffmpeg_ext::channelCount(frame) << " channels, " << static_cast<AVSampleFormat>(frame.format);
         return AvError::InvalidArgument;
+    }
+    if (const AvRes aligned = alignSamples(frame); !aligned.ok) {
+        return aligned;
     }
     return avcodec_send_frame(context(), &frame);
 }

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "platform/ffmpeg/generations.h"
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/encoder_formats.h"
+#include "ffmpeg/pixel_formats.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

@@ -5,7 +5,7 @@
 
 #include <vidorra/vidorra.h>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/pixel_formats.h"
 #include "support/silence.h"
 #include "support/target.h"
 
@@ -21,13 +21,16 @@ using vidorra::Size;
 using vidorra::fuzz::expect;
 using vidorra::fuzz::Input;
 
-// Formats of which a cropped picture can be read: those whose pixels all lie at multiples of one step.
+// One of each kind, with those whose pixels share bytes.
 constexpr std::array kFormats = {
-    AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUVA420P, vidorra::NVA12,     AV_PIX_FMT_NV12,    AV_PIX_FMT_GRAY8,
-    AV_PIX_FMT_NV21,        AV_PIX_FMT_NV16,     AV_PIX_FMT_NV24,    AV_PIX_FMT_YUV410P, AV_PIX_FMT_YUV411P,
-    AV_PIX_FMT_YUV422P,     AV_PIX_FMT_YUV440P,  AV_PIX_FMT_YUV444P, AV_PIX_FMT_RGB24,   AV_PIX_FMT_RGBA,
-    AV_PIX_FMT_ARGB,        AV_PIX_FMT_RGB565LE, AV_PIX_FMT_PAL8,    AV_PIX_FMT_GBRP,    AV_PIX_FMT_GBRAP,
-    AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_P010LE,   AV_PIX_FMT_GRAY16LE};
+    AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUVA420P, vidorra::NVA12,       AV_PIX_FMT_NV12,
+    AV_PIX_FMT_GRAY8,       AV_PIX_FMT_NV21,     AV_PIX_FMT_NV16,      AV_PIX_FMT_NV24,
+    AV_PIX_FMT_YUV410P,     AV_PIX_FMT_YUV411P,  AV_PIX_FMT_YUV422P,   AV_PIX_FMT_YUV440P,
+    AV_PIX_FMT_YUV444P,     AV_PIX_FMT_RGB24,    AV_PIX_FMT_RGBA,      AV_PIX_FMT_ARGB,
+    AV_PIX_FMT_RGB565LE,    AV_PIX_FMT_PAL8,     AV_PIX_FMT_GBRP,      AV_PIX_FMT_GBRAP,
+    AV_PIX_FMT_YUV420P10LE, AV_PIX_FMT_P010LE,   AV_PIX_FMT_GRAY16LE,  AV_PIX_FMT_YUYV422,
+    AV_PIX_FMT_UYVY422,     AV_PIX_FMT_YVYU422,  AV_PIX_FMT_UYYVYY411, AV_PIX_FMT_MONOBLACK,
+    AV_PIX_FMT_RGB4,        AV_PIX_FMT_RGB565BE};
 
 AVColorRange range(Input& input) {
     return static_cast<AVColorRange>(input.upTo(2));
@@ -88,12 +91,35 @@ Rect rectangle(Input& input) {
     return {x, y, width, side(input)};
 }
 
-// Formats that have no place in kFormats must not do harm either, but reading their pixels means nothing.
+// What writes pixels stays within them, and what reads them changes nothing.
+void process(Input& input, Picture& picture) {
+    const std::string before = pixels(picture);
+    const std::vector<unsigned char> table(256, input.byte());
+    const std::string sum = vidorra::getPlanesMD5(picture);
+    expect(sum.empty() == picture.empty(), "a picture with pixels has a sum");
+    const Rect visible = vidorra::alphaTrimmedRect(picture);
+    expect(visible.x >= 0 && visible.y >= 0, "what is visible lies in the picture");
+    expect(pixels(picture) == before, "looking at a picture changes nothing");
+    Picture other = picture;
+    other.makeEditable();
+    vidorra::applyLUT(other, input.upTo(3), table);
+    vidorra::fillWithDebugData(other);
+    try {
+        vidorra::compose(other, picture, {side(input), side(input)}, vidorra::CheckColorRange::No, 1.0, 1);
+        vidorra::fillRectangle(other, rectangle(input), vidorra::Color(1, 2, 3, 4));
+    } catch (const std::runtime_error&) {
+        // Empty, or not to be drawn on.
+    }
+    expect(pixels(picture) == before, "a copy that was made editable has pixels of its own");
+}
+
+// Formats that have no place in kFormats must not do harm either.
 void anyFormat(Input& input) {
     const auto format = static_cast<AVPixelFormat>(input.byte());
     const int width = side(input);
     try {
-        const Picture picture = makePicture(input, format, {width, side(input)});
+        Picture picture = makePicture(input, format, {width, side(input)});
+        process(input, picture);
         Picture view = picture.crop({1, 1, 2, 2});
         view.makeEditable();
         expect(!picture.debugDescription().empty(), "a picture has a text");
@@ -183,11 +209,12 @@ std::vector<std::string> vidorra::fuzz::seeds() {
         seed += std::string("\0\1\17\21\55\51", 6);
         seed += std::string("\1\4", 2);
         seed += std::string("\3\1\5\1\3", 5);
+        seed += std::string("\5\11\1\5\7\1\20\21\22\23", 10);
         result.push_back(seed);
     }
     result.push_back(
         std::string("\0\102\62\5\1\7\0\0\177\377\377\377\200\0\0\0\177\377\377\377\177\377", 22));
-    result.push_back(std::string("\0\1\62\5\1\7\5\13\62\62\5\1\7\5\301\62\62\5\1\7", 20));
+    result.push_back(std::string("\0\1\62\5\1\7\6\13\62\62\5\1\7\6\301\62\62\5\1\7", 20));
     return result;
 }
 
@@ -196,7 +223,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Input input(data, size);
     Picture picture = makePicture(input);
     for (int i = 0; i < 20 && !input.empty(); ++i) {
-        switch (input.upTo(5)) {
+        switch (input.upTo(6)) {
         case 0:
             crop(input, picture);
             break;
@@ -211,6 +238,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             break;
         case 4:
             throughFrame(picture);
+            break;
+        case 5:
+            process(input, picture);
             break;
         default:
             anyFormat(input);

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

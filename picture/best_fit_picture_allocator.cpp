@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/ffmpeg/buffers.h"
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/buffers.h"
+#include "ffmpeg/pixel_formats.h"
 #include "vidorra/core/av_res.h"
 
 namespace vidorra {

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/ffmpeg/buffers.h"
+#include "ffmpeg/buffers.h"
 
 extern "C" {
 #include <libavutil/buffer.h>

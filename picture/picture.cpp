@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ffmpeg/pixel_formats.h"
 #include "picture/plane_in_buffer.h"
-#include "platform/ffmpeg/pixel_formats.h"
 #include "vidorra/core/av_res.h"
 
 extern "C" {
@@ -108,6 +108,20 @@ bool Picture::hasAlpha() const noexcept {
     return descriptor != nullptr && (descriptor->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
+std::optional<std::size_t> Picture::bytesInBuffer(std::size_t plane) const noexcept {
+    const std::uint8_t* data = mData[plane];
+    std::optional<std::size_t> bytes;
+    for (const MemBuffer& buffer : mBuffers) {
+        if (isInBuffer(data, buffer)) {
+            return static_cast<std::size_t>(buffer.data() + buffer.size() - data);
+        }
+        if (data != nullptr && !buffer.empty() && data == buffer.data() + buffer.size()) {
+            bytes = 0;
+        }
+    }
+    return bytes;
+}
+
 void Picture::allocBuffer(int alignment) {
     if (mSize.width < 1 || mSize.height < 1) {
         return;
@@ -147,7 +161,9 @@ void Picture::fillAVFrame(AVFrame* frame) const {
     for (std::size_t i = 0; i < mBuffers.size(); ++i) {
         frame->buf[i] = mBuffers[i].createBufferRef();
     }
-    std::copy(mData.begin(), mData.end(), frame->data);
+    // A picture that was moved from still has its planes, and no longer the memory.
+    const Planes planes = empty() ? Planes{} : mData;
+    std::copy(planes.begin(), planes.end(), frame->data);
     std::copy(mLinesize.begin(), mLinesize.end(), frame->linesize);
     frame->width = mSize.width;
     frame->height = mSize.height;

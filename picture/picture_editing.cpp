@@ -5,21 +5,14 @@
 #include <stdexcept>
 #include <string>
 
+#include "ffmpeg/pixel_formats.h"
+#include "picture/picture_view.h"
 #include "picture/plane_in_buffer.h"
-#include "platform/ffmpeg/pixel_formats.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/picture/picture.h"
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
-
 namespace vidorra {
 namespace {
-
-// AV_PIX_FMT_FLAG_PAL and the flag of formats with a pretended palette, which later generations no longer
-// define.
-constexpr int kPaletteFlags = 0x42;
 
 std::optional<AVPixelFormat> formatWithAlpha(AVPixelFormat format) {
     switch (format) {
@@ -31,12 +24,6 @@ std::optional<AVPixelFormat> formatWithAlpha(AVPixelFormat format) {
         return NVA12;
     default:
         return std::nullopt;
-    }
-}
-
-void movePlane(std::uint8_t*& plane, std::ptrdiff_t distance) {
-    if (plane != nullptr) {
-        plane += distance;
     }
 }
 
@@ -70,6 +57,9 @@ Picture::Picture(const Picture& picture, const Picture& alpha) : Picture(picture
     if (source == alpha.mBuffers.end()) {
         throw std::logic_error("Buffer for alpha alpha wasn't  found.");
     }
+    if (picture.empty()) {
+        throw std::logic_error(std::string(kName) + "The picture has no pixels");
+    }
     *slot = *source;
     mData[3] = alpha.mData[0];
     mLinesize[3] = alpha.mLinesize[0];
@@ -101,7 +91,7 @@ void Picture::copyFrom(const Picture& other) {
     if (!editable()) {
         throw std::runtime_error("copyFrom: picture is not editable");
     }
-    if (mSize != other.mSize || mFormat != other.mFormat) {
+    if (other.empty() || mSize != other.mSize || mFormat != other.mFormat) {
         throw std::runtime_error("copyFrom: mismath picture size / pixel format");
     }
     copyFrom(other.mData.data(), other.mLinesize.data());
@@ -119,37 +109,10 @@ void Picture::copyFrom(const std::uint8_t* const* data, const int* linesize) {
 }
 
 Picture Picture::crop(Rect rect) const {
-    const Rect whole{0, 0, mSize.width, mSize.height};
-    Rect part = rect.intersected(whole);
+    const PictureView view = viewOf(*this, rect);
     Picture result = *this;
-    if (part == whole) {
-        return result;
-    }
-    const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(mFormat);
-    if (descriptor == nullptr) {
-        throw std::invalid_argument("Picture::crop: the pixel format has no descriptor");
-    }
-    const int chromaX = descriptor->log2_chroma_w;
-    const int chromaY = descriptor->log2_chroma_h;
-    // Down to the chroma grid; the view can be smaller than what was asked for.
-    const int maskX = ~((1 << chromaX) - 1);
-    const int maskY = ~((1 << chromaY) - 1);
-    part = {part.x & maskX, part.y & maskY, part.width & maskX, part.height & maskY};
-    int steps[4] = {};
-    ffmpeg_ext::fillMaxPixelSteps(steps, mFormat);
-
-    const std::ptrdiff_t x = part.x;
-    const std::ptrdiff_t y = part.y;
-    movePlane(result.mData[0], x * steps[0] + y * mLinesize[0]);
-    if ((descriptor->flags & kPaletteFlags) == 0) {
-        for (std::size_t plane : {1, 2}) {
-            movePlane(result.mData[plane],
-                      ((x * steps[plane]) >> chromaX) + (y >> chromaY) * mLinesize[plane]);
-        }
-    }
-    // Plane 3 is an alpha plane of full resolution.
-    movePlane(result.mData[3], x * steps[3] + y * mLinesize[3]);
-    result.mSize = {part.width, part.height};
+    result.mData = view.data;
+    result.mSize = view.size;
     return result;
 }
 

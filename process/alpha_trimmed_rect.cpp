@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/ffmpeg/pixel_formats.h"
-#include "process/chroma_grid.h"
+#include "ffmpeg/pixel_formats.h"
+#include "picture/chroma_grid.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -123,6 +123,9 @@ Rect alphaTrimmedRect(const Picture& picture) {
     const int height = picture.frameSize().height;
     if (!picture.hasAlpha()) {
         return {0, 0, width, height};
+    }
+    if (picture.empty()) {
+        return {};
     }
     const AVPixFmtDescriptor& descriptor = *ffmpeg_ext::pixelFormatDescriptor(picture.pixelFormat());
     const AlphaRows alpha(picture, descriptor.comp[descriptor.nb_components - 1]);

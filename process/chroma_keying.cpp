@@ -1,11 +1,13 @@
 #include "vidorra/process/chroma_keying.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 
-#include "core/chroma.h"
+#include "process/chroma.h"
 #include "vidorra/process/color_space_converter.h"
 
 namespace vidorra {
@@ -17,9 +19,31 @@ void clearAndMark(unsigned char* alpha, int linesize, int height) {
     const std::ptrdiff_t size = static_cast<std::ptrdiff_t>(linesize) * height;
     if (size > 0) {
         std::memset(alpha, 0, static_cast<std::size_t>(size));
+    } else if (height > 0) {
+        // The first row of a picture that stands bottom-up is the last one in memory.
+        std::memset(alpha + size - linesize, 0, static_cast<std::size_t>(-size));
     }
     // Deliberate: also on a plane of less than four bytes, behind which pictures of this library have room.
     std::memcpy(alpha, kMarker.data(), kMarker.size());
+}
+
+// Whether the memory of the alpha plane ends before the last of its whole rows does, which the kernel clears:
+// that of a view can end with its last pixel.
+bool endsBeforeItsLastRow(const Picture& picture) {
+    const std::ptrdiff_t linesize = picture.linesize()[3];
+    const std::ptrdiff_t rows = linesize > 0 ? linesize * picture.frameSize().height : -linesize;
+    const std::optional<std::size_t> available = picture.bytesInBuffer(3);
+    return available && *available < std::max(static_cast<std::size_t>(rows), kMarker.size());
+}
+
+// The same without what lies between the rows.
+void clearAndMarkPixels(const Picture& picture) {
+    const Size size = picture.frameSize();
+    unsigned char* const alpha = picture.data()[3];
+    for (std::ptrdiff_t y = 0; y < size.height; ++y) {
+        std::memset(alpha + y * picture.linesize()[3], 0, static_cast<std::size_t>(size.width));
+    }
+    std::memcpy(alpha, kMarker.data(), std::min(picture.bytesInBuffer(3).value_or(0), kMarker.size()));
 }
 
 std::array<unsigned char, 2> keyBytes(const Color& key) {
@@ -49,8 +73,15 @@ void chromaKeyingInPlace(Picture& picture, const Color& key, float first, float 
     if (picture.pixelFormat() != AV_PIX_FMT_YUVA420P) {
         throw std::runtime_error("chromaKeyingInPlace: Unsupported pixel format");
     }
-    Picture::Planes planes = picture.data();
     const Size size = picture.frameSize();
+    if (size.width < 1 || size.height < 1) {
+        return;
+    }
+    if (endsBeforeItsLastRow(picture)) {
+        clearAndMarkPixels(picture);
+        return;
+    }
+    Picture::Planes planes = picture.data();
     chromakey_yuva420p_inplace(planes.data(), picture.linesize().data(), size.width, size.height,
                                keyBytes(key).data(), first, second);
 }
@@ -64,6 +95,9 @@ Picture chromaKeying(const Picture& picture, const Color& key, float first, floa
     }
     const Size size = picture.frameSize();
     const Picture alpha(size, AV_PIX_FMT_GRAY8, picture.colorRange(), 1);
+    if (picture.empty() || alpha.empty()) {
+        throw std::runtime_error("chromaKeyingInPlace: Picture must be editable");
+    }
     chromakey_yuva420p(picture.data().data(), picture.linesize().data(), alpha.data()[0], alpha.linesize()[0],
                        size.width, size.height, keyBytes(key).data(), first, second);
     return Picture(picture, alpha);

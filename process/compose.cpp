@@ -5,8 +5,8 @@
 #include <limits>
 #include <stdexcept>
 
-#include "platform/ffmpeg/drawing.h"
-#include "process/chroma_grid.h"
+#include "picture/chroma_grid.h"
+#include "process/drawing/ff_draw.h"
 #include "vidorra/core/format.h"
 #include "vidorra/process/alphablend/blend.h"
 
@@ -66,7 +66,8 @@ void compose(Picture& dst, const Picture& overlay, Point position, CheckColorRan
     const Rect overlayRect =
         grid.down(Rect{position.x, position.y, overlay.frameSize().width, overlay.frameSize().height});
     const Rect visible = dstRect.intersected(overlayRect);
-    if (visible.width == 0 || visible.height == 0) {
+    // Views can have a negative size.
+    if (overlay.empty() || visible.width < 1 || visible.height < 1) {
         return;
     }
     const Picture cropped =

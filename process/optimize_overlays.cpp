@@ -1,5 +1,6 @@
 #include "vidorra/process/optimize_overlays.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -7,7 +8,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "process/video_frame_rect.h"
+#include "ffmpeg/pixel_formats.h"
+#include "picture/video_frame_rect.h"
 
 namespace vidorra {
 namespace {
@@ -18,16 +20,60 @@ static_assert(std::is_nothrow_move_constructible_v<VideoFrame> &&
                   std::is_nothrow_move_assignable_v<VideoFrame>,
               "a list that is being changed must not be left half changed");
 
+// A part of a frame along one axis, counted from the frame's position.
+struct Span {
+    std::int64_t begin;
+    std::int64_t end;
+
+    [[nodiscard]] bool isEmpty() const { return begin >= end; }
+};
+
+// What the upper one of two frames hides of the lower one, in whole chroma samples of 2^shift pixels. They
+// are those of the lower one, whose pieces can only begin and end there, and its own ends count as such.
+Span hiddenSpan(std::int64_t lower, std::int64_t lowerLength, std::int64_t upper, std::int64_t upperLength,
+                int shift) {
+    const std::int64_t mask = -(std::int64_t{1} << shift);
+    const std::int64_t begin = std::max<std::int64_t>(upper - lower, 0);
+    const std::int64_t end = std::min(upper + upperLength - lower, lowerLength);
+    Span hidden = {-(-begin & mask), end == lowerLength ? end : end & mask};
+    // compose() draws a frame at its position rounded down and without what its length has beyond whole
+    // samples, so that the upper one can end before its last pixel.
+    const std::int64_t drawnEnd = (upper & mask) + (upperLength & mask) - (lower & mask);
+    if (drawnEnd < (lowerLength & mask)) {
+        hidden.end = std::min(hidden.end, drawnEnd);
+    }
+    return hidden;
+}
+
+// What has to go of the lower one of two frames, on the canvas.
+Rect hiddenPart(const VideoFrame& lower, const VideoFrame& upper) {
+    const ffmpeg_ext::PixelGroup group = ffmpeg_ext::pixelGroup(lower.picture().pixelFormat());
+    const Rect below = rectOf(lower);
+    const Rect above = rectOf(upper);
+    const Span x = hiddenSpan(below.x, below.width, above.x, above.width, group.log2Width);
+    const Span y = hiddenSpan(below.y, below.height, above.y, above.height, group.log2Height);
+    const std::int64_t left = below.x + x.begin;
+    const std::int64_t top = below.y + y.begin;
+    // No canvas reaches beyond the largest coordinate.
+    if (x.isEmpty() || y.isEmpty() || std::max(left, top) > INT32_MAX) {
+        return {};
+    }
+    return {static_cast<std::int32_t>(left), static_cast<std::int32_t>(top),
+            static_cast<std::int32_t>(x.end - x.begin), static_cast<std::int32_t>(y.end - y.begin)};
+}
+
 // What of the frame at `index` has to go: its overlap with the first later frame that hides enough of it.
 std::optional<Rect> firstOverlap(const Overlays& overlays, std::size_t index, unsigned minimumOverlapArea) {
     const VideoFrame& frame = overlays[index];
     if (frame.picture().hasAlpha()) {
         return std::nullopt;
     }
-    const Rect rect = rectOf(frame);
     for (std::size_t i = index + 1; i < overlays.size(); ++i) {
-        const Rect overlap = rect.intersected(rectOf(overlays[i]));
-        if (overlap.width == 0 || overlap.height == 0 || overlays[i].picture().hasAlpha()) {
+        if (overlays[i].picture().hasAlpha()) {
+            continue;
+        }
+        const Rect overlap = hiddenPart(frame, overlays[i]);
+        if (overlap.width == 0) {
             continue;
         }
         // Deliberate: the area wraps at 32 bits.
@@ -77,7 +123,7 @@ std::vector<VideoFrame> handleOneOverlap(const std::vector<VideoFrame>& overlays
 
 void optimizeOverlays(std::vector<VideoFrame>& overlays, unsigned int minimumOverlapArea) {
     // The same as handleOneOverlap() until it finds nothing, without looking again at what it has passed: the
-    // pieces of a frame lie within it, and so overlap no earlier frame by more than the frame did.
+    // pieces of a frame lie within it, and so hide no more of an earlier frame than the frame did.
     std::size_t i = 0;
     while (i < overlays.size()) {
         const auto overlap = firstOverlap(overlays, i, minimumOverlapArea);

@@ -6,19 +6,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <locale>
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
 
-#include "platform/ffmpeg/pixel_formats.h"
+#include "ffmpeg/owners.h"
+#include "ffmpeg/pixel_formats.h"
+#include "vidorra/core/av_ptr.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
 
 extern "C" {
 #include <libavutil/md5.h>
-#include <libavutil/mem.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -35,20 +35,11 @@ Size componentSize(const Picture& picture, const AVPixFmtDescriptor& descriptor,
                     : size;
 }
 
-// Bytes of the pixels in a row of the component's plane.
+// Bytes of the pixels in a row of a plane, those of chroma rounded down as above.
 std::ptrdiff_t rowBytes(const Picture& picture, const AVPixFmtDescriptor& descriptor, int plane) {
-    std::ptrdiff_t result = 0;
-    for (int i = 0; i < descriptor.nb_components; ++i) {
-        const AVComponentDescriptor& component = descriptor.comp[i];
-        if (component.plane == plane) {
-            const int width = componentSize(picture, descriptor, plane).width;
-            // Chroma that shares its plane with luma has fewer samples at a larger distance.
-            const bool sparse = plane == 0 && (i == 1 || i == 2);
-            const int samples = sparse ? -(-width >> descriptor.log2_chroma_w) : width;
-            result = std::max(result, std::ptrdiff_t{samples} * component.step);
-        }
-    }
-    return result;
+    const int samples = componentSize(picture, descriptor, plane).width;
+    const int pixels = plane == 1 || plane == 2 ? samples << descriptor.log2_chroma_w : samples;
+    return ffmpeg_ext::rowBytes(picture.pixelFormat(), plane, pixels);
 }
 
 // How many samples two pictures differ in, for one component.
@@ -214,7 +205,7 @@ std::string getPlanesMD5(const Picture& picture) {
     if (picture.empty()) {
         return {};
     }
-    const std::unique_ptr<AVMD5, void (*)(void*)> md5(av_md5_alloc(), av_free);
+    const AvPtr<AVMD5> md5 = ffmpeg_ext::adopt(av_md5_alloc());
     if (!md5) {
         throw std::runtime_error("Out of memory");
     }
@@ -229,13 +220,16 @@ std::string getPlanesMD5(const Picture& picture) {
         const AVComponentDescriptor& component = descriptor->comp[i];
         const auto plane = static_cast<std::size_t>(component.plane);
         const Size size = componentSize(picture, *descriptor, component.plane);
+        // Not a distance in bytes in all formats: below 0 in some big-endian ones, and counted in bits where
+        // pixels share a byte.
+        const bool inBits = (descriptor->flags & AV_PIX_FMT_FLAG_BITSTREAM) != 0;
+        const std::ptrdiff_t offset = inBits ? 0 : std::max(component.offset, 0);
         // From an offset on, a row of whole pixels would reach beyond the picture's width.
-        const std::ptrdiff_t bytes =
-            std::min(std::ptrdiff_t{size.width} * component.step,
-                     rowBytes(picture, *descriptor, component.plane) - component.offset);
+        const std::ptrdiff_t bytes = std::min(std::ptrdiff_t{size.width} * component.step,
+                                              rowBytes(picture, *descriptor, component.plane) - offset);
         for (int y = 0; y < size.height && bytes > 0; ++y) {
             const std::uint8_t* row = picture.data()[plane] + std::ptrdiff_t{y} * picture.linesize()[plane];
-            av_md5_update(md5.get(), row + component.offset, static_cast<int>(bytes));
+            av_md5_update(md5.get(), row + offset, static_cast<int>(bytes));
         }
     }
     std::uint8_t digest[16];

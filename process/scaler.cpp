@@ -5,8 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/ffmpeg/scaling.h"
-#include "process/chroma_grid.h"
+#include "ffmpeg/scaling.h"
+#include "picture/chroma_grid.h"
 #include "vidorra/core/format.h"
 #include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/process/color_range_converter.h"
@@ -129,7 +129,7 @@ Picture Scaler::scale(const Picture& src, Size size, AVPixelFormat format, AVCol
     if (rangesAgree && format == src.pixelFormat() && sameSize) {
         return src;
     }
-    if (target.width == 0 || target.height == 0) {
+    if (src.empty() || target.width == 0 || target.height == 0) {
         return {};
     }
     mContext =
@@ -176,8 +176,8 @@ Picture Scaler::convertToColorspace(const Picture& src, AVPixelFormat format, AV
 vidorra::Picture tryConvertColorRange(vidorra::PictureAllocator* allocator, const vidorra::Picture& src,
                                       AVPixelFormat format, AVColorRange range) {
     using vidorra::ColorRangeConverter;
-    if (!ColorRangeConverter::isSupported(src.pixelFormat(), src.colorRange(), format, range,
-                                          ColorRangeConverter::Type::Any)) {
+    if (src.empty() || !ColorRangeConverter::isSupported(src.pixelFormat(), src.colorRange(), format, range,
+                                                         ColorRangeConverter::Type::Any)) {
         return {};
     }
     vidorra::Picture result = allocator->allocate(src.frameSize(), format, range);

@@ -54,11 +54,13 @@ bool BlockingFrameBufferBase<Container>::push(Frame&& frame, std::chrono::micros
     if (!lock) {
         return false;
     }
-    if (!mLastPopped.isNull && !(time > mLastPopped) && !mFrames.empty()) {
+    const bool passed = !mLastPopped.isNull && !(time > mLastPopped) && !mFrames.empty();
+    // First of all: without memory for it the frame stays with the caller, and the buffer unchanged.
+    pushBack(mFrames, std::move(frame));
+    if (passed) {
         popFront(mFrames);
     }
     mLastPushed = time;
-    pushBack(mFrames, std::move(frame));
     mSize = mFrames.size();
     return true;
 }
@@ -76,8 +78,14 @@ typename BlockingFrameBufferBase<Container>::Frame BlockingFrameBufferBase<Conta
     if (!mLastPopped.isNull && !(pts > mLastPopped)) {
         throw std::logic_error("BlockingFrameBufferBase::pop(): pts must be greater than last requested one");
     }
+    // Also after a selection that throws, which may have removed frames.
+    struct SizeKeeper {
+        const Container& frames;
+        std::atomic<std::size_t>& size;
+        ~SizeKeeper() { size = frames.size(); }
+    };
+    const SizeKeeper keeper{mFrames, mSize};
     Frame frame = findFrame(pts, mFrames, lock);
-    mSize = mFrames.size();
     mLastPopped = pts;
     return frame;
 }

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/log.h"
+#include "core/shown_url.h"
 #include "core/wrapping.h"
 
 extern "C" {
@@ -35,8 +37,9 @@ bool MediaFileReader::open() {
     // Deliberate: whatever the source says of its time origin, the reader's time begins at the file's own
     // zero.
     setTimeOrigin(0);
-    selectTracks(0, 0);
+    chooseTracks(0, 0);
     mLastPts = Timestamp();
+    mPass = Pass();
     return true;
 }
 
@@ -49,21 +52,34 @@ void MediaFileReader::selectTracks(std::optional<unsigned> audio, std::optional<
     if (!isOpened()) {
         throw std::logic_error("movie file reader cannot select tracks because it is not opened yet");
     }
+    const TrackCounts tracks = chooseTracks(audio, video);
+    const auto logMissing = [this](const char* type, std::optional<unsigned> track, unsigned count) {
+        if (track && *track >= count) {
+            logFormatted(kLogWarning, {},
+                         "MediaFileReader: {} has no {} track {} (it has {}, numbered from 0)",
+                         shownUrl(url()), type, *track, count);
+        }
+    };
+    logMissing("audio", audio, tracks.audio);
+    logMissing("video", video, tracks.video);
+}
+
+MediaFileReader::TrackCounts MediaFileReader::chooseTracks(std::optional<unsigned> audio,
+                                                           std::optional<unsigned> video) {
     mAudioTrack.reset();
     mVideoTrack.reset();
-    unsigned audioTracks = 0;
-    unsigned videoTracks = 0;
+    TrackCounts tracks;
     for (unsigned i = 0; i < tracksNumber(); ++i) {
         bool selected = false;
         switch (trackAtIndex(i)->codecpar->codec_type) {
         case AVMEDIA_TYPE_AUDIO:
-            selected = audio == audioTracks++;
+            selected = audio == tracks.audio++;
             if (selected) {
                 mAudioTrack = i;
             }
             break;
         case AVMEDIA_TYPE_VIDEO:
-            selected = video == videoTracks++;
+            selected = video == tracks.video++;
             if (selected) {
                 mVideoTrack = i;
             }
@@ -73,25 +89,28 @@ void MediaFileReader::selectTracks(std::optional<unsigned> audio, std::optional<
         }
         discardTrackAtIndex(i, selected ? AVDISCARD_NONE : AVDISCARD_ALL);
     }
+    return tracks;
 }
 
 std::variant<std::monostate, AudioFrame, VideoFrame> MediaFileReader::read() {
     if (!mAudioTrack && !mVideoTrack) {
         return {};
     }
-    bool restarted = false;
     while (isOpened() && !isEOF()) {
         const Packet packet = readPacket();
         if (packet.size > 0) {
             watch(packet);
+            mPass.gavePacket = true;
             if (isAudio(packet)) {
                 AudioFrame frame = decodeAudioPacket(packet);
                 if (!frame.empty()) {
+                    mPass.gaveFrame = true;
                     return frame;
                 }
             } else if (isVideo(packet)) {
                 VideoFrame frame = decodeVideoPacket(packet);
                 if (!frame.empty()) {
+                    mPass.gaveFrame = true;
                     callbackIfDecodingIsSlow(frame);
                     return frame;
                 }
@@ -101,12 +120,14 @@ std::variant<std::monostate, AudioFrame, VideoFrame> MediaFileReader::read() {
         if (mPlaybackMode != PlaybackMode::Loop || !isEOF() || isStreamed()) {
             return {};
         }
-        if (restarted) {
-            // A whole pass without a frame: the next one would give none either.
+        // Deliberate: a loop that would give nothing for ever ends instead. One pass without a frame may be
+        // the work of one broken packet, and the next pass may give frames again.
+        const Pass ended = mPass;
+        if (!ended.gavePacket || (!ended.gaveFrame && !ended.followsFrame)) {
             return {};
         }
         restart();
-        restarted = true;
+        mPass.followsFrame = ended.gaveFrame;
     }
     return {};
 }
@@ -122,6 +143,7 @@ void MediaFileReader::restart() {
     // The origin is taken out of the target again: this is the file's own zero, however many passes lie
     // behind.
     seek(Timestamp(Timebase(), timeOrigin()));
+    mPass = Pass();
     setTimeOrigin(mLastPts.value);
     drainDecoders();
 }

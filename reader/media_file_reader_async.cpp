@@ -104,14 +104,21 @@ Frame MediaFileReaderAsync::getFrame(Queue& queue, const Timestamp& pts, std::ch
     return frame;
 }
 
-void MediaFileReaderAsync::readerThreadProc() {
+void MediaFileReaderAsync::readerThreadProc() try { readAhead(); } catch (const std::exception& error) {
+    // By print, which needs no memory: that may be what is missing.
+    logger::print(kLogError, "MediaFileReaderAsync: the reader thread ends the process: %s", error.what());
+    throw;
+}
+
+void MediaFileReaderAsync::readAhead() {
     Preloading preloading(selectedAudioTrack().has_value(), selectedVideoTrack().has_value());
     std::chrono::microseconds pushTimeout(kPreload);
     bool timeoutAdapted = false;
 
     const auto hand = [&](auto&& frame, auto& queue, const char* overflow) {
         preloading.add(frame);
-        if (!queue.push(std::forward<decltype(frame)>(frame), pushTimeout)) {
+        // Deliberate: the frame that waits for room when the reader is destroyed is not one that was skipped.
+        if (!queue.push(std::forward<decltype(frame)>(frame), pushTimeout) && mRunning) {
             logger::log(kLogWarning) << overflow;
         }
         const bool full = mAudioQueue.full() || mVideoQueue.full();

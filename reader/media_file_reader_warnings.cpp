@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "core/log.h"
+#include "core/shown_url.h"
 #include "core/wrapping.h"
 #include "vidorra/core/format.h"
 #include "vidorra/reader/media_file_reader.h"
@@ -16,8 +17,11 @@ using vx::vdr::utils::Warning;
 constexpr std::int64_t kInterleavingTolerance = 349999;
 constexpr std::int64_t kDecodingTolerance = 200000;
 
+// The start of a cycle in which no frame was decoded yet.
+constexpr steady_clock::time_point kNextFrame = steady_clock::time_point::min();
+
 std::filesystem::path fileName(const std::string& url) {
-    return std::filesystem::path(url).filename();
+    return std::filesystem::path(shownUrl(url)).filename();
 }
 
 bool raised(const Warning& warning) {
@@ -32,7 +36,8 @@ void MediaFileReader::clearWarningsCtx() {
     mWarningsCtx.nonInterleaved = Warning();
     mWarningsCtx.audioPackets = 0;
     mWarningsCtx.videoPackets = 0;
-    mWarningsCtx.monitor.start = steady_clock::now();
+    // Deliberate: not now(). The time until the next frame is the caller's, not the decoder's.
+    mWarningsCtx.monitor.start = kNextFrame;
 }
 
 void MediaFileReader::checkZeroDurationWarning(const Packet& packet) {
@@ -89,6 +94,9 @@ void MediaFileReader::callbackIfDecodingIsSlow(const VideoFrame& frame) {
         return;
     }
     WarningsContext::DecodingMonitor& monitor = mWarningsCtx.monitor;
+    if (monitor.start == kNextFrame) {
+        monitor.start = steady_clock::now();
+    }
     if (monitor.start != steady_clock::time_point::max()) {
         const auto elapsed =
             std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - monitor.start);

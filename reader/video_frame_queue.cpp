@@ -22,11 +22,21 @@ bool VideoFrameQueue::choose(Timestamp pts, Timestamp current, Timestamp next) {
 
 VideoFrame VideoFrameQueue::findFrame(Timestamp pts, std::deque<VideoFrame>& frames, OperationLock& lock) {
     lock.setNotify(false);
-    while (frames.size() >= 2 && choose(pts, frames[0].timestamp(), frames[1].timestamp())) {
+    if (frames.empty()) {
+        return {};
+    }
+    std::size_t passed = 0;
+    while (frames.size() - passed >= 2 &&
+           choose(pts, frames[passed].timestamp(), frames[passed + 1].timestamp())) {
+        ++passed;
+    }
+    // Before anything is removed: without memory for the copy the frames stay.
+    VideoFrame answer = frames[passed];
+    for (; passed > 0; --passed) {
         frames.pop_front();
         lock.setNotify(true);
     }
-    return frames.empty() ? VideoFrame() : frames.front();
+    return answer;
 }
 
 }  // namespace vidorra

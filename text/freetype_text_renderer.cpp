@@ -5,26 +5,29 @@
 #include FT_GLYPH_H
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <codecvt>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <locale>
+#include <new>
 #include <stdexcept>
+#include <utility>
 
-#include "platform/ffmpeg/drawing.h"
-#include "process/chroma_grid.h"
-#include "process/draw_context.h"
+#include "picture/chroma_grid.h"
+#include "picture/picture_view.h"
+#include "process/drawing/draw_context.h"
+#include "process/drawing/ff_draw.h"
+#include "text/freetype_face.h"
 #include "vidorra/core/enum_text.h"
-#include "vidorra/core/format.h"
 #include "vidorra/picture/default_picture_allocator.h"
 #include "vidorra/process/drawing.h"
 
 namespace vidorra {
 
 struct FreeTypeTextRenderer::Glyph {
+    // kMissing for all characters that the font lacks.
     char32_t code;
     // 0 for a character that the font lacks.
     unsigned index;
@@ -37,26 +40,19 @@ struct FreeTypeTextRenderer::Glyph {
     int advanceY;
     int left;
     int top;
-};
-
-struct FreeTypeTextRenderer::Face {
-    FT_Library library = nullptr;
-    FT_Face face = nullptr;
+    // Of memory, with what belongs to it.
+    std::size_t bytes;
+    // The number of the last layout that shows it; 0 for none.
+    std::uint64_t layout;
 };
 
 namespace {
 
-using Face = FreeTypeTextRenderer::Face;
-
 // FreeType's units are 64ths of a pixel.
 constexpr int kUnits = 64;
 constexpr char32_t kReplacement = U'?';
-
-void releaseFace(Face* face) {
-    FT_Done_Face(face->face);
-    FT_Done_FreeType(face->library);
-    delete face;
-}
+// What all characters that the font lacks are kept under: not a character itself.
+constexpr char32_t kMissing = 0xffffffff;
 
 int madeEven(std::int64_t length) {
     return static_cast<int>(length > 0 ? length + length % 2 : length);
@@ -71,44 +67,17 @@ std::u32string decoded(const std::string& text) {
 #pragma GCC diagnostic pop
 }
 
-// What Picture::crop() would give for a format that can be drawn on. It holds no reference, which a later
-// markModified() would refuse and which would cost memory.
-class View {
-public:
-    View(const Picture& picture, const FFDrawContext& context, const Rect& rect) {
-        const Rect whole{0, 0, picture.frameSize().width, picture.frameSize().height};
-        Rect part = rect.intersected(whole);
-        if (part != whole) {
-            part = ChromaGrid(context.hsub_max, context.vsub_max).down(part);
-        }
-        if (part.width <= 0 || part.height <= 0) {
-            return;
-        }
-        mSize = {part.width, part.height};
-        mLinesize = picture.linesize();
-        for (std::size_t plane = 0; plane < context.nb_planes; ++plane) {
-            const std::ptrdiff_t x = part.x >> context.hsub[plane];
-            const std::ptrdiff_t y = part.y >> context.vsub[plane];
-            if (picture.data()[plane] != nullptr) {
-                mData[plane] = picture.data()[plane] + x * context.pixelstep[plane] + y * mLinesize[plane];
-            }
-        }
-    }
+std::size_t bytesOf(const FT_Bitmap& bitmap) {
+    // The last is for the links of the map's node and what the heap adds to three blocks.
+    constexpr std::size_t kOverhead = sizeof(std::pair<const char32_t, FreeTypeTextRenderer::Glyph>) +
+                                      sizeof(FT_BitmapGlyphRec) + 10 * sizeof(void*);
+    return kOverhead + std::size_t{bitmap.rows} * static_cast<unsigned>(std::abs(bitmap.pitch));
+}
 
-    [[nodiscard]] Size size() const { return mSize; }
-    [[nodiscard]] const Picture::Planes& data() const { return mData; }
-    [[nodiscard]] const Picture::Linesizes& linesize() const { return mLinesize; }
-
-private:
-    Size mSize;
-    Picture::Planes mData{};
-    Picture::Linesizes mLinesize{};
-};
-
-void draw(const View& view, const FFDrawContext& context, const FFDrawColor& color, const FT_Bitmap& bitmap,
-          std::int64_t x, std::int64_t y) {
+void draw(const PictureView& view, const FFDrawContext& context, const FFDrawColor& color,
+          const FT_Bitmap& bitmap, std::int64_t x, std::int64_t y) {
     // What lies farther away would not show either, and its place does not fit the call.
-    if (x >= view.size().width || y >= view.size().height || x + bitmap.width <= 0 || y + bitmap.rows <= 0) {
+    if (x >= view.size.width || y >= view.size.height || x + bitmap.width <= 0 || y + bitmap.rows <= 0) {
         return;
     }
     const bool oneBit = bitmap.pixel_mode == FT_PIXEL_MODE_MONO;
@@ -116,8 +85,8 @@ void draw(const View& view, const FFDrawContext& context, const FFDrawColor& col
     // than that.
     const int width =
         static_cast<int>(oneBit ? bitmap.width : std::min(bitmap.width, static_cast<unsigned>(bitmap.pitch)));
-    ffmpeg_ext::ff_blend_mask(&context, &color, view.data().data(), view.linesize().data(), view.size().width,
-                              view.size().height, bitmap.buffer, bitmap.pitch, width,
+    ffmpeg_ext::ff_blend_mask(&context, &color, view.data.data(), view.linesize.data(), view.size.width,
+                              view.size.height, bitmap.buffer, bitmap.pitch, width,
                               static_cast<int>(bitmap.rows), oneBit ? 0 : 3, 0, static_cast<int>(x),
                               static_cast<int>(y));
 }
@@ -140,10 +109,8 @@ AVPixelFormat workingFormat(AVPixelFormat format, bool transparent) {
 
 FreeTypeTextRenderer::FreeTypeTextRenderer(const std::string& fontFile, int size)
     : mFace(loadFace(fontFile, size)), mAllocator(getDefaultPictureAllocator()) {
-    loadGlyph(U' ');
-    const auto blank = mGlyphs.find(U' ');
-    if (blank != mGlyphs.end()) {
-        mTabWidth = blank->second.advanceX * 4;
+    if (const Glyph* blank = keptGlyph(U' ')) {
+        mTabWidth = blank->advanceX * 4;
     }
 }
 
@@ -173,46 +140,47 @@ void FreeTypeTextRenderer::setLineSpacing(int pixels) {
     mTextHeight = -1;
 }
 
+void FreeTypeTextRenderer::setGlyphCacheSize(std::size_t bytes) {
+    mGlyphCacheSize = bytes;
+    makeRoom(0);
+}
+
 void FreeTypeTextRenderer::setPictureAllocator(PictureAllocator* allocator) {
     mAllocator = allocator != nullptr ? allocator : getDefaultPictureAllocator();
 }
 
-FreeTypeTextRenderer::FacePtr FreeTypeTextRenderer::loadFace(const std::string& fontFile, int size) {
-    FacePtr result(new Face, releaseFace);
-    if (FT_Init_FreeType(&result->library) != 0) {
-        throw std::runtime_error("Could not initialize FreeType library");
-    }
-    FT_New_Face(result->library, fontFile.c_str(), 0, &result->face);
-    if (result->face == nullptr) {
-        throw std::runtime_error(fmt::format("Could not load font {}", fontFile));
-    }
-    if (FT_Select_Charmap(result->face, FT_ENCODING_UNICODE) != 0) {
-        throw std::runtime_error(fmt::format("Could not select unicode charmap for font {}", fontFile));
-    }
-    if (FT_Set_Pixel_Sizes(result->face, static_cast<FT_UInt>(size), 0) != 0) {
-        throw std::runtime_error(fmt::format("Could not set fontsize for font {}", fontFile));
-    }
-    return result;
+void FreeTypeTextRenderer::loadGlyph(char32_t code) {
+    static_cast<void>(keptGlyph(code));
 }
 
-void FreeTypeTextRenderer::loadGlyph(char32_t code) {
-    if (mGlyphs.find(code) != mGlyphs.end()) {
-        return;
+FreeTypeTextRenderer::Glyph* FreeTypeTextRenderer::keptGlyph(char32_t code) {
+    auto kept = mGlyphs.find(code);
+    if (kept != mGlyphs.end()) {
+        return &kept->second;
     }
     FT_Face face = mFace->face;
-    if (FT_Load_Char(face, code, FT_LOAD_RENDER) != 0) {
+    Glyph glyph{};
+    // Deliberate: the index of the requested character also where another one is shown.
+    glyph.index = FT_Get_Char_Index(face, code);
+    glyph.code = glyph.index != 0 ? code : kMissing;
+    kept = mGlyphs.find(glyph.code);
+    if (kept != mGlyphs.end()) {
+        return &kept->second;
+    }
+    mFace->outOfMemory = false;
+    if (FT_Load_Char(face, code, FT_LOAD_RENDER) != 0 && !mFace->outOfMemory) {
         // Deliberate: when this fails too, what the slot then holds decides.
         FT_Load_Char(face, kReplacement, FT_LOAD_RENDER);
     }
     FT_Glyph image = nullptr;
-    if (FT_Get_Glyph(face->glyph, &image) != 0) {
-        return;
-    }
+    const FT_Error error = FT_Get_Glyph(face->glyph, &image);
     std::unique_ptr<FT_GlyphRec, void (*)(FT_Glyph)> owner(image, FT_Done_Glyph);
-    Glyph glyph{};
-    glyph.code = code;
-    // Deliberate: the index of the requested character also where another one is shown.
-    glyph.index = FT_Get_Char_Index(face, code);
+    if (mFace->outOfMemory) {
+        throw std::bad_alloc();
+    }
+    if (error != 0) {
+        return nullptr;
+    }
     glyph.image = image;
     // The slot's own bitmap may share its pixels with the font. A glyph that could not be rendered has none.
     if (image->format == FT_GLYPH_FORMAT_BITMAP) {
@@ -223,30 +191,60 @@ void FreeTypeTextRenderer::loadGlyph(char32_t code) {
     glyph.advanceY = static_cast<int>(face->glyph->advance.y / kUnits);
     glyph.left = face->glyph->bitmap_left;
     glyph.top = face->glyph->bitmap_top;
-    mGlyphs.emplace(code, glyph);
+    glyph.bytes = bytesOf(glyph.bitmap);
+    makeRoom(glyph.bytes);
+    kept = mGlyphs.emplace(glyph.code, glyph).first;
     static_cast<void>(owner.release());
+    mGlyphBytes += glyph.bytes;
+    mUnusedBytes += glyph.bytes;
+    return &kept->second;
+}
+
+void FreeTypeTextRenderer::makeRoom(std::size_t bytes) {
+    if (mUnusedBytes == 0 || mGlyphBytes + bytes <= mGlyphCacheSize) {
+        return;
+    }
+    for (auto glyph = mGlyphs.begin(); glyph != mGlyphs.end();) {
+        if (glyph->second.layout == mLayout) {
+            ++glyph;
+            continue;
+        }
+        FT_Done_Glyph(glyph->second.image);
+        glyph = mGlyphs.erase(glyph);
+    }
+    mGlyphBytes -= mUnusedBytes;
+    mUnusedBytes = 0;
 }
 
 void FreeTypeTextRenderer::prepare(const std::string& text) {
     if (text == mText && mTextWidth >= 0 && mTextHeight >= 0) {
         return;
     }
-    mText = text;
-    mTextWidth = 0;
-    mTextHeight = 0;
-    mPlacements.clear();
-    // Deliberate: a text that cannot be decoded stays, and is an empty one from then on.
-    const std::u32string codes = decoded(text);
-    if (codes.empty()) {
-        return;
-    }
+    // The last text's memory is released, since that text may have been a very long one.
+    std::string(text).swap(mText);
+    std::vector<Placement>().swap(mPlacements);
     // Until the layout is complete there is none: memory may run out.
     mTextWidth = -1;
     mTextHeight = -1;
-    layOut(codes);
+    ++mLayout;
+    mUnusedBytes = mGlyphBytes;
+    try {
+        layOut(decoded(text));
+    } catch (const std::range_error&) {
+        // Deliberate: a text that cannot be decoded is an empty one from then on.
+        mTextWidth = 0;
+        mTextHeight = 0;
+        throw;
+    }
+    makeRoom(0);
 }
 
 void FreeTypeTextRenderer::layOut(const std::u32string& codes) {
+    if (codes.empty()) {
+        mTextWidth = 0;
+        mTextHeight = 0;
+        return;
+    }
     mPlacements.reserve(codes.size());
     FT_Face face = mFace->face;
     const FT_Size_Metrics& metrics = face->size->metrics;
@@ -271,22 +269,24 @@ void FreeTypeTextRenderer::layOut(const std::u32string& codes) {
             }
             continue;
         }
-        loadGlyph(code);
-        const auto found = mGlyphs.find(code);
-        if (found == mGlyphs.end()) {
+        Glyph* glyph = keptGlyph(code);
+        if (glyph == nullptr) {
             continue;
         }
-        const Glyph& glyph = found->second;
-        if (previous != 0 && glyph.index != 0 && FT_HAS_KERNING(face)) {
+        if (glyph->layout != mLayout) {
+            glyph->layout = mLayout;
+            mUnusedBytes -= glyph->bytes;
+        }
+        if (previous != 0 && glyph->index != 0 && FT_HAS_KERNING(face)) {
             FT_Vector delta{};
-            FT_Get_Kerning(face, previous, glyph.index, FT_KERNING_DEFAULT, &delta);
+            FT_Get_Kerning(face, previous, glyph->index, FT_KERNING_DEFAULT, &delta);
             // Deliberate: rounded down, unlike the advances.
             pen += delta.x >> 6;
         }
-        mPlacements.push_back({code, static_cast<int>(pen + glyph.left),
-                               static_cast<int>(height - glyph.top + ascender), glyph});
-        pen += glyph.advanceX;
-        previous = glyph.index;
+        mPlacements.push_back({code, static_cast<int>(pen + glyph->left),
+                               static_cast<int>(height - glyph->top + ascender), *glyph});
+        pen += glyph->advanceX;
+        previous = glyph->index;
     }
     mTextWidth = madeEven(std::max(width, pen));
     mTextHeight = madeEven(height + lineHeight);
@@ -345,7 +345,8 @@ void FreeTypeTextRenderer::renderOn(Picture& picture, const std::string& text, P
     const FFDrawContext context =
         initDrawContext(picture.pixelFormat(), picture.colorRange() == AVCOL_RANGE_JPEG);
     const FFDrawColor color = initDrawColor(context, mFontColor);
-    const View view(picture, context, area);
+    // Not crop(), whose reference markModified() would refuse below, and which would cost memory.
+    const PictureView view = viewOf(picture, area);
     // Deliberate: the position counts again, on top of the view that begins there.
     const std::int64_t offsetX = std::int64_t{mPadding.left} - visibleArea.x + position.x;
     const std::int64_t offsetY = std::int64_t{mPadding.top} - visibleArea.y + position.y;

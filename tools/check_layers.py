@@ -23,8 +23,6 @@ COMMENTS_AND_TEXTS = re.compile(r"""//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|'(?:\
 @dataclasses.dataclass
 class Rules:
     level: dict = dataclasses.field(default_factory=dict)
-    top: list = dataclasses.field(default_factory=list)
-    allow: list = dataclasses.field(default_factory=list)
     private: list = dataclasses.field(default_factory=list)
     public: list = dataclasses.field(default_factory=list)
     only: list = dataclasses.field(default_factory=list)
@@ -42,13 +40,6 @@ def read_rules(path):
             if kind == "layer":
                 rules.level.update((folder, levels) for folder in rest.split())
                 levels += 1
-            elif kind == "top":
-                pattern, reason = (part.strip() for part in rest.split(" : "))
-                rules.top.append(pattern)
-            elif kind == "allow":
-                edge, reason = (part.strip() for part in rest.split(" : "))
-                source, target = (part.strip() for part in edge.split("->"))
-                rules.allow.append((source, target))
             elif kind == "private":
                 prefix, folders = (part.strip() for part in rest.split("->"))
                 rules.private.append((prefix, folders.split()))
@@ -103,9 +94,6 @@ class Project:
     def matches(self, path, pattern):
         return fnmatch.fnmatch(self.name(path), pattern)
 
-    def is_top(self, path):
-        return any(self.matches(path, pattern) for pattern in self.rules.top)
-
     def wrong_include(self, source, name, quoted):
         """Why `source` may not include `name`, or None."""
         target = self.find(name)
@@ -128,16 +116,10 @@ class Project:
         for prefix, folders in self.rules.private:
             if self.name(target).startswith(prefix) and source_folder not in folders:
                 return f"{name} is private to {' '.join(folders)}"
-        if any(self.matches(source, a) and self.matches(target, b) for a, b in self.rules.allow):
-            return None
         if source_folder == "umbrella":
             return None
         if target_folder == "umbrella":
             return f"{name} is for callers"
-        if self.is_top(source):
-            return None
-        if self.is_top(target):
-            return f"{name} sits on top of everything"
         if source_folder == target_folder:
             return None
         if self.rules.level[target_folder] >= self.rules.level[source_folder]:

@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "process/range_kernels.h"
+#include "process/color_range/range_kernels.h"
 #include "range_limit_kernels.h"
 #include "support/measure.h"
 #include "support/memory.h"

@@ -1,7 +1,7 @@
 #include "process/alphablend/kernels.h"
 
-#include "platform/cpu/instructions.h"
 #include "process/alphablend/vector_kernels.h"
+#include "process/instructions.h"
 
 namespace vidorra::alphablend {
 namespace {
@@ -37,12 +37,7 @@ Sets supportedSets() {
     sets.add(kPlainKernels);
     sets.add(kVector16);
 #if defined(__x86_64__)
-    if (cpu::hasAvx2()) {
-        sets.add(kAvx2);
-    }
-    if (cpu::hasAvx512()) {
-        sets.add(kAvx512);
-    }
+    sets.addSupported(kAvx2, kAvx512);
 #endif
     return sets;
 }

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/cpu/instructions.h"
 #include "process/alphablend/vector_kernels.h"
 #include "process/alphablend/vector_lanes.h"
+#include "process/instructions.h"
 
 namespace vidorra::alphablend {
 namespace {

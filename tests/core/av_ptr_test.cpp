@@ -2,7 +2,7 @@
 
 #include <type_traits>
 
-#include "platform/ffmpeg/allocation_limit.h"
+#include "support/allocation_limit.h"
 
 extern "C" {
 #include <libavcodec/packet.h>

@@ -3,7 +3,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "platform/ffmpeg/allocation_limit.h"
+#include "support/allocation_limit.h"
 #include "support/throw_text.h"
 #include "vidorra/core/ffmpeg_error.h"
 

@@ -5,7 +5,7 @@
 #include <type_traits>
 
 #include "demux/sounds.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 #include "support/throw_text.h"
 #include "vidorra/core/ffmpeg_error.h"
 

@@ -2,7 +2,7 @@
 
 #include "demux/clips.h"
 #include "demux/decoders.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 #include "support/media.h"
 
 // Which channels the sound of an opened source has.

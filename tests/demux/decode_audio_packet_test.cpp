@@ -15,6 +15,9 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
+// The old fields of channel layouts are deprecated on the generations that have both.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 namespace vidorra {
 namespace {
 
@@ -198,6 +201,65 @@ TEST(DecodeAudioPacket, ThrowsForAFrameWhoseSamplesHaveNoSize) {
     FormatContext source = opened(fileOf("SixteenBitsInWav"));
     replaceDecoder(source, 0, [](auto& frame) { (*frame)->format = AV_SAMPLE_FMT_NONE; });
     EXPECT_THROW((void)source.decodeAudioPacket(test::packetsOf(source, 0).front()), std::runtime_error);
+}
+
+// Leaves a frame its number of channels alone, by all fields that a generation has.
+template <class Frame>
+void forgetMask(Frame& frame, int channels) {
+    if constexpr (requires { frame.channel_layout; }) {
+        frame.channel_layout = 0;
+        frame.channels = channels;
+    }
+    if constexpr (requires { frame.ch_layout; }) {
+        frame.ch_layout = {};
+        frame.ch_layout.nb_channels = channels;
+    }
+}
+
+TEST(DecodeAudioPacket, GivesAFrameWithoutAChannelMaskTheUsualOne) {
+    FormatContext source = opened(fileOf("SixteenBitsInWav"));
+    replaceDecoder(source, 0, [](auto& frame) { forgetMask(**frame, 2); });
+    const Packet packet = test::packetsOf(source, 0).front();
+    const AudioFrame plain = opened(fileOf("SixteenBitsInWav")).decodeAudioPacket(packet);
+    const LogCapture log;
+    const AudioFrame frame = source.decodeAudioPacket(packet);
+    EXPECT_EQ(frame.audioBuffer().channelLayout(), 3U);
+    const int channels = plain.audioBuffer().numberOfChannels();
+    EXPECT_EQ(frame.audioBuffer().numberOfSamples(), plain.audioBuffer().numberOfSamples()) << channels;
+    const auto* decoder = dynamic_cast<const AudioDecoder*>(source.getCodecContext(0).get());
+    ASSERT_TRUE(decoder->send(packet).ok);
+    EXPECT_EQ(decoder->receive().value().audioBuffer().channelLayout(), 3U);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(DecodeAudioPacket, GivesNothingWhereChannelsHaveNoUsualMaskAndSaysSoOnceForAStream) {
+    const auto path = fileOf("SixteenBitsInWav");
+    FormatContext source = opened(path);
+    int channels = 10;
+    replaceDecoder(source, 0, [&channels](auto& frame) { forgetMask(**frame, channels); });
+    const std::vector<Packet> packets = test::packetsOf(source, 0);
+    const Line line{2, "Sound of " + path.string() + ":0 gives no frames: 10 channels have no channel mask"};
+    {
+        const LogCapture log;
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_TRUE(source.decodeAudioPacket(packets.front()).empty());
+        }
+        EXPECT_THAT(log.lines(), ElementsAre(line));
+    }
+    channels = 1;
+    EXPECT_EQ(source.decodeAudioPacket(packets.front()).audioBuffer().channelLayout(), 4U)
+        << "a later frame may have one again";
+    // Another source says so too, also one that was moved from.
+    FormatContext moved = std::move(source);
+    channels = 10;
+    const LogCapture log;
+    EXPECT_TRUE(moved.decodeAudioPacket(packets.front()).empty());
+    EXPECT_THAT(log.lines(), IsEmpty());
+    moved.close();
+    moved.open("", true, std::chrono::seconds(1));
+    replaceDecoder(moved, 0, [&channels](auto& frame) { forgetMask(**frame, channels); });
+    EXPECT_TRUE(moved.decodeAudioPacket(packets.front()).empty());
+    EXPECT_THAT(log.lines(), ElementsAre(line));
 }
 
 TEST(DecodeAudioPacket, GivesSamplesOfItsOwn) {

@@ -160,7 +160,7 @@ TEST(DecodeVideoPacket, ACodecWithoutADecoderIsLoggedByItsName) {
     EXPECT_THAT(log.lines(), ElementsAre(Line{1, "Codec " + std::string(codec->name) + " not found"}));
 }
 
-TEST(DecodeVideoPacket, ACodecThatCannotBeOpenedIsLoggedOnceBeforeItsDecoderGoes) {
+TEST(DecodeVideoPacket, ACodecThatCannotBeOpenedIsLoggedOnce) {
     FormatContext source = opened(pngUrl());
     AVCodecParameters& parameters = *source.trackAtIndex(0)->codecpar;
     parameters.codec_id = AV_CODEC_ID_RAWVIDEO;
@@ -171,10 +171,8 @@ TEST(DecodeVideoPacket, ACodecThatCannotBeOpenedIsLoggedOnceBeforeItsDecoderGoes
         EXPECT_TRUE(source.decodeVideoPacket(source.readPacket()).empty());
     }
     EXPECT_EQ(source.getCodecContext(0), nullptr);
-    EXPECT_THAT(log.lines(),
-                ElementsAre(Line{6, "rawvideo opening codec: \"rawvideo\""},
-                            Line{1, "Could not open codec rawvideo: #-22: Invalid argument"},
-                            Line{1, "rawvideo Decoder draining is failed: #-22: Invalid argument"}));
+    EXPECT_THAT(log.lines(), ElementsAre(Line{6, "rawvideo opening codec: \"rawvideo\""},
+                                         Line{1, "Could not open codec rawvideo: #-22: Invalid argument"}));
 }
 
 TEST(DecodeVideoPacket, AnOpenFailureOfSoundLeavesANullSlotToo) {

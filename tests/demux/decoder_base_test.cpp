@@ -11,6 +11,7 @@
 #include "demux/decoders.h"
 #include "demux/quiet_ffmpeg.h"
 #include "support/log_capture.h"
+#include "support/media.h"
 #include "support/throw_text.h"
 #include "vidorra/core/ffmpeg_error.h"
 #include "vidorra/demux/audio_decoder.h"
@@ -388,6 +389,21 @@ TEST(DecoderBaseDrain, SucceedsTwiceInARow) {
     prepareAndOpen(decoder, *rawVideoParameters(AV_PIX_FMT_YUV420P));
     EXPECT_TRUE(decoder.drain().ok);
     EXPECT_TRUE(decoder.drain().ok);
+}
+
+TEST(DecoderBaseDrain, GivesTheErrorOfWhatCannotBeDecodedAndTakesNewData) {
+    const FormatContext source = test::opened(
+        test::mediaFile("mono.wav", {"-f", "lavfi", "-i", "sine=r=8000:d=0.1", "-c:a", "pcm_s16le"})
+            .string());
+    DecoderBase decoder;
+    prepareAndOpen(decoder, *source.trackAtIndex(0)->codecpar);
+    // Fifty samples, and half of one that the decoder keeps until its stream ends.
+    const Packet cut = makePacket(101);
+    for (int pass = 0; pass < 3; ++pass) {
+        ASSERT_TRUE(decoder.send(cut).ok);
+        ASSERT_TRUE(decoder.receiveAvFrame().has_value());
+        EXPECT_EQ(decoder.drain().error, AvError::InvalidData);
+    }
 }
 
 TEST(DecoderBaseDrain, GivesTheErrorOfADecoderThatIsNotOpen) {

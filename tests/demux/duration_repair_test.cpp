@@ -7,7 +7,6 @@
 
 #include "demux/plain_decoding.h"
 #include "demux/sounds.h"
-#include "platform/ffmpeg/generations.h"
 #include "support/media.h"
 #include "vidorra/demux/audio_decoder.h"
 

@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "demux/sounds.h"
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 #include "support/log_capture.h"
 #include "support/media.h"
 #include "vidorra/demux/audio_decoder.h"

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/frame_duration.h"
 #include "support/media.h"
 #include "support/process.h"
 

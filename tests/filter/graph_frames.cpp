@@ -3,7 +3,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 
 namespace vidorra::test {
 namespace {

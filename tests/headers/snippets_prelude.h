@@ -4,13 +4,25 @@
 /// never run, so that nothing here has a definition.
 
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <exception>
+#include <functional>
+#include <future>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include <vidorra/vidorra.h>
@@ -19,6 +31,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/display.h>
 }
 
 using namespace vidorra;
@@ -52,5 +65,7 @@ extern Resampler resampler;
 extern FormatContext source;
 extern VideoFrameQueue queue;
 extern VideoEncoder encoder;
+
+void readPictures(MediaFileReader& reader, VideoFrameQueue& queue, const std::atomic<bool>& running);
 
 }  // namespace snippets

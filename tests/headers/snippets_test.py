@@ -13,7 +13,7 @@ import sys
 
 COMMENT_LINE = re.compile(r"^\s*/// {5}(.*)$")
 CODE_LINE = re.compile(r"[;{}]\s*(//.*)?$")
-FUNCTION = re.compile(r"[\w:]+ \w+\(.*\) \{$")
+FUNCTION = re.compile(r"[\w:]+ \w+\(.*\) (try )?\{$")
 
 
 def header_snippets(path):

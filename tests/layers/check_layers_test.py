@@ -17,16 +17,16 @@ SOUND = {
     "include/vidorra/core/time.h": "#include <cstdint>\n",
     "include/vidorra/core/ffmpeg_fwd.h": 'extern "C" {\n#include <libavutil/pixfmt.h>\n}\n',
     "include/vidorra/picture/picture.h": '#include "vidorra/core/ffmpeg_fwd.h"\n#include "logger/logger.h"\n',
-    "include/vidorra/picture/picture_file.h": '#include "vidorra/picture/picture.h"\n',
     "include/vidorra/encode/encoder.h": '#include "vidorra/picture/picture.h"\n',
     "platform/logger/include/logger/logger.h": "#include <string>\n",
-    "platform/ffmpeg/formats.h": "// av_image_copy() and LIBAVCODEC_VERSION_INT in comments are no calls.\n",
-    "platform/ffmpeg/formats.cpp": '#include "platform/ffmpeg/formats.h"\nvoid f() { av_image_copy(); }\n',
-    "platform/ffmpeg/generations.cpp": "#if LIBAVCODEC_VERSION_MAJOR < 59\n#endif\n",
+    "ffmpeg/formats.h": "// av_image_copy() and LIBAVCODEC_VERSION_INT in comments are no calls.\n",
+    "ffmpeg/formats.cpp": '#include "ffmpeg/formats.h"\nvoid f() { av_image_copy(); }\n',
+    "ffmpeg/versions.h": "#if LIBAVCODEC_VERSION_MAJOR < 59\n#endif\n",
     "core/log.h": '#include "logger/logger.h"\n',
-    "core/time.cpp": '#include "vidorra/core/time.h"\n#include "core/log.h"\n#include "platform/ffmpeg/formats.h"\n',
+    "core/time.cpp": '#include "vidorra/core/time.h"\n#include "core/log.h"\n#include "ffmpeg/formats.h"\n',
     "picture/picture.cpp": '#include "vidorra/picture/picture.h"\nextern "C" {\n#include <libavcodec/avcodec.h>\n}\n',
-    "picture/picture_file.cpp": '#include "vidorra/picture/picture_file.h"\n#include "vidorra/encode/encoder.h"\n',
+    "image_file/save.h": '#include "vidorra/picture/picture.h"\n',
+    "image_file/save.cpp": '#include "image_file/save.h"\n#include "vidorra/encode/encoder.h"\n',
     "filter/graph.h": '#include "vidorra/picture/picture.h"\n',
     "platform/z5_hw_accel/internal/z5_hw_accel/scaler.h": "#include <cstdint>\n",
     "process/device.cpp": '#include "z5_hw_accel/scaler.h"\n',
@@ -66,9 +66,13 @@ class CheckLayers(unittest.TestCase):
     def test_private_headers_count_like_public_ones(self):
         self.expect_one("picture/picture.cpp", '#include "filter/graph.h"\n', "picture/picture.cpp:1: picture may not")
 
+    def test_the_ffmpeg_layer_knows_nothing_of_the_library(self):
+        self.expect_one("ffmpeg/formats.cpp", '#include "vidorra/core/time.h"\n',
+                        "ffmpeg/formats.cpp:1: ffmpeg may not include")
+
     def test_the_platform_knows_nothing_of_the_library(self):
-        self.expect_one("platform/ffmpeg/formats.cpp", '#include "vidorra/core/time.h"\n',
-                        "platform/ffmpeg/formats.cpp:1: platform may not include")
+        self.expect_one("platform/logger/src/logger.cpp", '#include "ffmpeg/formats.h"\n',
+                        "platform/logger/src/logger.cpp:1: platform may not include")
 
     def test_folders_of_one_level_do_not_include_each_other(self):
         self.expect_one("filter/graph.h", '#include "process/scale.h"\n', "filter/graph.h:1: filter may not include")
@@ -80,17 +84,17 @@ class CheckLayers(unittest.TestCase):
     def test_spaces_hide_nothing(self):
         self.expect_one("core/time.cpp", '  #  include  "vidorra/picture/picture.h"\n', "core/time.cpp:1: core may not")
 
-    def test_a_top_file_is_included_by_no_folder(self):
-        self.expect_one("encode/encoder.cpp", '#include "vidorra/picture/picture_file.h"\n',
-                        "encode/encoder.cpp:1: vidorra/picture/picture_file.h sits on top")
+    def test_the_folder_on_top_is_included_by_no_other(self):
+        self.expect_one("encode/encoder.cpp", '#include "image_file/save.h"\n',
+                        "encode/encoder.cpp:1: encode may not include image_file/save.h of image_file")
 
     def test_public_headers_do_not_include_private_ones(self):
         self.expect_one("include/vidorra/core/time.h", '#include "core/log.h"\n',
                         "include/vidorra/core/time.h:1: core/log.h is private")
 
     def test_public_headers_do_not_include_the_ffmpeg_layer(self):
-        self.expect_one("include/vidorra/core/time.h", '#include "platform/ffmpeg/formats.h"\n',
-                        "include/vidorra/core/time.h:1: platform/ffmpeg/formats.h is private")
+        self.expect_one("include/vidorra/core/time.h", '#include "ffmpeg/formats.h"\n',
+                        "include/vidorra/core/time.h:1: ffmpeg/formats.h is private")
 
     def test_public_headers_do_not_include_an_internal_interface(self):
         self.expect_one("include/vidorra/process/scaler.h", '#include "z5_hw_accel/scaler.h"\n',
@@ -115,8 +119,8 @@ class CheckLayers(unittest.TestCase):
         self.expect_one("examples/show.cpp", '#include "core/log.h"\n', "examples/show.cpp:1: core/log.h is private")
 
     def test_versions_are_asked_for_in_one_file_only(self):
-        self.expect_one("platform/ffmpeg/formats.cpp", "\n\n#if LIBAVUTIL_VERSION_MAJOR > 57\n#endif\n",
-                        "platform/ffmpeg/formats.cpp:3: LIBAVUTIL_VERSION_MAJOR may stand in")
+        self.expect_one("ffmpeg/formats.cpp", "\n\n#if LIBAVUTIL_VERSION_MAJOR > 57\n#endif\n",
+                        "ffmpeg/formats.cpp:3: LIBAVUTIL_VERSION_MAJOR may stand in")
 
     def test_pixel_formats_are_asked_for_in_one_folder_only(self):
         for call in ("av_pix_fmt_desc_get(f)", "av_get_pix_fmt(n)", "av_get_pix_fmt_name(f)", "av_image_copy()"):
@@ -124,11 +128,12 @@ class CheckLayers(unittest.TestCase):
                 self.expect_one("picture/picture.cpp", f"void f() {{\n    {call};\n}}\n", "picture/picture.cpp:2: av_")
 
     def test_a_rule_that_cannot_be_read_stops_the_check(self):
-        with tempfile.NamedTemporaryFile("w", suffix=".txt") as rules:
-            rules.write("allow core -> picture\n")
-            rules.flush()
-            with self.assertRaises(SystemExit), contextlib.redirect_stderr(io.StringIO()):
-                check_layers.read_rules(pathlib.Path(rules.name))
+        for rule in ("allow core -> picture : whim\n", "private core picture\n"):
+            with self.subTest(rule), tempfile.NamedTemporaryFile("w", suffix=".txt") as rules:
+                rules.write(rule)
+                rules.flush()
+                with self.assertRaises(SystemExit), contextlib.redirect_stderr(io.StringIO()):
+                    check_layers.read_rules(pathlib.Path(rules.name))
 
 
 if __name__ == "__main__":

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "ffmpeg/channels.h"
 #include "picture/av_frames.h"
-#include "platform/ffmpeg/generations.h"
 #include "support/throw_text.h"
 #include "vidorra/picture/audio_buffer.h"
 

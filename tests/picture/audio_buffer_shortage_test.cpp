@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "picture/av_frames.h"
-#include "platform/ffmpeg/allocation_limit.h"
+#include "support/allocation_limit.h"
 #include "vidorra/picture/audio_buffer.h"
 
 namespace vidorra {

@@ -8,8 +8,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "ffmpeg/channels.h"
 #include "picture/av_frames.h"
-#include "platform/ffmpeg/generations.h"
 #include "support/throw_text.h"
 
 namespace vidorra {

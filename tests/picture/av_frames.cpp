@@ -4,7 +4,7 @@
 #include <new>
 #include <ostream>
 
-#include "platform/ffmpeg/generations.h"
+#include "ffmpeg/channels.h"
 
 namespace vidorra::test {
 

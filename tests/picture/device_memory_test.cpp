@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "ffmpeg/buffers.h"
 #include "picture_probe.h"
-#include "platform/ffmpeg/buffers.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/picture/picture.h"
 #include "vidorra/picture/video_frame.h"
@@ -28,7 +28,6 @@ using test::FramePtr;
 using test::newFrame;
 using test::noisePicture;
 using test::pixelsOf;
-using test::slotsOf;
 
 constexpr Size kSize{16, 8};
 

@@ -5,8 +5,8 @@
 
 #include <string>
 
+#include "ffmpeg/buffers.h"
 #include "picture_probe.h"
-#include "platform/ffmpeg/buffers.h"
 #include "vidorra/picture/picture.h"
 
 namespace {

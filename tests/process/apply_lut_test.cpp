@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <numeric>
@@ -74,6 +75,15 @@ const Row kRows[] = {
     {"Bgr24Blue", AV_PIX_FMT_BGR24, 2, 0, 0, 3, 13, 7, {{{39, 7}}}},
     // Green lies in plane 0, blue in plane 1, red in plane 2.
     {"GbrpRed", AV_PIX_FMT_GBRP, 0, 2, 0, 1, 13, 7, {{{13, 7}, {13, 7}, {13, 7}}}},
+    {"Yuyv422Luma", AV_PIX_FMT_YUYV422, 0, 0, 0, 2, 13, 7, {{{28, 7}}}},
+    {"Yuyv422U", AV_PIX_FMT_YUYV422, 1, 0, 1, 4, 7, 7, {{{28, 7}}}},
+    {"Yuyv422V", AV_PIX_FMT_YUYV422, 2, 0, 3, 4, 7, 7, {{{28, 7}}}},
+    {"Uyvy422Luma", AV_PIX_FMT_UYVY422, 0, 0, 1, 2, 13, 7, {{{28, 7}}}},
+    {"Uyvy422U", AV_PIX_FMT_UYVY422, 1, 0, 0, 4, 7, 7, {{{28, 7}}}},
+    {"Uyyvyy411U", AV_PIX_FMT_UYYVYY411, 1, 0, 0, 6, 4, 7, {{{24, 7}}}},
+    {"Uyyvyy411V", AV_PIX_FMT_UYYVYY411, 2, 0, 3, 6, 4, 7, {{{24, 7}}}},
+    // FFmpeg says that red begins a byte before the pixel.
+    {"Rgb565BigEndianRed", AV_PIX_FMT_RGB565BE, 0, 0, 0, 2, 13, 7, {{{26, 7}}}},
     {"GbrpBlue", AV_PIX_FMT_GBRP, 2, 1, 0, 1, 13, 7, {{{13, 7}, {13, 7}, {13, 7}}}},
 };
 
@@ -161,6 +171,19 @@ TEST(ApplyLutSizes, LeavesPicturesWithoutPixelsAlone) {
     Picture outside = view;
     ASSERT_EQ(outside.frameSize(), (Size{0, 0}));
     applyLUT(outside, 0, shuffled());
+}
+
+TEST(ApplyLutOfSeveralPixelsInAByte, ChangesNothing) {
+    for (const AVPixelFormat format :
+         {AV_PIX_FMT_MONOBLACK, AV_PIX_FMT_MONOWHITE, AV_PIX_FMT_RGB4, AV_PIX_FMT_BGR4}) {
+        Picture picture(Size{64, 8}, format, AVCOL_RANGE_MPEG, 1);
+        const std::size_t size = picture.bytesInBuffer(0).value();
+        std::fill_n(picture.data()[0], size, std::uint8_t{5});
+        for (int component = 0; component < 3; ++component) {
+            applyLUT(picture, component, shuffled());
+        }
+        EXPECT_EQ(Bytes(picture.data()[0], picture.data()[0] + size), Bytes(size, 5)) << format;
+    }
 }
 
 TEST(ApplyLutByFFmpeg, GivesTheBytesOfItsTableFilter) {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/ffmpeg/allocation_limit.h"
+#include "support/allocation_limit.h"
 #include "support/throw_text.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"

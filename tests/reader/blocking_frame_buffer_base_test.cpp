@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frames.h"
+#include "support/failing_new.h"
 #include "support/throw_text.h"
 
 namespace vidorra::test {
@@ -135,6 +136,61 @@ TEST(BlockingFrameBuffer, AFrameThatTheCallersHavePassedTakesThePlaceOfTheOldest
     ASSERT_TRUE(queue.push(videoFrame(102), kNoWait));
     EXPECT_TRUE(queue.full());
     EXPECT_EQ(queue.pop(at(101), kNoWait).timestamp().value, 101);
+}
+
+TEST(BlockingFrameBuffer, AFrameForWhichThereIsNoMemoryStaysWithTheCallerAndKeepsItsTurn) {
+    VideoFrameQueue queue(3);
+    ASSERT_TRUE(queue.push(videoFrame(10), kNoWait));
+    ASSERT_FALSE(queue.pop(at(100), kNoWait).empty());
+    // The callers have passed it: it would take the place of the oldest.
+    VideoFrame frame = videoFrame(20);
+    {
+        const FailingNew failing;
+        EXPECT_THROW(static_cast<void>(queue.push(std::move(frame), kNoWait)), std::bad_alloc);
+    }
+    EXPECT_FALSE(frame.empty());
+    EXPECT_EQ(queue.pop(at(101), kNoWait).timestamp().value, 10) << "it is still there";
+    EXPECT_TRUE(queue.push(std::move(frame), kNoWait));
+    EXPECT_EQ(queue.pop(at(102), kNoWait).timestamp().value, 20);
+}
+
+TEST(BlockingFrameBuffer, AnAnswerForWhichThereIsNoMemoryLeavesTheFrames) {
+    VideoFrameQueue queue(3);
+    for (const std::int64_t time : {10, 20, 30}) {
+        VideoFrame frame = videoFrame(time);
+        // What makes a copy of the frame allocate.
+        frame.metadata().addValue("name", "value");
+        ASSERT_TRUE(queue.push(std::move(frame), kNoWait));
+    }
+    {
+        const FailingNew failing;
+        EXPECT_THROW(static_cast<void>(queue.pop(at(30), kNoWait)), std::bad_alloc);
+    }
+    EXPECT_TRUE(queue.full());
+    EXPECT_EQ(queue.pop(at(12), kNoWait).timestamp().value, 10) << "an earlier time may be asked for still";
+    EXPECT_EQ(queue.pop(at(30), kNoWait).timestamp().value, 30);
+    EXPECT_FALSE(queue.full());
+}
+
+TEST(BlockingFrameBuffer, KnowsHowManyFramesASelectionThatThrowsHasLeft) {
+    class Throwing : public VideoFrameQueue {
+    public:
+        using VideoFrameQueue::VideoFrameQueue;
+
+    protected:
+        VideoFrame findFrame(Timestamp /*pts*/, std::deque<VideoFrame>& frames,
+                             OperationLock& /*lock*/) override {
+            frames.pop_front();
+            throw std::runtime_error("no answer");
+        }
+    };
+    Throwing queue(2);
+    ASSERT_TRUE(queue.push(videoFrame(10), kNoWait));
+    ASSERT_TRUE(queue.push(videoFrame(20), kNoWait));
+    EXPECT_THROW(static_cast<void>(queue.pop(at(10), kNoWait)), std::runtime_error);
+    EXPECT_FALSE(queue.full());
+    EXPECT_THROW(static_cast<void>(queue.pop(at(10), kNoWait)), std::runtime_error);
+    EXPECT_TRUE(queue.empty());
 }
 
 TEST(BlockingFrameBuffer, WaitsAsLongAsItIsTold) {

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
@@ -183,6 +185,101 @@ TEST(TracksLeftOut, StillGiveThePacketsThatFfmpegHadRead) {
     for (auto frame = reader.read(); frame.index() != 0; frame = reader.read()) {
         ASSERT_TRUE(std::holds_alternative<VideoFrame>(frame));
     }
+}
+
+TEST(SeamsOfLoops, OpusPlaysItsRunUpFromTheSecondPassOn) {
+    for (const std::string container : {"ogg", "webm", "mp4"}) {
+        SCOPED_TRACE(container);
+        const std::string path =
+            mediaFile("loop-opus." + container, tone("2") + std::vector<std::string>{"-c:a", "libopus"});
+        MediaFileReader reader(path, Mode::Loop, nullptr);
+        reader.open();
+        std::vector<unsigned long> samples;
+        for (int i = 0; i < 202; ++i) {
+            samples.push_back(std::get<AudioFrame>(reader.read()).audioBuffer().numberOfSamples());
+        }
+        EXPECT_EQ(samples[0], 648U);
+        EXPECT_EQ(samples[101], container == "mp4" ? 648U : 960U);
+    }
+}
+
+TEST(SeamsOfLoops, ALastPacketWithoutADurationIsFollowedByItsOwnTime) {
+    const std::string path = mediaFile("loop-video.flv", pictures("1"));
+    MediaFileReader reader(path, Mode::Loop, nullptr);
+    reader.open();
+    std::vector<std::int64_t> times;
+    for (int i = 0; i < 26; ++i) {
+        times.push_back(std::get<VideoFrame>(reader.read()).timestamp().value);
+    }
+    EXPECT_EQ(times[24], 960000);
+    EXPECT_EQ(times[25], times[24]);
+}
+
+TEST(SeamsOfLoops, ARawStreamCannotGoBack) {
+    MediaFileReader reader(mediaFile("loop-raw.h264", pictures("1")), Mode::Loop, nullptr);
+    reader.open();
+    EXPECT_THROW(
+        for (int i = 0; i < 100; ++i) { static_cast<void>(reader.read()); }, std::runtime_error);
+}
+
+// Where decoding begins after a seek, in seconds.
+double firstPictureAfter(const std::string& path, std::int64_t time) {
+    FormatContext source;
+    source.setUrl(path);
+    source.open("", true, std::chrono::seconds(2));
+    source.seek(Timestamp(Timebase(), time));
+    for (Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket()) {
+        const VideoFrame frame = source.decodeVideoPacket(packet);
+        if (!frame.empty()) {
+            return static_cast<double>(frame.timestamp().value) / 1e6;
+        }
+    }
+    return -1;
+}
+
+TEST(Seeking, BeginsAfterTheTimeInATransportStream) {
+    const std::vector<std::string> encoder = {"-c:v", "libx264", "-bf",           "2",
+                                              "-g",   "50",      "-sc_threshold", "0"};
+    const std::string ts = mediaFile("seek.ts", pictures("6") + encoder);
+    EXPECT_EQ(firstPictureAfter(ts, 2000000), 3.48);
+    EXPECT_EQ(firstPictureAfter(ts, 5900000), -1);
+    const std::string mp4 = mediaFile("seek.mp4", pictures("6") + encoder);
+    EXPECT_EQ(firstPictureAfter(mp4, 1900000), 0);
+    EXPECT_EQ(firstPictureAfter(mp4, 5900000), 4);
+}
+
+TEST(KeyFlags, AreReplaced) {
+    struct Flags {
+        std::string file;
+        std::vector<std::string> encoder;
+        bool key;
+    };
+    for (const Flags& row :
+         {Flags{"keys.mp4", {"-c:v", "libx264"}, false}, Flags{"keys.ts", {"-c:v", "mpeg2video"}, true}}) {
+        FormatContext source;
+        source.setUrl(mediaFile(row.file, pictures("1") + row.encoder));
+        source.open("", true, std::chrono::seconds(2));
+        int packets = 0;
+        for (Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket(), ++packets) {
+            EXPECT_EQ(packet.isKeyFrame(), row.key) << row.file;
+        }
+        EXPECT_EQ(packets, 25) << row.file;
+    }
+}
+
+TEST(NamesWithAColon, AreProtocols) {
+    const std::string content = fileContent(mediaFile("names.mp4", pictures("1")));
+    const std::string path = temporaryFile("a:b.mp4", content).string();
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(std::filesystem::path(path).parent_path());
+    FormatContext source;
+    source.setUrl("a:b.mp4");
+    EXPECT_THROW(source.open("", true, std::chrono::seconds(2)), std::runtime_error);
+    for (const std::string name : {"file:a:b.mp4", "./a:b.mp4"}) {
+        source.setUrl(name);
+        EXPECT_TRUE(source.open("", true, std::chrono::seconds(2))) << name;
+    }
+    std::filesystem::current_path(before);
 }
 
 }  // namespace

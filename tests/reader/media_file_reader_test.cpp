@@ -157,6 +157,28 @@ TEST(MediaFileReader, SelectsTracksByTheirNumberAmongTheirType) {
     }
 }
 
+TEST(MediaFileReader, LogsTracksThatThereAreNot) {
+    const std::string path = fourTracks();
+    const LogCapture log;
+    const auto reader = openReader(path, Mode::Once);
+    reader->selectTracks(1, 1);
+    reader->selectTracks(std::nullopt, std::nullopt);
+    EXPECT_THAT(log.lines(), testing::IsEmpty());
+    reader->selectTracks(2, 7);
+    EXPECT_THAT(
+        log.lines(),
+        testing::ElementsAre(LogCapture::Line{2, "MediaFileReader: " + path +
+                                                     " has no audio track 2 (it has 2, numbered from 0)"},
+                             LogCapture::Line{2, "MediaFileReader: " + path +
+                                                     " has no video track 7 (it has 2, numbered from 0)"}));
+}
+
+TEST(MediaFileReader, OpeningAFileThatHasNoSoundLogsNothing) {
+    const LogCapture log;
+    const auto reader = openReader(videoOnly(), Mode::Once);
+    EXPECT_THAT(log.lines(), testing::IsEmpty());
+}
+
 TEST(MediaFileReader, LeavesOutWhatIsNeitherAudioNorVideo) {
     const std::string words = temporaryFile("track.srt", "1\n00:00:00,000 --> 00:00:01,000\nwords\n");
     const std::string path = temporaryFolder() / "words.mkv";

@@ -195,6 +195,45 @@ TEST_F(ScriptedReading, ALoopThatGivesNoFrameEnds) {
     EXPECT_EQ(reader->getState(), State::Eof);
 }
 
+TEST_F(ScriptedReading, ALoopGoesOnAfterOnePassWithoutAFrame) {
+    open(Mode::Loop);
+    // A packet of the track that is left out gives none.
+    const Step other = audio(0, 1000, kOtherAudio);
+    const Script script({other, kEnd, video(0), kEnd, other, kEnd, video(0), video(1000), kEnd, other, kEnd,
+                         other, kEnd, video(0)});
+    EXPECT_EQ(readAll(*reader).size(), 3U);
+    EXPECT_EQ(reader->getState(), State::Eof);
+    EXPECT_EQ(script.reads(), 13U) << "until two passes in a row gave no frame";
+    reader->restart();
+    EXPECT_EQ(readAll(*reader).size(), 1U) << "and it can be begun again";
+}
+
+TEST_F(ScriptedReading, ALoopWhoseFirstTwoPassesGiveNoFrameEnds) {
+    open(Mode::Loop);
+    const Step other = audio(0, 1000, kOtherAudio);
+    const Script script({other, kEnd, other, kEnd, video(0)});
+    EXPECT_EQ(readOne(*reader), std::nullopt);
+    EXPECT_EQ(script.reads(), 4U);
+    EXPECT_EQ(reader->getState(), State::Eof);
+}
+
+TEST_F(ScriptedReading, ALoopEndsAtOnceAfterAPassWithoutAPacket) {
+    open(Mode::Loop);
+    {
+        const Script script({kEnd, video(0)});
+        EXPECT_EQ(readOne(*reader), std::nullopt);
+        EXPECT_EQ(script.reads(), 1U);
+        EXPECT_EQ(reader->getState(), State::Eof);
+    }
+    // The passes of an earlier file do not count.
+    reader->close();
+    reader->open();
+    const Script script({video(0), kEnd, kEnd, video(0)});
+    EXPECT_EQ(readOne(*reader), (Got{'v', 0}));
+    EXPECT_EQ(readOne(*reader), std::nullopt);
+    EXPECT_EQ(script.reads(), 3U);
+}
+
 TEST_F(ScriptedReading, AFileWithoutStreamInformationStaysOpenWithNoTrackSelected) {
     // Selected tracks of an earlier file are to be forgotten.
     open(Mode::Loop);
@@ -457,9 +496,8 @@ TEST_F(ScriptedReading, ClosingAClosedReaderWithdrawsTheWarningsOnly) {
     EXPECT_THAT(lines.lines(), testing::SizeIs(1));
 }
 
-// ---------------------------------------------------------------------------------------------------------
-// The clock of decoding. A frame far in the past is late whatever the machine does, one far ahead never.
-
+// Against the clock of decoding: a frame far in the past is late whatever the machine does, one far ahead
+// never.
 constexpr std::int64_t kFarBehind = -100000000;
 constexpr std::int64_t kFarAhead = 100000000;
 
@@ -548,6 +586,33 @@ TEST_F(DecodingMonitor, ANewCycleMeasuresFromItsBeginningAndIsTheFirstToBeWithdr
                 ElementsAre("-" + warning, "-Duration of video packets cannot be retrieved from " + name));
     readOne(*reader);
     EXPECT_THAT(store->texts(), ElementsAre(warning)) << "the first frame of a later cycle may be late";
+}
+
+TEST_F(DecodingMonitor, TheTimeUntilTheFirstFrameOfACycleDoesNotCount) {
+    std::int64_t seconds = 5;
+    const auto clock = calls().clockGettime.replace([&](clockid_t, timespec* time) {
+        *time = {seconds, 0};
+        return 0;
+    });
+    open(Mode::Once);
+    const Script script({video(0), video(0), video(800000), video(799999), video(0)});
+    readOne(*reader);
+    reader->close();
+    seconds += 100;
+    reader->open();
+    seconds += 100;
+    readOne(*reader);
+    EXPECT_THAT(store->texts(), IsEmpty());
+    // From then on it does.
+    seconds += 1;
+    readOne(*reader);
+    EXPECT_THAT(store->texts(), IsEmpty());
+    readOne(*reader);
+    EXPECT_THAT(store->texts(), ElementsAre(warning));
+    reader->restart();
+    seconds += 100;
+    readOne(*reader);
+    EXPECT_THAT(store->texts(), IsEmpty());
 }
 
 TEST_F(DecodingMonitor, IsNotThereWithoutAStore) {

@@ -5,6 +5,7 @@
 #include <ft2build.h>
 #include FT_FREETYPE_H
 #include FT_GLYPH_H
+#include FT_MODULE_H
 
 #include <algorithm>
 #include <atomic>
@@ -98,16 +99,17 @@ int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
         return fails(#name, argument) ? FT_Err_Invalid_Argument : __real_##name(__VA_ARGS__); \
     }
 
-VIDORRA_WRAP(FT_Init_FreeType, 0, (FT_Library * library), library)
-VIDORRA_WRAP(FT_New_Face, 0, (FT_Library library, const char* path, FT_Long index, FT_Face* face), library,
-             path, index, face)
+VIDORRA_WRAP(FT_New_Library, 0, (FT_Memory memory, FT_Library* library), memory, library)
+VIDORRA_WRAP(FT_New_Memory_Face, static_cast<unsigned long>(size),
+             (FT_Library library, const FT_Byte* base, FT_Long size, FT_Long index, FT_Face* face), library,
+             base, size, index, face)
 VIDORRA_WRAP(FT_Select_Charmap, static_cast<unsigned long>(encoding), (FT_Face face, FT_Encoding encoding),
              face, encoding)
 VIDORRA_WRAP(FT_Set_Pixel_Sizes, width * 1000 + height, (FT_Face face, FT_UInt width, FT_UInt height), face,
              width, height)
 VIDORRA_WRAP(FT_Get_Glyph, 0, (FT_GlyphSlot slot, FT_Glyph* glyph), slot, glyph)
 VIDORRA_WRAP(FT_Done_Face, 0, (FT_Face face), face)
-VIDORRA_WRAP(FT_Done_FreeType, 0, (FT_Library library), library)
+VIDORRA_WRAP(FT_Done_Library, 0, (FT_Library library), library)
 
 extern "C" {
 decltype(FT_Load_Char) __real_FT_Load_Char;
@@ -218,8 +220,9 @@ TEST_F(TextCalls, TheFontIsOpenedInThisOrderAndTheBlankIsLoaded) {
         return false;
     };
     const FreeTypeTextRenderer renderer(kSans, 21);
-    EXPECT_EQ(gCalls, (Calls{"FT_Init_FreeType", "FT_New_Face", "FT_Select_Charmap", "FT_Set_Pixel_Sizes",
-                             "FT_Load_Char", "FT_Get_Glyph", "FT_Get_Char_Index", "FT_Glyph_Get_CBox"}));
+    EXPECT_EQ(gCalls,
+              (Calls{"FT_New_Library", "FT_New_Memory_Face", "FT_Select_Charmap", "FT_Set_Pixel_Sizes",
+                     "FT_Get_Char_Index", "FT_Load_Char", "FT_Get_Glyph", "FT_Glyph_Get_CBox"}));
     EXPECT_EQ(arguments, (std::vector<unsigned long>{FT_ENCODING_UNICODE, 21000, ' ', 2}));
 }
 
@@ -235,6 +238,49 @@ TEST_F(TextCalls, EachGlyphIsLoadedOnce) {
     renderer.loadGlyph(U'c');
     renderer.prepare("c");
     EXPECT_EQ(count("FT_Load_Char"), 3);
+}
+
+TEST_F(TextCalls, AllCharactersThatTheFontLacksShareOneGlyph) {
+    FreeTypeTextRenderer renderer(kMono, 21);
+    gCalls.clear();
+    const auto loaded = [&] { return std::count(gCalls.begin(), gCalls.end(), "FT_Load_Char"); };
+    // Linear B, and what is no character at all.
+    for (const char32_t code : {0x10000, 0x10001, 0x10002, 0x110000, -1}) {
+        renderer.loadGlyph(code);
+    }
+    renderer.prepare("\xf0\x90\x80\x80\xf0\x90\x80\x83");
+    EXPECT_EQ(loaded(), 1);
+    EXPECT_EQ(std::count(gCalls.begin(), gCalls.end(), "FT_Get_Glyph"), 1);
+}
+
+TEST_F(TextCalls, GlyphsThatTheTextDoesNotShowMakeRoomForOthers) {
+    FreeTypeTextRenderer renderer(kMono, 21);
+    const auto loads = [&](const std::string& text) {
+        gCalls.clear();
+        renderer.prepare(text);
+        return std::count(gCalls.begin(), gCalls.end(), "FT_Load_Char");
+    };
+    const auto released = [] { return std::count(gCalls.begin(), gCalls.end(), "FT_Done_Glyph"); };
+    EXPECT_EQ(loads("abc"), 3);
+    gCalls.clear();
+    renderer.setGlyphCacheSize(1);
+    // The blank, which the font was opened with.
+    EXPECT_EQ(released(), 1);
+    gCalls.clear();
+    renderer.loadGlyph(U'd');
+    EXPECT_EQ(released(), 0);
+    EXPECT_EQ(loads("bcd"), 0);
+    // By the text that shows others than the last.
+    EXPECT_EQ(released(), 1);
+    EXPECT_EQ(loads("bcda"), 1);
+    EXPECT_EQ(released(), 0);
+    EXPECT_EQ(loads(""), 0);
+    EXPECT_EQ(released(), 4);
+    renderer.setGlyphCacheSize(1 << 20);
+    EXPECT_EQ(loads("abcd"), 4);
+    EXPECT_EQ(loads("x"), 1);
+    EXPECT_EQ(loads("abcd"), 0);
+    EXPECT_EQ(released(), 0);
 }
 
 TEST_F(TextCalls, TheSameTextIsLaidOutAgainAfterAChangeOfItsGeometryOnly) {
@@ -394,7 +440,7 @@ TEST_F(TextCalls, EverythingIsGivenBackInReverse) {
         gCalls.clear();
     }
     EXPECT_EQ(gCalls,
-              (Calls{"FT_Done_Glyph", "FT_Done_Glyph", "FT_Done_Glyph", "FT_Done_Face", "FT_Done_FreeType"}));
+              (Calls{"FT_Done_Glyph", "FT_Done_Glyph", "FT_Done_Glyph", "FT_Done_Face", "FT_Done_Library"}));
 }
 
 TEST_F(TextCalls, FailuresToOpenAFontAreReportedAndGiveEverythingBack) {
@@ -404,8 +450,8 @@ TEST_F(TextCalls, FailuresToOpenAFontAreReportedAndGiveEverythingBack) {
     };
     const std::string file = kSans;
     for (const Row& row : {
-             Row{"FT_Init_FreeType", "Could not initialize FreeType library"},
-             Row{"FT_New_Face", "Could not load font " + file},
+             Row{"FT_New_Library", "Could not initialize FreeType library"},
+             Row{"FT_New_Memory_Face", "Could not load font " + file},
              Row{"FT_Select_Charmap", "Could not select unicode charmap for font " + file},
              Row{"FT_Set_Pixel_Sizes", "Could not set fontsize for font " + file},
          }) {
@@ -415,7 +461,7 @@ TEST_F(TextCalls, FailuresToOpenAFontAreReportedAndGiveEverythingBack) {
         ASSERT_GE(gCalls.size(), 3U);
         EXPECT_EQ(gCalls[gCalls.size() - 3], row.call);
         EXPECT_EQ(gCalls[gCalls.size() - 2], "FT_Done_Face");
-        EXPECT_EQ(gCalls[gCalls.size() - 1], "FT_Done_FreeType");
+        EXPECT_EQ(gCalls[gCalls.size() - 1], "FT_Done_Library");
     }
 }
 
@@ -485,9 +531,10 @@ TEST_F(TextCalls, WithoutAQuestionMarkACharacterIsLeftOut) {
     failAtCharacter("b?");
     gCalls.clear();
     renderer.loadGlyph(U'b');
-    EXPECT_EQ(gCalls[0], "FT_Load_Char");
+    EXPECT_EQ(gCalls[0], "FT_Get_Char_Index");
     EXPECT_EQ(gCalls[1], "FT_Load_Char");
-    EXPECT_EQ(gCalls[2], "FT_Get_Glyph");
+    EXPECT_EQ(gCalls[2], "FT_Load_Char");
+    EXPECT_EQ(gCalls[3], "FT_Get_Glyph");
     gFails = nullptr;
 }
 

@@ -16,9 +16,10 @@
 ///
 /// Input reads one word and throws vidorra::BadCast when it names nothing, also when the stream is exhausted
 /// and the word thus empty. The target of an unknown pixel or sample format is then -1, that of an unknown
-/// colour range or codec is unchanged. Which words are names is FFmpeg's affair: it takes a pixel format
-/// without its byte order, and each word that begins with a colour range. "nva12" is a pixel format here,
-/// whatever the FFmpeg in use knows, and the format that has its number in other builds has no name.
+/// colour range or codec is unchanged. Which words are names is up to FFmpeg, which also takes a pixel format
+/// without its byte order; a colour range is compared as a whole word with any version of it. "nva12" is a
+/// pixel format here, whatever the FFmpeg in use knows, and the format that has its number in other builds
+/// has no name.
 
 VIDORRA_API std::ostream& operator<<(std::ostream& stream, AVPixelFormat format);
 VIDORRA_API std::ostream& operator<<(std::ostream& stream, AVColorRange range);

@@ -17,12 +17,13 @@ public:
     /// Throws FFmpegError with AvError::InvalidArgument when the parameters are not those of an audio stream.
     static void validateCodecParams(const AVCodecParameters& parameters);
 
-    /// The next frame with a copy of its samples, at its best-effort time in microseconds. Errors as
-    /// receiveAvFrame(); throws std::runtime_error for a frame whose channel layout and sample format have no
-    /// size.
+    /// The next frame with a copy of its samples, at its best-effort time in microseconds. A frame without a
+    /// channel mask gets the usual one for its number of channels. Errors as receiveAvFrame(); throws
+    /// std::runtime_error for a frame whose number of channels has no usual mask, and for one whose channel
+    /// layout and sample format have no size.
     [[nodiscard]] tl::expected<AudioFrame, AvError> receive() const;
 
-    /// What receive() makes of a frame from receiveAvFrame().
+    /// What receive() makes of a frame from receiveAvFrame() that has a channel mask.
     [[nodiscard]] static AudioFrame toAudioFrame(const AVFrame& frame);
 };
 

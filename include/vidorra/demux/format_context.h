@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "vidorra/core/export.h"
 #include "vidorra/core/ffmpeg_fwd.h"
@@ -23,9 +24,13 @@ namespace vidorra {
 ///     FormatContext source;
 ///     source.setUrl("clip.mp4");
 ///     source.open("", true, std::chrono::seconds(2));
+///     const int video =
+///         av_find_best_stream(source.getAVFormatContext(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
 ///     for (Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket()) {
-///         const VideoFrame frame = source.decodeVideoPacket(packet);
-///         if (!frame.empty()) { ... }
+///         if (packet.stream_index == video) {
+///             const VideoFrame frame = source.decodeVideoPacket(packet);
+///             if (!frame.empty()) { ... }
+///         }
 ///     }
 ///
 /// Times are in microseconds with the source's time origin added: its start by the wall clock, where it knows
@@ -50,19 +55,19 @@ public:
     /// Lets interrupt() end a blocking open or read, from the next open() on.
     void setInterruptCallback();
 
-    /// Opens the source. `format` names a demuxer of FFmpeg to force; empty or unknown, the format is
-    /// detected. `findStreamInfo` reads ahead, for up to `analyzeDuration` of media, for what the headers do
-    /// not say of the streams. An open source is closed first. Gives true. Throws std::runtime_error for a
-    /// source that cannot be opened or read; after the failure to find stream information isOpened() is true,
-    /// and close() releases it.
+    /// Opens the source. `format` names a demuxer of FFmpeg to force; when it is empty, or unknown, which is
+    /// logged, the format is detected. `findStreamInfo` reads ahead, for up to `analyzeDuration` of media,
+    /// for what the headers do not say of the streams. An open source is closed first. Gives true. Throws
+    /// std::runtime_error for a source that cannot be opened or read; after the failure to find stream
+    /// information isOpened() is true, and close() releases it.
     bool open(const std::string& format, bool findStreamInfo, std::chrono::microseconds analyzeDuration);
 
     /// Releases the decoders and the source. Does nothing when closed.
     void close();
 
-    /// Makes FFmpeg give up what it waits for, where it asks: on sockets. A wait for a local pipe or file
-    /// that is already under way goes on; the next access fails. A read then throws. It holds until the next
-    /// open().
+    /// Interrupts FFmpeg where it polls for that, which is while it waits on sockets. A wait for a local pipe
+    /// or file that is already under way goes on; the next access fails. A read then throws. It holds until
+    /// the next open(). Does nothing to a source that was opened before setInterruptCallback().
     void interrupt() noexcept;
 
     [[nodiscard]] bool isOpened() const noexcept { return mFormatContext != nullptr; }
@@ -97,13 +102,16 @@ public:
     [[nodiscard]] VideoFrame decodeVideoPacket(const Packet& packet);
 
     /// The decoder of a stream, made and opened at the first call. Null for a stream that is neither audio
-    /// nor video, and for one whose decoder could not be found or opened, which is logged once. Throws
-    /// std::out_of_range for a stream that does not exist, std::logic_error when closed.
+    /// nor video, and for one whose decoder could not be found or opened, which is logged once. A decoder
+    /// that is given up (see DecoderBase::isGivenUp()), one of the caller's too, is replaced by a new one.
+    /// Throws std::out_of_range for a stream that does not exist, std::logic_error when closed.
     [[nodiscard]] std::unique_ptr<DecoderBase>& getCodecContext(unsigned streamIndex);
 
     /// Decodes a packet of an audio stream: at most one frame for one packet, with a copy of the samples. As
-    /// decodeVideoPacket(); throws std::runtime_error besides for a frame whose layout and format have no
-    /// size.
+    /// decodeVideoPacket(); also throws std::runtime_error for a frame whose sample format has no size.
+    ///
+    /// A frame without a channel mask gets the usual one for its number of channels. Where there is none, as
+    /// for 9 to 15 channels and more than 16, that is logged once per stream, and the result is empty.
     ///
     /// A frame and the duration of its packet are brought together: samples beyond the duration are cut at
     /// the end, and a frame with too few, as the first of many files is, starts later by what is missing.
@@ -157,6 +165,8 @@ private:
     bool mEof = false;
     bool mInterruptEnabled = false;
     std::unordered_map<int, std::unique_ptr<DecoderBase>> mDecoders;
+    // The streams of which it was logged that their sound has no channel mask.
+    std::unordered_set<int> mRefusedSounds;
 };
 
 }  // namespace vidorra

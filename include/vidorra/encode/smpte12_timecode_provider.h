@@ -29,8 +29,8 @@ public:
     /// `frameDuration` is one frame of the stream in seconds, such as 1/25 or 1001/30000.
     explicit SMPTE12TimecodeProvider(Timebase frameDuration) noexcept : mFrameDuration(frameDuration) {}
 
-    /// The timecode of the frame at a time, which is to be in microseconds. Throws std::invalid_argument for
-    /// a frame duration that is not positive.
+    /// The timecode of the frame at a time, which must be in microseconds. Throws std::invalid_argument for
+    /// a frame duration that is not positive and for a time below 0; the latest timecode stays unchanged.
     [[nodiscard]] SMPTE12Timecode nextTimecode(const Timestamp& timestamp);
 
 private:

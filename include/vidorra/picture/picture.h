@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <string>
 
 #include "vidorra/core/export.h"
@@ -56,21 +58,28 @@ public:
     /// The colour of `picture` with the pixels of `alpha` as its alpha plane, sharing the memory of both.
     /// `picture` is YUV420P, YUVA420P, NV12 or NVA12, whose own alpha plane is replaced; `alpha` is GRAY8 of
     /// the same size. Throws std::logic_error for other formats, for another size, when all four buffers are
-    /// taken by colour, and when the pixels of `alpha` lie in none of its buffers. This is the way to an
-    /// NVA12 overlay from an image file: docs/RECIPES.md shows it.
+    /// taken by colour, when the pixels of `alpha` lie in none of its buffers, and when `picture` is empty().
+    /// This is the way to an NVA12 overlay from an image file: docs/RECIPES.md shows it.
     Picture(const Picture& picture, const Picture& alpha);
 
     [[nodiscard]] Size frameSize() const noexcept { return mSize; }
     [[nodiscard]] AVPixelFormat pixelFormat() const noexcept { return mFormat; }
     [[nodiscard]] AVColorRange colorRange() const noexcept { return mRange; }
 
-    /// The four plane pointers, null where there is no plane. Valid while the picture holds its buffers.
+    /// The four plane pointers, null where there is no plane. Valid while the picture holds its buffers;
+    /// check empty() first.
     [[nodiscard]] const Planes& data() const noexcept { return mData; }
 
     /// Bytes from one row to the next in each plane.
     [[nodiscard]] const Linesizes& linesize() const noexcept { return mLinesize; }
 
-    /// Whether the picture has no memory; nothing else is looked at.
+    /// The bytes from the first pixel of a plane, 0 to 3, to the end of the buffer that holds it: 0 for one
+    /// that starts at that end, as a view without pixels can. Nothing where there is no plane, and for one in
+    /// no buffer of this picture, whose end is not known.
+    [[nodiscard]] std::optional<std::size_t> bytesInBuffer(std::size_t plane) const noexcept;
+
+    /// Whether the picture has no memory; nothing else is looked at. A picture that was moved from is empty,
+    /// although it keeps its size, its format and its plane pointers, which must not be used.
     [[nodiscard]] bool empty() const noexcept { return mBuffers[0].empty(); }
 
     /// Whether nobody else holds the pixels. False when empty.
@@ -106,21 +115,24 @@ public:
     void makeEditable();
 
     /// Copies the pixels of a picture of the same size and format; the colour range stays. Does nothing
-    /// between two empty pictures. Throws std::runtime_error when this picture is not editable, or when size
-    /// or format differ.
+    /// between two empty pictures. Throws std::runtime_error when this picture is not editable, when size or
+    /// format differ, and when only `other` is empty.
     void copyFrom(const Picture& other);
 
     /// Copies pixels from planes of this picture's size and format. Does nothing when empty. Throws
     /// std::runtime_error when this picture is not editable.
     void copyFrom(const std::uint8_t* const* data, const int* linesize);
 
-    /// A view of the part that `rect` and the picture have in common, rounded down to whole chroma samples.
-    /// It shares the memory. A rectangle outside gives a view of 0 by 0 that still holds the buffers. Throws
+    /// A view of the part that `rect` and the picture have in common. It shares the memory. Position and size
+    /// are each rounded down to whole groups of pixels: those that share a chroma sample, also where chroma
+    /// is in one plane with luma (2 pixels of YUYV422, 4 of UYYVYY411), and those that share a byte (8 of
+    /// MONOBLACK, 2 of RGB4). A rectangle outside gives a view of 0 by 0 that still holds the buffers. Throws
     /// std::invalid_argument when the format has no descriptor and the part is not the whole.
     [[nodiscard]] Picture crop(Rect rect) const;
 
     /// Makes a frame share this memory, in place of what it held: buffers, planes, line sizes, size, format
-    /// and range. The frame comes from av_frame_alloc or was reset.
+    /// and range. The frame comes from av_frame_alloc or was reset. An empty picture gives neither buffers
+    /// nor planes.
     void fillAVFrame(AVFrame* frame) const;
 
     /// "1920x1080, nv12 (tv,editable)", or "(empty picture)". Throws std::logic_error for a colour range

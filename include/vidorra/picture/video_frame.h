@@ -40,11 +40,11 @@ public:
 
     /// A view of the part that `rect`, in coordinates of the canvas, and this frame have in common, with time
     /// stamp, flags and metadata of this frame but without its side data, at the place that the part has on
-    /// the canvas. No pixel is copied. Where the format has subsampled chroma, the part's place within the
-    /// picture and its size are rounded down to whole chroma samples: it can begin up to a sample before
-    /// `rect`, and a part of a single row or column becomes 0 by 0, though not empty(). A rectangle that has
-    /// no pixel in common gives an empty frame with a null time stamp. Throws std::invalid_argument when the
-    /// format has no descriptor and the part is not the whole.
+    /// the canvas. No pixel is copied. The part's place within the picture and its size are rounded down as
+    /// by Picture::crop(), where the format has subsampled chroma to whole chroma samples: it can begin up to
+    /// a sample before `rect`, and a part of a single row or column becomes 0 by 0, though not empty(). A
+    /// rectangle that has no pixel in common gives an empty frame with a null time stamp. Throws
+    /// std::invalid_argument when the format has no descriptor and the part is not the whole.
     [[nodiscard]] VideoFrame crop(const Rect& rect) const;
 
     /// The parts outside of `rect`, as by crop(): above it and below it in the full width of this frame, left

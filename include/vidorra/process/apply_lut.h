@@ -14,13 +14,15 @@ namespace vidorra {
 ///     applyLUT(picture, 0, darker);
 ///
 /// `component` counts as FFmpeg does: 0 is luma, red or grey, then U and V or green and blue, then alpha,
-/// where the format has these. The others stay as they are, also where they lie in the same plane. Of
-/// subsampled chroma, as many samples are mapped as the picture's size has whole ones. Of samples that are
-/// larger than a byte, one byte is mapped.
+/// where the format has these. The others stay unchanged, also where they are in the same plane. For
+/// subsampled chroma in planes of its own the size is rounded down to whole samples; where it shares a plane
+/// with luma, as in YUYV422, all samples of a row are mapped. Of samples that are larger than a byte, one
+/// byte is mapped. Two kinds of formats have no such bytes: those with several pixels in a byte, such as
+/// MONOBLACK, stay unchanged, and the luma of UYYVYY411 cannot be mapped by itself.
 ///
 /// `table` has 256 entries, and the format has the component: neither is checked. Nor does it matter whether
-/// the picture is editable(): ask that before, and call markModified() behind. A picture without pixels or
-/// without a format stays as it is.
+/// the picture is editable(): ask that before, and call markModified() behind. An empty picture and one
+/// without a format stay unchanged.
 VIDORRA_API void applyLUT(Picture& picture, int component, const std::vector<unsigned char>& table);
 
 }  // namespace vidorra

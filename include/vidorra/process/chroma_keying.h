@@ -20,17 +20,19 @@ namespace vidorra {
 /// ColorSpaceConverter does.
 ///
 /// Throws std::runtime_error "chromaKeyingInPlace: Picture must be editable" for a format that cannot be
-/// converted and for an empty picture, std::logic_error when all four buffers of the picture are taken by
-/// colour, and what allocation and conversion throw.
+/// converted and for a picture without pixels, std::logic_error when all four buffers of the picture are
+/// taken by colour, and what allocation and conversion throw.
 [[nodiscard]] VIDORRA_API Picture chromaKeying(const Picture& picture, const Color& key, float first,
                                                float second);
 
-/// The same to the alpha plane of a YUVA420P picture itself, whose other planes stay as they are. Does not
-/// call markModified(). Throws, in this order: std::runtime_error when the picture is not editable;
-/// std::runtime_error for another format.
+/// The same to the alpha plane of a YUVA420P picture itself, whose other planes stay unchanged. What is
+/// between its rows is cleared too, except where the rows reach past the end of their buffer, as those of a
+/// view can. A view of 0 by 0 stays unchanged. Does not call markModified(). Throws, in this order:
+/// std::runtime_error when the picture is not editable; std::runtime_error for another format.
 VIDORRA_API void chromaKeyingInPlace(Picture& picture, const Color& key, float first, float second);
 
-/// The kernel of chromaKeying(): fills `height` rows of `dstLinesize` bytes from `dstAlpha` on as told above.
+/// The kernel of chromaKeying(): fills `height` rows of `dstLinesize` bytes from `dstAlpha` on as told above,
+/// upwards for a negative `dstLinesize`.
 /// `key` is U and V. Nothing but these three is looked at. At least four bytes are written, however small the
 /// plane is.
 VIDORRA_API void chromakey_yuva420p(const unsigned char* const* srcData, const int* srcLinesize,

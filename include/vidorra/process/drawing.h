@@ -25,8 +25,9 @@ VIDORRA_API void fillRectangle(Picture& picture, Rect rect, Color color);
 /// The whole picture. Of an odd size with subsampled chroma the last row or column thus stays.
 VIDORRA_API void fillRectangle(Picture& picture, Color color);
 
-/// A pattern to see line sizes by: byte i of each plane, padding included, becomes i / width modulo 256.
-/// Neither asks whether the picture is editable nor marks it as modified.
+/// A pattern to see line sizes by: byte i of each plane, padding included, becomes i / width modulo 256, as
+/// far as the plane's buffer reaches. Does nothing to an empty picture. Neither asks whether the picture is
+/// editable nor marks it as modified.
 VIDORRA_API void fillWithDebugData(Picture& picture);
 
 }  // namespace vidorra

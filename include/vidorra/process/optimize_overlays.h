@@ -22,9 +22,10 @@ namespace vidorra {
 /// time stamp, flags and metadata of their frame but no side data, share its memory, and are cut again where
 /// they overlap further frames.
 ///
-/// The list draws the same picture as before as long as positions and sizes are multiples of the chroma
-/// samples of each format: pieces are rounded down to those, as VideoFrame::crop() does, so that odd
-/// rectangles in NV12 can lose a row or a column, and pieces without pixels can stay in the list.
+/// compose() draws the same picture of the list as before. Where the format has subsampled chroma, the
+/// overlap is therefore taken inward to whole chroma samples of the earlier frame, whose own edges count as
+/// such, and to what compose() draws the later frame on; that is what is measured and cut. So a strip of the
+/// earlier frame can stay along an odd edge of the later one, and pieces without pixels can stay in the list.
 ///
 /// The time grows with the number of pieces times the number of frames. Throws what memory and
 /// VideoFrame::subtract() throw; what had been cut by then stays so.

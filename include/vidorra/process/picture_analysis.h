@@ -10,7 +10,8 @@
 namespace vidorra {
 
 /// The smallest rectangle with all pixels whose alpha is not 0, grown outwards to whole chroma samples. All
-/// of the picture for a format without alpha, all zero when no pixel is visible.
+/// of the picture for a format without alpha, all zero when no pixel is visible, as in an empty picture with
+/// alpha.
 ///
 /// Peculiarities: a picture of one row has no visible pixel, one that is visible in its last row only has
 /// none either. Of an alpha with more than 8 bits the first byte decides, of a palette the index.

@@ -71,13 +71,13 @@ public:
     /// AVCOL_RANGE_UNSPECIFIED: if size and format stay too, the result keeps the range of `src`, and
     /// otherwise it says `range`.
     ///
-    /// Empty: for a size of 0, and for sizes and formats that libswscale cannot convert, NVA12 among them
-    /// unless the FFmpeg in use has it itself. Throws ScalerUnsupportedError where only the range changes, or
-    /// the format to NVA12, at the same size, and neither ColorRangeConverter nor libswscale can do it:
-    /// YUV420P to NVA12, NV12 or YUV420P; NV12 to NV12 or YUV420P; NVA12 to NVA12 or YUV420P, except from
-    /// limited NV12 or YUV420P to full YUV420P. Other formats of the same size pass through libswscale, which
-    /// may leave the pixels in their range where only the range was to change, such as in YUV444P. Passes on
-    /// what the allocator throws.
+    /// Empty: for an empty `src`, for a size of 0, and for sizes and formats that libswscale cannot convert,
+    /// NVA12 among them unless the FFmpeg in use has it itself. Throws ScalerUnsupportedError where only the
+    /// range changes, or the format to NVA12, at the same size, and neither ColorRangeConverter nor
+    /// libswscale can do it: YUV420P to NVA12, NV12 or YUV420P; NV12 to NV12 or YUV420P; NVA12 to NVA12 or
+    /// YUV420P, except from limited NV12 or YUV420P to full YUV420P. Other formats of the same size pass
+    /// through libswscale, which may leave the pixels in their range where only the range was to change, such
+    /// as in YUV444P. Passes on what the allocator throws.
     [[nodiscard]] Picture scale(const Picture& src, Size size, AVPixelFormat format, AVColorRange range);
 
     /// In the format and range of `src`, sharing its pixels when the size is the same.
@@ -95,7 +95,8 @@ private:
 }  // namespace vidorra
 
 /// A picture of limited range as one of full range, by vidorra::ColorRangeConverter, from `allocator`, which
-/// must not be null. Empty when that converter does not do it. Passes on what the allocator throws.
+/// must not be null. Empty when that converter does not do it, and for an empty picture. Passes on what the
+/// allocator throws.
 [[nodiscard]] VIDORRA_API vidorra::Picture tryConvertColorRange(vidorra::PictureAllocator* allocator,
                                                                 const vidorra::Picture& src,
                                                                 AVPixelFormat format, AVColorRange range);

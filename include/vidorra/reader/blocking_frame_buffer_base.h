@@ -38,12 +38,14 @@ public:
     /// Stores a frame, waiting up to `timeout` for room. Gives whether it was stored; if not, the frame stays
     /// with the caller. A frame that the poppers have already passed by takes the place of the oldest one.
     /// Throws std::logic_error for a null time stamp, and for one that is not greater than that of the frame
-    /// pushed before.
+    /// pushed before. An exception, std::bad_alloc too, leaves the frame with the caller and the buffer
+    /// unchanged.
     [[nodiscard]] bool push(Frame&& frame, std::chrono::microseconds timeout);
 
     /// The frame for a time, waiting up to `timeout` for the first one. Empty when none came, when none
     /// answers, and after stop(). Throws std::invalid_argument for a null time; std::logic_error for a time
-    /// that is not greater than the one asked for before, once there is a frame to look at.
+    /// that is not greater than the one asked for before, once there is a frame to look at. After an
+    /// exception the same time may be asked for again.
     [[nodiscard]] Frame pop(Timestamp pts, std::chrono::microseconds timeout);
 
 protected:

@@ -23,12 +23,14 @@ namespace vidorra {
 ///
 ///     MediaFileReader reader("clip.mp4", MediaFileReader::PlaybackMode::Once, nullptr);
 ///     reader.open();
-///     for (;;) {
+///     while (reader.getState() == MediaFileReader::State::Opened) {
 ///         const auto frame = reader.read();
 ///         if (const auto* video = std::get_if<VideoFrame>(&frame)) { ... }
 ///         else if (const auto* audio = std::get_if<AudioFrame>(&frame)) { ... }
-///         else break;
 ///     }
+///
+/// An empty packet in the middle of a file gives nothing, and the file goes on after it. Without a selected
+/// track the state stays Opened: a file without sound and pictures never ends.
 ///
 /// It shows three warnings in the store that it is given, each as long as its reason lasts: packets without a
 /// duration, a file that is not interleaved, and decoding that falls more than 200 ms behind the clock.
@@ -55,15 +57,20 @@ public:
     void close();
 
     /// Selects tracks by their number among the tracks of their type, from 0; nothing for no track of the
-    /// type. A number beyond the last one selects none. All other tracks are left out by the demuxer. Throws
-    /// std::logic_error when closed.
+    /// type. A number beyond the last one selects none, which is logged. All other tracks are left out by the
+    /// demuxer. Throws std::logic_error when closed.
     void selectTracks(std::optional<unsigned> audio, std::optional<unsigned> video);
 
-    /// The next frame of a selected track. Nothing when closed or without a selected track, at the end of a
-    /// file that is played once or cannot seek, and at the end of a loop that gave no frame at all. Throws
-    /// std::runtime_error when reading fails, and another call then tries again; when a loop cannot go back
-    /// to its beginning, and the reader is then at the end; and as decodeAudioPacket() does. What cannot be
-    /// decoded is logged and passed over.
+    /// The next frame of a selected track. Nothing
+    /// - when closed, or without a selected track;
+    /// - for an empty packet, after which the state is still Opened;
+    /// - at the end of a file that is played once or cannot seek;
+    /// - at the end of a loop: after a pass of the file that gave no packet, or two passes in a row that gave
+    ///   no frame.
+    ///
+    /// Throws std::runtime_error when reading fails, and another call then tries again; when a loop cannot go
+    /// back to its beginning, and the reader is then at the end; and as decodeAudioPacket() does. What cannot
+    /// be decoded is logged and passed over.
     [[nodiscard]] std::variant<std::monostate, AudioFrame, VideoFrame> read();
 
     /// Goes back to the beginning; time stamps continue from the end of the last packet. Throws
@@ -73,7 +80,8 @@ public:
 
     [[nodiscard]] State getState() const noexcept;
 
-    /// Withdraws the warnings and begins a new cycle of watching.
+    /// Withdraws the warnings and begins a new cycle of watching. The clock of decoding starts with the first
+    /// video frame of the cycle.
     void clearWarningsCtx();
 
     /// Shows the warning about packets without a duration, or withdraws it, as a packet gives reason.
@@ -103,6 +111,20 @@ private:
         DecodingMonitor monitor;
     };
 
+    struct TrackCounts {
+        unsigned audio = 0;
+        unsigned video = 0;
+    };
+
+    // What the present pass of the file has given so far.
+    struct Pass {
+        bool gavePacket = false;
+        bool gaveFrame = false;
+        // Whether the pass before it gave a frame. The first one counts as if it followed one that did.
+        bool followsFrame = true;
+    };
+
+    TrackCounts chooseTracks(std::optional<unsigned> audio, std::optional<unsigned> video);
     [[nodiscard]] bool isAudio(const Packet& packet) const noexcept;
     [[nodiscard]] bool isVideo(const Packet& packet) const noexcept;
     void watch(const Packet& packet);
@@ -115,6 +137,7 @@ private:
     PlaybackMode mPlaybackMode;
     std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> mWarningsStore;
     WarningsContext mWarningsCtx;
+    Pass mPass;
 };
 
 }  // namespace vidorra

@@ -41,12 +41,17 @@ namespace vidorra {
 /// is full (60 video or 100 audio frames), every answer is empty; a file that is shorter and played once is
 /// never served. At the end of a file that is played once the queues serve what they hold.
 ///
-/// Frames whose times do not rise end the process, as does a read failure; docs/LIMITS.md tells which sources
-/// have that, and what else to know of sources that are no ordinary files.
+/// Frames whose times do not rise end the process, as does a read failure. The thread logs the exception's
+/// text at level 1 before. docs/LIMITS.md tells which sources have that, and what else to know of sources
+/// that are not ordinary files.
 ///
-/// Owns: the thread, which the destructor joins: after the decoding of a packet, or a read that blocks in
-/// FFmpeg. Threads: getVideoFrame(), getAudioFrame() and getPtsStarted() from any thread at any time; of the
-/// base class only interrupt(), since the reader part belongs to the thread.
+/// Ask for both kinds where both are selected, from soon after the construction on: while a queue is full the
+/// thread waits, drops its frames, and brings those of the other kind too late.
+///
+/// Owns: the thread, which the destructor joins: after the decoding of a packet, or after a read that blocks
+/// in FFmpeg, however long that takes. Threads: getVideoFrame(), getAudioFrame() and getPtsStarted() from any
+/// thread at any time. The reader part belongs to the thread of this object: call nothing of the base class.
+/// interrupt() does nothing here, as the source is opened before setInterruptCallback() could be called.
 class VIDORRA_API MediaFileReaderAsync : public MediaFileReader {
 public:
     /// Opens the file and starts the thread. Tracks are numbered as in selectTracks(). Throws as
@@ -76,6 +81,7 @@ private:
     Frame getFrame(Queue& queue, const Timestamp& pts, std::chrono::microseconds timeout);
 
     void readerThreadProc();
+    void readAhead();
 
     AudioFrameQueue mAudioQueue;
     VideoFrameQueue mVideoQueue;

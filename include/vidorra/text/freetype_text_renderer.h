@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -27,12 +29,15 @@ namespace vidorra {
 /// as the font's sign for that.
 ///
 /// A text is laid out when it is not that of the last call; drawing the same text again allocates nothing and
-/// does not call FreeType. Glyphs are kept for as long as the object lives.
+/// does not call FreeType. Glyphs are kept for later texts, up to setGlyphCacheSize(). All characters that
+/// the font lacks share one glyph.
 ///
-/// Owns: the font, the glyphs and the last layout, not the allocator. Threads: one at a time, also for
-/// getTextSize(); objects share nothing. Errors of all that take a text: std::range_error with
-/// "wstring_convert::from_bytes" for invalid UTF-8, once, since that text then counts as laid out, with
-/// nothing in it; std::bad_alloc. A sequence that the end of the text cuts off is dropped instead.
+/// Owns: the font, whose file it holds in memory, the glyphs and the last layout, not the allocator. Threads:
+/// one at a time, also for getTextSize(); objects share nothing.
+///
+/// Errors of all that take a text: std::range_error with "wstring_convert::from_bytes" for invalid UTF-8,
+/// once, since that text then counts as laid out, with nothing in it; std::bad_alloc, after which the same
+/// call can be made again. A sequence that the end of the text cuts off is dropped instead.
 class VIDORRA_API FreeTypeTextRenderer {
 public:
     /// A glyph as it is kept.
@@ -41,8 +46,7 @@ public:
     struct Face;
     using FacePtr = std::unique_ptr<Face, void (*)(Face*)>;
 
-    /// Opens a font file of any kind that FreeType reads; `size` is in pixels to the em, at least 1, which is
-    /// not checked. As loadFace().
+    /// Opens a font as loadFace() does. Also throws std::bad_alloc.
     FreeTypeTextRenderer(const std::string& fontFile, int size);
     FreeTypeTextRenderer(const FreeTypeTextRenderer&) = delete;
     FreeTypeTextRenderer& operator=(const FreeTypeTextRenderer&) = delete;
@@ -65,13 +69,25 @@ public:
     /// object and the pictures.
     void setPictureAllocator(PictureAllocator* allocator);
 
-    /// Opens a font. Throws std::runtime_error with "Could not initialize FreeType library", "Could not load
-    /// font FILE", "Could not select unicode charmap for font FILE", or "Could not set fontsize for font
-    /// FILE", as for a bitmap font that does not have the size.
+    /// How many bytes of memory the glyphs may take, 16 MiB unless set. When there is no room for another
+    /// glyph, those that the last text does not show are released. The glyphs of one text are kept even if
+    /// they take more.
+    void setGlyphCacheSize(std::size_t bytes);
+
+    /// Opens a font file of any kind that FreeType reads, at `size` pixels to the em. The file is read into
+    /// memory, so it may change or disappear afterwards.
+    ///
+    /// Throws std::bad_alloc, and std::runtime_error with
+    /// - "Could not initialize FreeType library" when there is no memory for it;
+    /// - "Could not load font FILE" for a file that is missing, not regular, larger than 1 GiB, or not a
+    /// font;
+    /// - "Could not select unicode charmap for font FILE";
+    /// - "Could not set fontsize for font FILE" for a size below 1, or one that a bitmap font lacks.
     [[nodiscard]] static FacePtr loadFace(const std::string& fontFile, int size);
 
-    /// Renders the glyph of a code point, unless it is kept already. One that cannot be loaded is kept with
-    /// the picture of the question mark; one that cannot be kept is left out of texts.
+    /// Renders the glyph of a code point, unless it is kept already. One that the font cannot load is kept
+    /// with the picture of the question mark; one that FreeType cannot copy is left out of texts. Throws
+    /// std::bad_alloc; nothing is kept then.
     void loadGlyph(char32_t code);
 
     /// Lays a text out, unless it is the one that is.
@@ -125,6 +141,10 @@ private:
     };
 
     void layOut(const std::u32string& codes);
+    // Null where the glyph cannot be kept.
+    Glyph* keptGlyph(char32_t code);
+    // For another glyph of `bytes`, or for none.
+    void makeRoom(std::size_t bytes);
 
     // First, as the glyphs need FreeType to the end.
     FacePtr mFace;
@@ -140,6 +160,12 @@ private:
     std::map<char32_t, Glyph> mGlyphs;
     std::vector<Placement> mPlacements;
     PictureAllocator* mAllocator;
+    std::size_t mGlyphCacheSize = std::size_t{16} << 20;
+    std::size_t mGlyphBytes = 0;
+    // Of glyphs that the layout does not show.
+    std::size_t mUnusedBytes = 0;
+    // The number of the layout.
+    std::uint64_t mLayout = 1;
 };
 
 }  // namespace vidorra

@@ -4,7 +4,7 @@
 #include <memory>
 #include <new>
 
-#include "platform/ffmpeg/buffers.h"
+#include "ffmpeg/buffers.h"
 #include "support/media.h"
 
 namespace fs = std::filesystem;
