@@ -41,6 +41,8 @@
 #include "vidorra/filter/filter_graph.h"
 #include "vidorra/io/byte_source.h"
 #include "vidorra/image_file/picture_file.h"
+#include "vidorra/io/byte_sink.h"
+#include "vidorra/mux/media_file_writer.h"
 #include "vidorra/picture/audio_buffer.h"
 #include "vidorra/picture/audio_frame.h"
 #include "vidorra/picture/best_fit_picture_allocator.h"
