@@ -51,8 +51,8 @@ OPTIONS = {"libx264": {"preset": "veryfast"}, "libx265": {"preset": "ultrafast",
            "truehd": {"strict": "-2"}, "mlp": {"strict": "-2"}, "dca": {"strict": "-2"}, "vc2": {"strict": "-1"}}
 
 
-def run(command, **arguments):
-    return subprocess.run([str(part) for part in command], capture_output=True, text=True, check=False, timeout=600,
+def run(command, timeout=600, **arguments):
+    return subprocess.run([str(part) for part in command], capture_output=True, text=True, check=False, timeout=timeout,
                           stdin=subprocess.DEVNULL, **arguments)
 
 
@@ -89,7 +89,8 @@ class Workshop:
         job.pop("name", None)
         path.write_text(json.dumps({key: str(value) if isinstance(value, pathlib.Path) else value
                                     for key, value in job.items()}))
-        return run([self.probe, path])
+        # A day of segments takes its time.
+        return run([self.probe, path], timeout=7200)
 
     def video_job(self, encoder):
         raw, pix_fmt, width, height = self.pictures(encoder)
@@ -273,7 +274,7 @@ def offset(workshop, out):
 
 def killed(workshop, out):
     random.seed(5)
-    runs, wrong, lost = (5 if workshop.small else 300), [], []
+    runs, wrong, lost = (3 if workshop.small else 300), [], []
     job = workshop.video_job("mpeg4")
     job["video"]["options"]["b"] = "300000"
     job["count"] = 1000000
@@ -346,13 +347,15 @@ def sink(workshop, out):
             job["count"], job["seconds"] = 6, 0.2
         whole = workshop.record(name="sink", throwAt=0, **job)
         calls = int(re.search(r"calls (\d+)", whole.stdout).group(1))
-        total += calls
-        for n in range(1, calls + 1):
+        # The tests of the writer try each call as well.
+        tried = sorted({*range(1, calls + 1, 5 if workshop.small else 1), calls})
+        total += len(tried)
+        for n in tried:
             result = workshop.record(name="sink", throwAt=n, **job)
             if result.returncode != 1 or "the sink fails" not in result.stderr:
                 wrong.append((container, n, result.returncode, result.stderr[-200:]))
     print(f"sink: {total} calls", file=out)
-    yield f"sink: failing at each of {total} calls, {len(wrong)} wrong", total > 10, wrong
+    yield f"sink: failing at {total} calls, {len(wrong)} wrong", total > 5, wrong
 
 
 def late(workshop, out):

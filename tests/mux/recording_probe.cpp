@@ -3,10 +3,11 @@
 //   fragment, segment            in microseconds
 //   playlist, verify, inPlace
 //   video, frames, count         a configuration, raw pictures for it, over and over, and how many
-//   audio, samples, seconds      a configuration, interleaved stereo of 16 bits at 48000 Hz, and how much of
-//   it soundFirst                   writes all sound before the first picture mostWaiting bytes throwAt the
-//   number of the call at which a sink fails, instead of a file counted                      says on stdout
-//   how many pictures were written, after each
+//   audio, samples, seconds      a configuration, interleaved stereo of 16 bits at 48000 Hz, how much of it
+//   soundFirst                   writes all sound before the first picture
+//   mostWaiting                  in bytes
+//   throwAt                      the number of the call at which a sink fails, instead of a file
+//   counted                      says on stdout how many pictures were written, after each
 // Prints the report, and at the end the memory of the process at the first quarter and at the end.
 #include <fcntl.h>
 #include <unistd.h>
