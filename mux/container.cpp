@@ -87,7 +87,8 @@ bool Container::hasOption(const std::string& name) const noexcept {
 
 void Container::setOutput(std::shared_ptr<ByteSink> sink, const std::string& name) {
     mName = name;
-    char* url = av_strdup(name.c_str());
+    // What is before a colon in a path is no protocol.
+    char* url = av_strdup((sink != nullptr ? "file:" + name : name).c_str());
     if (url == nullptr) {
         throw std::bad_alloc();
     }

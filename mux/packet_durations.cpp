@@ -4,6 +4,12 @@
 #include <utility>
 
 namespace vidorra {
+namespace {
+
+// More than any codec reorders pictures by.
+constexpr std::size_t kMostHeld = 32;
+
+}  // namespace
 
 std::int64_t PacketDurations::durationOf(const Packet& packet, bool isEnd) const {
     if (packet.duration > 0) {
@@ -23,7 +29,7 @@ std::int64_t PacketDurations::durationOf(const Packet& packet, bool isEnd) const
 
 void PacketDurations::give(bool isEnd, const Take& take) {
     while (!mHeld.empty()) {
-        const std::int64_t duration = durationOf(mHeld.front(), isEnd);
+        const std::int64_t duration = durationOf(mHeld.front(), isEnd || mHeld.size() > kMostHeld);
         if (duration == 0) {
             return;
         }
@@ -41,7 +47,7 @@ void PacketDurations::add(Packet packet, const Take& take) {
     give(false, take);
     // One before the earliest that may come is kept, for the duration of the last one.
     const std::int64_t earliest = mHeld.empty() ? mLastDecoded : mHeld.front().dts;
-    while (mTimes.size() > 2 && *std::next(mTimes.begin()) < earliest) {
+    while (mTimes.size() > 2 && (*std::next(mTimes.begin()) < earliest || mTimes.size() > 2 * kMostHeld)) {
         mTimes.erase(mTimes.begin());
     }
 }

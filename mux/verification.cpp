@@ -44,8 +44,10 @@ void Verification::add(const AVStream& stream, const Packet& packet) {
 }
 
 std::vector<Verification::Stream> Verification::read(const std::string& path) {
+    // What is before a colon in a path is no protocol.
+    const std::string url = "file:" + path;
     AVFormatContext* opened = nullptr;
-    AvRes(avformat_open_input(&opened, path.c_str(), nullptr, nullptr))
+    AvRes(avformat_open_input(&opened, url.c_str(), nullptr, nullptr))
         .throwIfError("cannot read {} back", path);
     const std::unique_ptr<AVFormatContext, void (*)(AVFormatContext*)> source(
         opened, [](AVFormatContext* context) { avformat_close_input(&context); });

@@ -24,13 +24,13 @@ std::string resolved(const std::string& path) {
     return none ? path : target.string();
 }
 
-bool isSpecial(const std::string& path) {
+}  // namespace
+
+bool WholeFile::isSpecial(const std::string& path) {
     std::error_code none;
     const std::filesystem::file_status status = std::filesystem::status(path, none);
     return std::filesystem::exists(status) && !std::filesystem::is_regular_file(status);
 }
-
-}  // namespace
 
 WholeFile::WholeFile(const std::string& path, bool inPlace) : mPath(resolved(path)) {
     mWorkingPath = inPlace || isSpecial(mPath) ? mPath : mPath + ".part";

@@ -15,6 +15,9 @@ namespace vidorra {
 /// FIFO, is written in place.
 class WholeFile final : public ByteSink {
 public:
+    /// Whether there is something at the path that is no regular file.
+    [[nodiscard]] static bool isSpecial(const std::string& path);
+
     /// Creates the file, or empties the one that an earlier run left. With `inPlace` it has its name from the
     /// start. Throws std::system_error when that fails, as all functions do.
     WholeFile(const std::string& path, bool inPlace);

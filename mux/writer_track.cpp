@@ -6,6 +6,10 @@
 
 #include "vidorra/core/format.h"
 
+extern "C" {
+#include <libavutil/avutil.h>
+}
+
 namespace vidorra {
 
 WriterTrack::WriterTrack(std::string name, Timebase timebase, Take take)
@@ -31,6 +35,10 @@ std::int64_t WriterTrack::requireRise(const Timestamp& time,
         refuse(std::invalid_argument(mName + ": the time is not set"));
     }
     const std::int64_t count = time.rescale(mTimebase).value;
+    if (count == AV_NOPTS_VALUE) {
+        refuse(std::invalid_argument(
+            fmt::format("{}: the time {} cannot be counted", mName, time.debugDescription())));
+    }
     if (latest && count <= *latest) {
         refuse(std::invalid_argument(fmt::format("{}: the time {} is not above the latest one, {}", mName,
                                                  time.debugDescription(),

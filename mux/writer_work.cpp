@@ -44,6 +44,7 @@ MediaFileWriter::Work::Work(const std::string& path, WriterOptions options)
     mOptions.format = probe.formatName();
     require(!mOptions.fragmentDuration || probe.hasFragments(), "only MP4 and MOV have fragments");
     require(!hasSegments() || !probe.makesFiles(), "the container makes files by itself, and no segments");
+    require(!mOptions.verify || !WholeFile::isSpecial(path), "only a regular file can be read back");
     require(mOptions.playlist.empty() || (hasSegments() && mOptions.format == "mpegts"),
             "a playlist needs segments, in MPEG-TS");
     for (const auto& [name, value] : mOptions.container) {
@@ -128,8 +129,8 @@ void MediaFileWriter::Work::requireInput(std::size_t track) const {
     }
 }
 
-void MediaFileWriter::Work::requireRoom(std::size_t track) const {
-    if (mInterleaver.waiting() < mOptions.mostWaiting) {
+void MediaFileWriter::Work::requireRoom(std::size_t track, std::size_t most) const {
+    if (mInterleaver.waiting() < most) {
         return;
     }
     const std::optional<std::size_t> lagging = mInterleaver.lagging();
@@ -176,6 +177,11 @@ void MediaFileWriter::Work::endTrack(std::size_t track) {
 }
 
 void MediaFileWriter::Work::take(std::size_t track, Packet packet) {
+    // One frame can make packets without a bound, such as those of a long silence before it. What an encoder
+    // holds until its end has one.
+    if (!mHasEnded[track]) {
+        requireRoom(track, 2 * mOptions.mostWaiting);
+    }
     mInterleaver.add(track, std::move(packet));
     pump();
 }
@@ -256,9 +262,15 @@ void MediaFileWriter::Work::begin() {
 }
 
 std::size_t MediaFileWriter::Work::cuttingTrack() const {
-    const auto found =
-        std::find_if(mTracks.begin(), mTracks.end(), [](const auto& track) { return track->hasPictures(); });
-    return found != mTracks.end() ? static_cast<std::size_t>(found - mTracks.begin()) : 0;
+    const auto first = [this](const auto& isRight) {
+        return static_cast<std::size_t>(std::find_if(mWritten.begin(), mWritten.end(), isRight) -
+                                        mWritten.begin());
+    };
+    const std::size_t video =
+        first([](const WriterTrack* track) { return track != nullptr && track->hasPictures(); });
+    return video < mWritten.size()
+               ? video
+               : first([](const WriterTrack* track) { return track != nullptr && track->isWaitedFor(); });
 }
 
 bool MediaFileWriter::Work::isCutBefore(std::size_t track, const Packet& packet) const {

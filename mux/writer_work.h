@@ -47,7 +47,7 @@ public:
     template <class Input>
     void write(std::size_t track, const Input& input) {
         requireInput(track);
-        requireRoom(track);
+        requireRoom(track, mOptions.mostWaiting);
         mHasInput = true;
         guard([&] { mTracks[track]->write(input); });
         ++mTaken;
@@ -63,7 +63,7 @@ private:
     void openFirst();
     void requireOpen() const;
     void requireInput(std::size_t track) const;
-    void requireRoom(std::size_t track) const;
+    void requireRoom(std::size_t track, std::size_t most) const;
     void reportProgress() const;
     void endTrack(std::size_t track);
 

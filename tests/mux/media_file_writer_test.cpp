@@ -31,6 +31,17 @@ void writePictures(MediaFileWriter& writer, MediaFileWriter::Track track, int co
     }
 }
 
+// What an exception of this type says, or that there was none.
+template <class Exception, class Call>
+std::string thrownText(const Call& call) {
+    try {
+        call();
+    } catch (const Exception& exception) {
+        return exception.what();
+    }
+    return "nothing was thrown";
+}
+
 // The packets of a stream in the order of showing.
 std::vector<ProbedPacket> shown(const std::filesystem::path& path, int stream) {
     std::vector<ProbedPacket> packets;
@@ -323,6 +334,31 @@ TEST(MediaFileWriter, ATrackThatLagsIsNamedBeforeMemoryGrows) {
     EXPECT_LE(report.mostWaiting, 110000U);
     EXPECT_EQ(report.tracks[audio].bytes, static_cast<std::uint64_t>(written + 1000) * 4);
     EXPECT_EQ(decodedSound(path), signal(0, written + 1000));
+}
+
+TEST(MediaFileWriter, LongSilenceCannotWaitForATrackThatLags) {
+    WriterOptions options;
+    options.mostWaiting = 100000;
+    MediaFileWriter writer(freshPath("silence.mov"), options);
+    writer.addVideo(videoConfig());
+    const auto audio = writer.addAudio(audioConfig());
+    writer.write(audio, signalFrame(0, 1000));
+    // Two minutes later.
+    EXPECT_EQ(thrownText<std::runtime_error>([&] { writer.write(audio, signalFrame(5760000, 1000)); }),
+              "track 0 (mpeg4) lags: 200704 bytes of other tracks wait for it, up to 1.066667 (1/48000); "
+              "write to it or end() it");
+    // What has been encoded is lost.
+    EXPECT_THROW(writer.finish(), std::logic_error);
+}
+
+TEST(MediaFileWriter, ATimeThatTheEncoderCannotCountIsRefused) {
+    MediaFileWriter writer(freshPath("uncountable.mov"));
+    const auto audio = writer.addAudio(audioConfig());
+    const AudioFrame far(AudioBuffer(signalFrame(0, 1000).audioBuffer()), Timestamp({1, 1}, 1LL << 60));
+    EXPECT_THROW(writer.write(audio, far), std::invalid_argument);
+    writer.write(audio, signalFrame(0, 1000));
+    EXPECT_THROW(writer.write(audio, far), std::invalid_argument);
+    EXPECT_EQ(writer.finish().tracks[audio].frames, 1U);
 }
 
 TEST(MediaFileWriter, NothingWaitsForATrackThatHasEnded) {

@@ -1,8 +1,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstring>
 #include <fstream>
 #include <future>
 #include <map>
@@ -16,6 +18,10 @@
 #include "support/media.h"
 #include "support/process.h"
 #include "support/throw_text.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
 
 namespace vidorra::test {
 namespace {
@@ -241,6 +247,29 @@ TEST(WriterOutput, VerificationFindsNothingInGoodFiles) {
     }
 }
 
+TEST(WriterOutput, AColonInANameIsNoProtocol) {
+    const std::filesystem::path folder = std::filesystem::current_path();
+    std::filesystem::current_path(temporaryFolder());
+    WriterOptions options;
+    options.verify = true;
+    options.container = {{"movflags", "faststart"}};
+    MediaFileWriter writer("2026-01-01T12:30:00.mp4", options);
+    record(writer, 10);
+    EXPECT_NO_THROW(writer.finish());
+    EXPECT_TRUE(std::filesystem::remove("2026-01-01T12:30:00.mp4"));
+    std::filesystem::current_path(folder);
+}
+
+TEST(WriterOutput, WhatIsNoFileCannotBeVerified) {
+    const auto path = freshPath("fifo.ts");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    WriterOptions options;
+    options.verify = true;
+    EXPECT_THROW(MediaFileWriter(path, options), std::invalid_argument);
+    options.format = "mpegts";
+    EXPECT_THROW(MediaFileWriter("/dev/null", options), std::invalid_argument);
+}
+
 TEST(WriterOutput, VerificationFindsABitThatChanged) {
     const auto path = freshPath("damaged.mkv");
     const std::string part = path.string() + ".part";
@@ -338,6 +367,31 @@ TEST(WriterOutput, SegmentsWithoutAPlaylistBeginAtZeroUnderNamesOfTheCaller) {
                                         [](const ProbedPacket& packet) { return packet.stream == 0; });
         EXPECT_EQ(first->pts, 0) << file;
     }
+}
+
+TEST(WriterOutput, SegmentsOfSoundAreNotCutBySubtitles) {
+    AVCodecParameters subtitles{};
+    subtitles.codec_type = AVMEDIA_TYPE_SUBTITLE;
+    subtitles.codec_id = AV_CODEC_ID_SUBRIP;
+    WriterOptions options;
+    options.segmentDuration = std::chrono::seconds(1);
+    MediaFileWriter writer(temporaryFolder() / "spoken%d.mkv", options);
+    const auto text = writer.addPackets(subtitles, {1, 1000});
+    // It stays without pictures, and is left out.
+    const auto video = writer.addVideo(videoConfig());
+    const auto audio = writer.addAudio(audioConfig());
+    writer.end(video);
+    Packet packet;
+    ASSERT_EQ(av_new_packet(&packet, 5), 0);
+    std::memcpy(packet.data, "Hello", 5);
+    packet.pts = packet.dts = 100;
+    packet.duration = 500;
+    packet.flags = AV_PKT_FLAG_KEY;
+    writer.write(text, packet);
+    for (int i = 0; i < 75; ++i) {
+        writer.write(audio, signalFrame(i * 1920, 1920));
+    }
+    EXPECT_EQ(writer.finish().files.size(), 3U);
 }
 
 TEST(WriterOutput, FragmentsCanBeAsLongAsAsked) {

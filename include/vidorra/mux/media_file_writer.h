@@ -58,7 +58,8 @@ struct WriterOptions {
     bool whole = true;
 
     /// Reads each file before it is called complete, and compares the packets with those that were written:
-    /// their number, times and content. Takes 8 bytes of memory for each packet of a file.
+    /// their number, times and content. Takes 8 bytes of memory for each packet of a file. Not for a path at
+    /// which there is a device or a FIFO.
     bool verify = false;
 
     /// Called at the end of each write() with the number of frames and packets taken so far, and the time up
@@ -166,8 +167,10 @@ public:
     /// VideoEncoder::sendFrame() and Resampler::resample() throw. Throws std::out_of_range for a track that
     /// does not exist, std::logic_error for one of another kind, and after finish() or end().
     ///
-    /// Fails with FFmpegError when encoding or writing does, std::system_error when the file takes no more
-    /// bytes, or what the sink throws. A frame after the end of a filter that ends by itself is ignored.
+    /// Fails with FFmpegError when encoding or writing does; with std::system_error when the file takes no
+    /// more bytes; with std::runtime_error when the silence before a frame is so long that twice
+    /// WriterOptions::mostWaiting would wait for a track that lags; or with what the sink throws. A frame
+    /// after the end of a filter that ends by itself is ignored.
     void write(Track track, const VideoFrame& frame);
     void write(Track track, const AudioFrame& frame);
     void write(Track track, const Packet& packet);
