@@ -172,12 +172,12 @@ std::string damagedInTheMiddle() {
     const std::string path = test::mediaFile(
         "png.mkv", {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25:d=1", "-c:v", "png", "-pred", "none"});
     std::string content = test::fileContent(path);
-    const std::string signature = "\x89PNG\r\n\x1a\n";
+    const std::string header = "IHDR";
     std::size_t at = 0;
     for (int i = 0; i <= 10; ++i) {
-        at = content.find(signature, at + 1);
+        at = content.find(header, at + 1);
     }
-    content.replace(at, signature.size(), "notapict");
+    content.replace(at, header.size(), "none");
     return test::temporaryFile("damaged_png.mkv", content);
 }
 
