@@ -96,8 +96,10 @@ TEST(ClipReaderSources, TheirExceptionsComeOutUnchanged) {
 }
 
 TEST(ClipReaderSources, FramesBeforeAnExceptionAreGood) {
+    const auto counted = scripted(streamable());
+    readSource(counted);
     const auto source = scripted(streamable());
-    source->throwAt = 4;
+    source->throwAt = counted->calls - 2;
     ClipReader reader(source);
     Reading reading;
     EXPECT_THROW(

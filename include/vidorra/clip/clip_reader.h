@@ -88,7 +88,8 @@ struct ClipOptions {
     Timestamp in;
     Timestamp out;
 
-    /// How often to read it, 0 for ever. A source that cannot seek is read once.
+    /// How often to read it, 0 for ever, which is a hundred years of stamps. A source that cannot seek is
+    /// read once.
     std::uint64_t passes = 1;
 
     /// Ends each pass with its pictures: sound after the last picture is cut. By default a pass ends with
@@ -102,7 +103,8 @@ struct ClipOptions {
     /// The number of threads does not change the frames.
     int threads = 0;
 
-    /// The most that opening may take, and the wait for the next bytes; 0 for no limit.
+    /// The most that opening may take, and that a wait for the next packet of a chosen track may; 0 for no
+    /// limit.
     std::chrono::microseconds openTimeout = std::chrono::seconds(30);
     std::chrono::microseconds readTimeout = std::chrono::seconds(30);
 
@@ -148,7 +150,7 @@ struct ClipCounters {
 /// the end.
 ///
 /// The constructor opens nothing. Whatever needs the open source opens it first, so each of these calls can
-/// throw what open() throws.
+/// throw what open() throws. A reader that was moved from can be assigned to and destroyed, and nothing else.
 ///
 /// Threads: one at a time, but for stop(), stopped(), position() and counters(), which any thread may call.
 /// Errors: FFmpegError with FFmpeg's reason and the name of the source, its error() AVERROR(ETIMEDOUT) for a
@@ -189,7 +191,9 @@ public:
 
     /// Continues at a time of the first pass, counted from the in point. The next frames have stamps from
     /// there on, and a loop begins to count its passes again. Before 0 means 0; after the end, read() gives
-    /// nothing. Throws FFmpegError when the source cannot seek and the time is before the current position.
+    /// nothing. Throws FFmpegError when the source cannot seek and the time is before the current position,
+    /// which changes nothing, and when reading or opening fails; the reader is then at its end until another
+    /// call.
     void seek(const Timestamp& to, SeekTo mode = SeekTo::Exact);
 
     /// Ends a call that is under way in another thread, and all later ones, for good: read() gives nothing,

@@ -33,6 +33,9 @@ namespace vidorra {
 ///         }
 ///     }
 ///
+/// ClipReader reads frames with less work, and all of them. Take this class for packets, streams and decoders
+/// themselves.
+///
 /// Times are in microseconds with the source's time origin added: its start by the wall clock, where it knows
 /// that, or its metadata "timeorigin".
 ///

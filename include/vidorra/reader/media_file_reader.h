@@ -36,7 +36,9 @@ namespace vidorra {
 /// duration, a file that is not interleaved, and decoding that falls more than 200 ms behind the clock.
 ///
 /// Frames that a decoder holds back at the end of a file are not delivered; docs/LIMITS.md tells of which
-/// codecs.
+/// codecs. ClipReader delivers them: take it for every frame of a file, for loops without a gap, exact points
+/// and seeks, timeouts, and bytes from memory. Take this class where a program relies on its queues and
+/// warnings, or on FormatContext.
 ///
 /// Threads: one at a time, but for interrupt(). The store is called from the reading thread.
 class VIDORRA_API MediaFileReader : public FormatContext {

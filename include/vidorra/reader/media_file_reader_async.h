@@ -48,6 +48,9 @@ namespace vidorra {
 /// Ask for both kinds where both are selected, from soon after the construction on: while a queue is full the
 /// thread waits, drops its frames, and brings those of the other kind too late.
 ///
+/// A ClipReader on a thread of your own suits sources that fail, block or are short: it gives every frame,
+/// can be stopped while it waits, and reports errors to its caller.
+///
 /// Owns: the thread, which the destructor joins: after the decoding of a packet, or after a read that blocks
 /// in FFmpeg, however long that takes. Threads: getVideoFrame(), getAudioFrame() and getPtsStarted() from any
 /// thread at any time. The reader part belongs to the thread of this object: call nothing of the base class.
