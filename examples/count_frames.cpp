@@ -3,7 +3,6 @@
 //     count_frames FILE
 //
 // The sums equal those of the ffmpeg program when it writes raw video and interleaved samples.
-#include <algorithm>
 #include <cstdint>
 #include <iomanip>
 #include <iostream>
@@ -13,7 +12,6 @@
 #include <vidorra/vidorra.h>
 
 extern "C" {
-#include <libavutil/imgutils.h>
 #include <libavutil/md5.h>
 #include <libavutil/mem.h>
 #include <libavutil/samplefmt.h>
@@ -49,16 +47,13 @@ private:
     AVMD5* mState;
 };
 
-// The rows of a picture without padding, plane after plane.
+// The rows of a picture without padding, plane after plane, as a copy with alignment 1 has them.
 std::vector<std::uint8_t> bytesOf(const vidorra::Picture& picture) {
-    const vidorra::Size size = picture.frameSize();
-    const int count = av_image_get_buffer_size(picture.pixelFormat(), size.width, size.height, 1);
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(std::max(count, 0)));
-    const std::uint8_t* planes[4];
-    std::copy(picture.data().begin(), picture.data().end(), planes);
-    av_image_copy_to_buffer(bytes.data(), count, planes, picture.linesize().data(), picture.pixelFormat(),
-                            size.width, size.height, 1);
-    return bytes;
+    constexpr std::size_t kSpare = 32;  // after the last plane of new memory
+    const vidorra::Picture copy(picture.frameSize(), picture.data().data(), picture.linesize().data(),
+                                picture.pixelFormat(), picture.colorRange(), 1);
+    const std::uint8_t* first = copy.data()[0];
+    return {first, first + copy.bytesInBuffer(0).value_or(kSpare) - kSpare};
 }
 
 // The samples of all channels in turn.

@@ -254,7 +254,7 @@ def check_points(dump, path, once, problems):
 
 def check_sources(dump, path, once, problems):
     """Byte sources give what the file gives, however few bytes at a time."""
-    sources = ["memory", "mapped", "4096", "7"]
+    sources = ["memory", "4096", "7"]  # in chunks of a mapped file
     if pathlib.Path(path).stat().st_size < SMALL:
         sources.append("1")
     for source in sources:
