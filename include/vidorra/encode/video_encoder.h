@@ -32,7 +32,7 @@ namespace vidorra {
 /// It reads the keys of EncoderBase and these; others are ignored, with a line in the log at level 2:
 ///
 ///     width, height                 the size of the pictures; 0 is logged, and refused when the codec opens
-///     timebase_num, timebase_den    the unit of the packets' times in seconds; 1/1 by default, which is logged
+///     timebase_num, timebase_den    the packets' time unit in seconds; 1/1 by default, which is logged
 ///     pix_fmt                       the name of the pixel format of the pictures; "yuv420p" by default
 ///     options                       a map of options of the codec, such as "b" and "g"
 ///     filter                        FFmpeg filters between the pictures and the codec; see below
