@@ -30,7 +30,7 @@ std::string processor() {
     return "unknown";
 }
 
-// The sets of instructions that the kernels are written for.
+// The instruction sets that the kernels are written for.
 std::string instructions() {
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0) {

@@ -9,27 +9,27 @@ struct AVAudioFifo;
 
 namespace demo {
 
-/// Cuts sound into frames of one size, as codecs such as AAC want them: frames of any size go in, at the
-/// rate, layout and format of the codec, and frames of that size come out.
+/// Cuts sound into frames of one size, as codecs such as AAC need them. Input frames have any size, and the
+/// rate, layout and format of the codec.
 class AudioBlocks {
 public:
-    /// What an open encoder takes. Codecs that take frames of any size get blocks of 1024 samples.
+    /// Makes blocks for an open encoder. Codecs that take frames of any size get blocks of 1024 samples.
     explicit AudioBlocks(const AVCodecContext& encoder);
     ~AudioBlocks();
 
-    /// The rate, layout and format of what goes in and comes out.
+    /// The rate, layout and format of input and output.
     [[nodiscard]] int sampleRate() const { return mRate; }
     [[nodiscard]] long channelLayout() const { return mLayout; }
     [[nodiscard]] AVSampleFormat sampleFormat() const { return mFormat; }
 
-    /// Appends the samples. The time of the first frame is that of the whole; from there on samples count.
+    /// Appends the samples. The first frame sets the start time; later times are counted in samples.
     void push(const vidorra::AudioFrame& frame);
 
-    /// The next frame of the right size, with the flags of the frame that came last; nothing when there are
+    /// The next frame of the right size, with the flags of the latest input frame; nothing when there are
     /// too few samples.
     std::optional<vidorra::AudioFrame> pop();
 
-    /// What is left, in a shorter frame; nothing when there is none.
+    /// The remaining samples in a shorter frame; nothing when there are none.
     std::optional<vidorra::AudioFrame> popRest();
 
 private:

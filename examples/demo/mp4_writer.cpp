@@ -38,7 +38,7 @@ int Mp4Writer::addStream(const vidorra::EncoderBase& encoder) {
         throw std::bad_alloc();
     }
     check(encoder.fillCodecParameters(*stream->codecpar), "cannot describe the stream", mPath);
-    // The container finds its own, which begin() may change to what it can express.
+    // The container chooses its own tag.
     stream->codecpar->codec_tag = 0;
     stream->time_base = encoder.codecContext()->time_base;
     mTimebases.push_back(stream->time_base);
@@ -54,8 +54,8 @@ void Mp4Writer::write(const vidorra::Packet& packet, int stream) {
     vidorra::Packet copy(packet);
     const auto index = static_cast<std::size_t>(stream);
     if (copy.duration == 0) {
-        // A picture: the unit of its time is the duration of one. The last one would last no time otherwise,
-        // and players would drop it.
+        // A picture lasts one unit of its time base. Otherwise the last picture would last no time, and
+        // players would drop it.
         copy.duration = 1;
     }
     av_packet_rescale_ts(&copy, mTimebases.at(index), mContainer->streams[index]->time_base);

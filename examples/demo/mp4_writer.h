@@ -10,7 +10,7 @@ struct AVFormatContext;
 
 namespace demo {
 
-/// Writes what encoders give into a container of FFmpeg, which the file's name chooses.
+/// Writes the packets of encoders into an FFmpeg container, chosen by the file's name.
 ///
 ///     Mp4Writer writer("out.mp4");
 ///     const int video = writer.addStream(encoder);
@@ -26,10 +26,10 @@ public:
     Mp4Writer& operator=(const Mp4Writer&) = delete;
     ~Mp4Writer();
 
-    /// Adds the stream of an open encoder, and gives its number.
+    /// Adds the stream of an open encoder and returns its number.
     int addStream(const vidorra::EncoderBase& encoder);
 
-    /// Creates the file. No stream is added afterwards.
+    /// Creates the file. No stream can be added afterwards.
     void begin();
 
     /// Writes a packet, whose times are in the time base of the encoder.
@@ -45,7 +45,7 @@ private:
 
     std::string mPath;
     std::unique_ptr<AVFormatContext, Close> mContainer;
-    // Of the encoders, a stream each.
+    // The time bases of the encoders, one for each stream.
     std::vector<AVRational> mTimebases;
 };
 

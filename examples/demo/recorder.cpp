@@ -23,7 +23,7 @@ double seconds(const vidorra::Timestamp& time) {
     return static_cast<double>(time.value) * time.timebase.num / time.timebase.den;
 }
 
-// The first encoder of a list that FFmpeg has here.
+// The first encoder in a list that this FFmpeg has.
 std::unique_ptr<vidorra::VideoEncoder> openVideo(const objstream::object& configs) {
     std::string errors;
     for (std::size_t i = 0; i < configs.size(); ++i) {
@@ -36,7 +36,7 @@ std::unique_ptr<vidorra::VideoEncoder> openVideo(const objstream::object& config
     throw std::runtime_error("none of the configured video encoders can be opened:" + errors);
 }
 
-// "00:00:01:12": the description without the time base behind it.
+// "00:00:01:12": the description without the time base after it.
 std::string clockText(const vidorra::SMPTE12Timecode& timecode) {
     const std::string text = timecode.debugDescription();
     return text.substr(0, text.find(' '));
@@ -153,7 +153,7 @@ void Recorder::summarise(std::ostream& output, const char* what, const vidorra::
     output << fmt::format("  {}: {}, {} packets, {} bytes\n", what, encoder.codecContext()->codec->name,
                           tally.packets, tally.bytes);
     if (tally.noSignal > 0) {
-        // A codec's lead-in lies before the first frame with a signal, and so is marked as well.
+        // A codec's lead-in comes before the first frame with a signal, so it is marked too.
         std::string stretches;
         for (const auto& [first, last] : tally.stretches) {
             fmt::format_to(std::back_inserter(stretches), "{}{:.3f} s to {:.3f} s",

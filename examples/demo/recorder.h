@@ -17,19 +17,19 @@
 
 namespace demo {
 
-/// Makes a programme of the frames that it is given, and encodes it into a file: scaled to the size of the
-/// encoder, with a half-transparent picture that wanders over it, stamped with timecodes, and with a second
-/// in which the signal is lost.
+/// Makes a programme from the frames that it gets and encodes it into a file: scaled to the size of the
+/// encoder, with a moving half-transparent picture on it, stamped with timecodes, and with one second of
+/// lost signal.
 class Recorder {
 public:
-    /// Opens encoders and file. Throws std::runtime_error where that fails.
+    /// Opens the encoders and the file. Throws std::runtime_error when that fails.
     Recorder(const Options& options, bool withAudio);
 
-    /// The next frame of the programme, `time` after its begin in the unit of the encoder. An empty frame
-    /// repeats the one before.
+    /// Takes the next frame of the programme, `time` after its start in the unit of the encoder. An empty
+    /// frame repeats the one before.
     void takeVideo(const vidorra::VideoFrame& frame, const vidorra::Timestamp& time);
 
-    /// The next sound of the programme.
+    /// Takes the next sound of the programme.
     void takeAudio(const vidorra::AudioFrame& frame, const vidorra::Timestamp& time);
 
     /// Completes the file.
@@ -37,11 +37,11 @@ public:
 
     [[nodiscard]] std::uint64_t frames() const { return mFrames; }
 
-    /// Says what was encoded, and which packets carry the mark of a lost signal.
+    /// Reports what was encoded, and which packets are marked for a lost signal.
     void summarise(std::ostream& output) const;
 
 private:
-    /// What one encoder gave.
+    /// The output of one encoder.
     struct Tally {
         std::uint64_t packets = 0;
         std::uint64_t bytes = 0;
@@ -58,7 +58,7 @@ private:
                           const Tally& tally);
 
     std::string mPath;
-    // Before all that holds pictures of its memory, the encoder among them.
+    // Declared before everything that holds pictures in its memory, such as the encoder.
     std::unique_ptr<Accelerator> mAccelerator;
     std::unique_ptr<vidorra::VideoEncoder> mVideo;
     std::unique_ptr<vidorra::AudioEncoder> mAudio;
