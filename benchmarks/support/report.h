@@ -45,8 +45,8 @@ std::string verdict(double value, const std::optional<Aim>& aim);
 ///
 /// separated by tabs, where BOUND is "at least" or "at most", what does not apply is empty, and LOAD is the
 /// average number of running threads of the machine in the last minute. Lines "about WHAT VALUE" before the
-/// first figure of a program describe the processor, the compiler and FFmpeg. Throws std::runtime_error when
-/// the file cannot be written.
+/// first figure of a program describe the processor, its caches, the compiler and FFmpeg. Throws
+/// std::runtime_error when the file cannot be written.
 void report(const Figure& figure);
 
 /// Marks all later figures as meaningless, in the output and in the file; none is judged.

@@ -35,7 +35,7 @@ namespace vidorra {
 ///
 /// Frames must have the encoder's rate and channels. Samples are not collected: an encoder with a fixed
 /// frame size, codecContext()->frame_size, takes frames of that size, and only the last may be shorter.
-/// docs/RECIPES.md shows how to make them.
+/// MediaFileWriter makes such frames; docs/RECIPES.md shows another way.
 ///
 /// Owns: what EncoderBase owns, a filter graph and a resampler. Threads: one at a time.
 class VIDORRA_API AudioEncoder : public EncoderBase {
@@ -59,7 +59,18 @@ public:
     /// Resampler::resample() and Frame::toAvFrame() do.
     AvRes sendFrame(const AudioFrame& frame);
 
+    /// Sends another frame that the filter has made: some filters make several frames from one, and
+    /// sendFrame() sends only the first. Receive the packets first. Returns AvError::Again when there is no
+    /// frame now, or no filter; AvError::Eof when the filter has ended; otherwise as sendFrame().
+    AvRes sendFiltered();
+
+    /// Tells the filter that no frame follows, and sends the first frame that it still held. Call
+    /// sendFiltered() for the others, and then sendEndOfStream() to end the codec. Returns the same as
+    /// sendFiltered().
+    AvRes endFilter();
+
 private:
+    AvRes encode(AVFrame& frame);
     AvRes handleFilterFailure(const AvRes& res, const AudioFrame& frame);
 
     FilterGraphAudio mFilterGraph;

@@ -83,7 +83,8 @@ public:
     /// Starts the end of the stream: receivePacket() then returns the remaining packets and finally
     /// AvError::Eof. Returns AvError::Eof for a stream that is already ending, AvError::Again when packets
     /// must be received first, AvError::InvalidArgument when the codec is not open. A filter before the
-    /// codec is not ended: frames that are still in it are lost.
+    /// codec is not ended: frames that are still in it are lost unless endFilter() of the derived class was
+    /// called first.
     AvRes sendEndOfStream();
 
     /// Ends the stream and discards the remaining packets. Returns whether the end was reached. FFmpeg

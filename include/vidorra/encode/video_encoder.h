@@ -74,6 +74,16 @@ public:
     /// small to be converted, std::bad_alloc when there is no memory.
     AvRes sendFrame(const VideoFrame& frame);
 
+    /// Sends another frame that the filter has made: some filters make several frames from one, and
+    /// sendFrame() sends only the first. Receive the packets first. Returns AvError::Again when there is no
+    /// frame now, or no filter; AvError::Eof when the filter has ended; otherwise as sendFrame().
+    AvRes sendFiltered();
+
+    /// Tells the filter that no frame follows, and sends the first frame that it still held. Call
+    /// sendFiltered() for the others, and then sendEndOfStream() to end the codec. Returns the same as
+    /// sendFiltered().
+    AvRes endFilter();
+
     /// The format in which an encoder takes pictures of the format `wanted`: `wanted` itself if it is in the
     /// encoder's list, otherwise the first format in the list that agrees about alpha, otherwise the first
     /// format. AV_PIX_FMT_NONE for an encoder without a list, which may take any format. Throws
@@ -90,6 +100,7 @@ private:
     void logMissingSettings(const objstream::object& config) const;
     void openVaapiDevice(const objstream::object& config);
     void readEncoderLinesize();
+    AvRes encode(AVFrame& frame);
     AvRes handleFilterFailure(const AvRes& res, const VideoFrame& frame);
 
     // Released in reverse order.

@@ -18,9 +18,10 @@ template <std::size_t Threads>
 [[nodiscard]] unsigned long getNumberOfThreads(int requested);
 
 /// Blends the part of `src` that shows when its top left corner is at `position`, on up to `Threads`
-/// threads. Each thread takes an even number of rows, at least 4, and the calling thread takes the topmost.
-/// The threads are started for this call and have ended when it returns. Null plane pointers stay null.
-/// `numThreads` is the request for getNumberOfThreads(), which throws before anything is drawn.
+/// threads. Each thread takes an even number of rows, at least 4. The calling thread takes the topmost rows,
+/// and then rows that the others have not begun. The threads are started for this call and have ended when
+/// it returns. Null plane pointers stay null. `numThreads` is the request for getNumberOfThreads(), which
+/// throws before anything is drawn.
 ///
 /// At an odd position of semi-planar rasters the offset of the U,V pairs is rounded to whole pairs: down for
 /// an offset into the destination, up for one into the source.
