@@ -55,7 +55,7 @@ public:
     /// between "|", each meaning that channel in the usual layout of as many channels as there are names.
     /// "FR|FL" swaps two channels. Places behind the names, names of no channel of that layout, the empty
     /// name among them, and channels that an input does not have, are silent. Throws std::runtime_error for
-    /// more than eight names, and there is no map then.
+    /// more than eight names and std::bad_alloc, and there is no map then.
     void setChannelMapping(const std::string& map);
 
     /// How much of the input is held back, in microseconds; 0 before the first buffer.
