@@ -33,8 +33,8 @@ namespace vidorra {
 /// Owns: the graph. Copies: none. Threads: one at a time.
 /// Errors: std::runtime_error that names the step, without a code of FFmpeg. A description that cannot be
 /// built goes on failing, then with "Picture filtering failed", until there is another one or a picture of
-/// another shape. After std::bad_alloc, and after a frame that failed inside the graph, the next frame builds
-/// the graph again; the frames that were in it are lost.
+/// another shape. After a shortage of memory, and after a frame that failed inside the graph, the next frame
+/// builds the graph again; the frames that were in it are lost.
 class VIDORRA_API FFmpegFilterWrapper {
 public:
     /// No description: frames pass as they are.
