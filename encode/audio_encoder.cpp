@@ -108,7 +108,7 @@ AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
     if (const AvRes aligned = alignSamples(*avFrame); !aligned.ok) {
         return aligned;
     }
-    return avcodec_send_frame(&codec, avFrame.get());
+    return send(avFrame.get());
 }
 
 AvRes AudioEncoder::handleFilterFailure(const AvRes& res, const AudioFrame& frame) {

@@ -173,7 +173,7 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
             << avFrame->height << " " << static_cast<AVPixelFormat>(avFrame->format);
         return AvError::InvalidArgument;
     }
-    return avcodec_send_frame(&codec, avFrame.get());
+    return send(avFrame.get());
 }
 
 AvRes VideoEncoder::handleFilterFailure(const AvRes& res, const VideoFrame& frame) {

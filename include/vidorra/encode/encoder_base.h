@@ -27,6 +27,9 @@ namespace vidorra {
 ///     codec_id   the name of a codec, such as "h264": FFmpeg's default encoder for it; wins over codec
 ///     codec      the name of an encoder, such as "libx264"
 ///
+/// When the codec runs out of memory it is given up: from then on everything that gives it a frame or asks it
+/// for a packet fails with AvError::OutOfMemory, and only a new object encodes again.
+///
 /// It also keeps a ledger of the stretches in which the input had no signal, by which packets are marked.
 ///
 /// Owns: its AVCodecContext. Nothing is flushed by the destructor.
@@ -84,7 +87,7 @@ public:
 
     /// Ends the stream and throws away the packets that are left. Gives whether the end was reached. FFmpeg
     /// does not begin to end while it holds packets that nobody has received: then this throws those away and
-    /// gives false, and a second call ends.
+    /// gives false, and a second call ends. False for a codec that is given up.
     bool drain();
 
     /// FFmpeg's own object, never null: its time base, sizes and formats.
@@ -98,15 +101,22 @@ protected:
     /// that is nothing, or no map, has none. Throws as setOption().
     void setOptions(const objstream::object& options);
 
+    /// Gives the codec a frame, or with null the end of the stream. AvError::OutOfMemory once it is given up.
+    AvRes send(const AVFrame* frame);
+
     /// What log lines of this encoder start with.
     [[nodiscard]] const std::string& logName() const noexcept { return mLogName; }
 
 private:
+    AvRes watched(AvRes res) noexcept;
+
     AvPtr<AVCodecContext> mCodecContext;
     std::string mLogName;
     // The latest change: after the first one, one of the two is set and the other one null.
     Timestamp mNoSignalStart;
     Timestamp mNoSignalEnd;
+    // The codec has run out of memory. FFmpeg's encoders crash when they are used on.
+    bool mIsGivenUp = false;
 };
 
 }  // namespace vidorra
