@@ -117,10 +117,8 @@ TEST_F(OpenEncoder, GivesUpACodecThatRanOutOfMemoryWithAFrame) {
         ++calls;
         return AvError::OutOfMemory.code();
     });
-    const auto receive = encoderCalls().avcodecReceivePacket.replace([&calls](void*, void*) {
-        ++calls;
-        return 0;
-    });
+    const auto receive = encoderCalls().avcodecReceivePacket.replace(
+        [&calls](void*, void*) { return ++calls < 4 ? 0 : AvError::Eof.code(); });
     EXPECT_EQ(mEncoder.sendEndOfStream().error, AvError::OutOfMemory);
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(mEncoder.sendEndOfStream().error, AvError::OutOfMemory);
