@@ -15,7 +15,8 @@ namespace vidorra {
 
 /// The picture of an image file, or of the first packet of any source that FFmpeg opens. With a `format` it
 /// is converted to that and to `range`; with AV_PIX_FMT_NONE it keeps the decoder's format and range, and
-/// `range` is ignored. Empty for a format that libswscale cannot make, NVA12 among them.
+/// `range` is ignored. Empty for a format that libswscale cannot make, NVA12 among them, and where
+/// Scaler::scale() is for want of memory.
 ///
 /// One packet is read: an animated image gives its first picture, and a video whose first packet does not
 /// give a picture at once gives an error. Threads: all calls are free, as for the other operations here.

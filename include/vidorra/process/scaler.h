@@ -71,13 +71,14 @@ public:
     /// AVCOL_RANGE_UNSPECIFIED: if size and format stay too, the result keeps the range of `src`, and
     /// otherwise it says `range`.
     ///
-    /// Empty: for an empty `src`, for a size of 0, and for sizes and formats that libswscale cannot convert,
-    /// NVA12 among them unless the FFmpeg in use has it itself. Throws ScalerUnsupportedError where only the
-    /// range changes, or the format to NVA12, at the same size, and neither ColorRangeConverter nor
-    /// libswscale can do it: YUV420P to NVA12, NV12 or YUV420P; NV12 to NV12 or YUV420P; NVA12 to NVA12 or
-    /// YUV420P, except from limited NV12 or YUV420P to full YUV420P. Other formats of the same size pass
-    /// through libswscale, which may leave the pixels in their range where only the range was to change, such
-    /// as in YUV444P. Passes on what the allocator throws.
+    /// Empty: for an empty `src`, for a size of 0, for sizes and formats that libswscale cannot convert,
+    /// NVA12 among them unless the FFmpeg in use has it itself, and when libswscale finds no memory for its
+    /// context, which it does not tell apart. Throws ScalerUnsupportedError where only the range changes, or
+    /// the format to NVA12, at the same size, and neither ColorRangeConverter nor libswscale can do it:
+    /// YUV420P to NVA12, NV12 or YUV420P; NV12 to NV12 or YUV420P; NVA12 to NVA12 or YUV420P, except from
+    /// limited NV12 or YUV420P to full YUV420P. Other formats of the same size pass through libswscale, which
+    /// may leave the pixels in their range where only the range was to change, such as in YUV444P. Passes on
+    /// what the allocator throws.
     [[nodiscard]] Picture scale(const Picture& src, Size size, AVPixelFormat format, AVColorRange range);
 
     /// In the format and range of `src`, sharing its pixels when the size is the same.
