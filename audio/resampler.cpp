@@ -171,9 +171,11 @@ void Resampler::setChannelMapping(const std::string& map) {
         throw std::runtime_error("Too many channels in channel map");
     }
     const std::uint64_t layout = ffmpeg_ext::defaultChannelMask(static_cast<int>(names.size()));
-    std::transform(names.begin(), names.end(), mChannelMap.begin(), [layout](const std::string& name) {
+    auto channels = kNoMap;
+    std::transform(names.begin(), names.end(), channels.begin(), [layout](const std::string& name) {
         return channelIndex(layout, ffmpeg_ext::channelMaskFromName(name));
     });
+    mChannelMap = channels;
 }
 
 Timestamp Resampler::getDelay() const {

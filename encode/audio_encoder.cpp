@@ -127,7 +127,7 @@ AvRes AudioEncoder::encode(AVFrame& frame) {
     if (const AvRes aligned = alignSamples(frame); !aligned.ok) {
         return aligned;
     }
-    return avcodec_send_frame(context(), &frame);
+    return send(&frame);
 }
 
 AvRes AudioEncoder::handleFilterFailure(const AvRes& res, const AudioFrame& frame) {

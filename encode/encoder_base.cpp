@@ -123,7 +123,8 @@ tl::expected<Packet, AvError> EncoderBase::receivePacket() {
     if (!received) {
         return tl::unexpected(AvError::OutOfMemory);
     }
-    const AvRes res = avcodec_receive_packet(mCodecContext.get(), received.get());
+    const AvRes res = mIsGivenUp ? AvRes(AvError::OutOfMemory)
+                                 : watched(avcodec_receive_packet(mCodecContext.get(), received.get()));
     if (!res.ok) {
         return tl::unexpected(res.error);
     }
@@ -136,11 +137,23 @@ tl::expected<Packet, AvError> EncoderBase::receivePacket() {
     return packet;
 }
 
+AvRes EncoderBase::send(const AVFrame* frame) {
+    return mIsGivenUp ? AvRes(AvError::OutOfMemory) : watched(avcodec_send_frame(mCodecContext.get(), frame));
+}
+
+AvRes EncoderBase::watched(AvRes res) noexcept {
+    mIsGivenUp = res.error == AvError::OutOfMemory;
+    return res;
+}
+
 AvRes EncoderBase::sendEndOfStream() {
-    return avcodec_send_frame(mCodecContext.get(), nullptr);
+    return send(nullptr);
 }
 
 bool EncoderBase::drain() {
+    if (mIsGivenUp) {
+        return false;
+    }
     // A stream that has already ended refuses to end again, and is drained anyway.
     static_cast<void>(avcodec_send_frame(mCodecContext.get(), nullptr));
     for (;;) {

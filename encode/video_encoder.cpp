@@ -193,7 +193,7 @@ AvRes VideoEncoder::encode(AVFrame& frame) {
             << " " << static_cast<AVPixelFormat>(frame.format);
         return AvError::InvalidArgument;
     }
-    return avcodec_send_frame(context(), &frame);
+    return send(&frame);
 }
 
 AvRes VideoEncoder::handleFilterFailure(const AvRes& res, const VideoFrame& frame) {

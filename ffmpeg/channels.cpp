@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <new>
 
 #include "ffmpeg/versions.h"
 
@@ -159,7 +160,11 @@ std::uint64_t defaultChannelMask(int channels) {
 std::uint64_t channelMaskFromName(const std::string& name) {
 #if HAVE_CH_LAYOUT
     AVChannelLayout layout{};
-    if (av_channel_layout_from_string(&layout, name.c_str()) < 0) {
+    const int res = av_channel_layout_from_string(&layout, name.c_str());
+    if (res == AVERROR(ENOMEM)) {
+        throw std::bad_alloc();
+    }
+    if (res < 0) {
         return 0;
     }
     const std::uint64_t mask = layout.order == AV_CHANNEL_ORDER_NATIVE ? layout.u.mask : 0;

@@ -39,7 +39,7 @@ std::string describeChannelMask(std::uint64_t mask);
 /// The usual mask for a number of channels, the same with every FFmpeg version; 0 when there is none.
 std::uint64_t defaultChannelMask(int channels);
 
-/// The mask for FFmpeg's name of a channel or a layout; 0 for an unknown name.
+/// The mask for FFmpeg's name of a channel or a layout; 0 for an unknown name. Throws std::bad_alloc.
 std::uint64_t channelMaskFromName(const std::string& name);
 
 }  // namespace vidorra::ffmpeg_ext

@@ -96,8 +96,6 @@ void FFmpegFilterWrapper::build(const std::string& sourceArguments, AVMediaType 
     if (mFilterSpec.empty()) {
         return;
     }
-    // Deliberate: a failure below leaves the graph incomplete, so that the next frame of the same kind does
-    // not try again. Without a source the graph gets no frames.
     createGraph();
     switch (type) {
     case AVMEDIA_TYPE_VIDEO:
@@ -114,29 +112,32 @@ void FFmpegFilterWrapper::build(const std::string& sourceArguments, AVMediaType 
     if (mBufferSource == nullptr || mBufferSink == nullptr) {
         throw std::runtime_error("Filtering source or sink element not found");
     }
+    // Deliberate: a failure leaves the graph incomplete, so that the next frame of the same kind does not try
+    // again; without a source the graph gets no frames. Only a shortage of memory is worth another try.
+    const auto check = [this](int code, const char* failureText) {
+        if (code >= 0) {
+            return;
+        }
+        if (code == AVERROR(ENOMEM)) {
+            destroyGraph();
+        }
+        throw std::runtime_error(failureText);
+    };
     AVFilterContext* source = nullptr;
     AVFilterContext* sink = nullptr;
-    if (avfilter_graph_create_filter(&source, mBufferSource, "in", sourceArguments.c_str(), nullptr, mGraph) <
-        0) {
-        throw std::runtime_error("Cannot create buffer source");
-    }
-    if (avfilter_graph_create_filter(&sink, mBufferSink, "out", nullptr, nullptr, mGraph) < 0) {
-        throw std::runtime_error("Cannot create buffer sink");
-    }
+    check(
+        avfilter_graph_create_filter(&source, mBufferSource, "in", sourceArguments.c_str(), nullptr, mGraph),
+        "Cannot create buffer source");
+    check(avfilter_graph_create_filter(&sink, mBufferSink, "out", nullptr, nullptr, mGraph),
+          "Cannot create buffer sink");
     fillEnd(*mOutputs, "in", source);
     fillEnd(*mInputs, "out", sink);
-    if (mOutputs->name == nullptr || mInputs->name == nullptr) {
-        throw std::runtime_error("Out of memory");
-    }
+    check(mOutputs->name != nullptr && mInputs->name != nullptr ? 0 : AVERROR(ENOMEM), "Out of memory");
     const ffmpeg_ext::ParsedFilters parsed =
         ffmpeg_ext::parseFilters(*mGraph, mFilterSpec.c_str(), &mInputs, &mOutputs, nullptr);
-    if (parsed.code < 0 && !parsed.lacksDevice) {
-        throw std::runtime_error("Cannot parse filter spec");
-    }
-    if (parsed.lacksDevice || ffmpeg_ext::keepRangeInScaling(*mGraph, range) < 0 ||
-        avfilter_graph_config(mGraph, nullptr) < 0) {
-        throw std::runtime_error("Cannot configure filter");
-    }
+    check(parsed.code, parsed.lacksDevice ? "Cannot configure filter" : "Cannot parse filter spec");
+    check(ffmpeg_ext::keepRangeInScaling(*mGraph, range), "Cannot configure filter");
+    check(avfilter_graph_config(mGraph, nullptr), "Cannot configure filter");
     mSourceContext = source;
     mSinkContext = sink;
     mMediaType = type;

@@ -79,6 +79,18 @@ TEST_F(AudioEncoderCalls, AFrameOfOtherChannelsDoesNotReachTheCodec) {
     }
 }
 
+TEST_F(AudioEncoderCalls, ACodecThatRanOutOfMemoryIsGivenUp) {
+    int calls = 0;
+    const auto replaced = encoderCalls().avcodecSendFrame.replace([&calls](void*, const void*) {
+        ++calls;
+        return AvError::OutOfMemory.code();
+    });
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(mEncoder.sendFrame(frame(AV_SAMPLE_FMT_S16)).error, AvError::OutOfMemory);
+    }
+    EXPECT_EQ(calls, 1);
+}
+
 TEST_F(AudioEncoderCalls, TheResultOfTheCodecIsPassedBack) {
     const auto busy = encoderCalls().avcodecSendFrame.replace([](void*, const void*) { return -11; });
     EXPECT_EQ(mEncoder.sendFrame(frame(AV_SAMPLE_FMT_S16)).error, AvError::Again);

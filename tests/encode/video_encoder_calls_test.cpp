@@ -135,6 +135,20 @@ TEST_F(CodecInput, IsNoneForAPictureOfAnotherSize) {
     EXPECT_EQ(mCalls, 0);
 }
 
+TEST_F(CodecInput, IsNoneOnceTheCodecRanOutOfMemory) {
+    VideoEncoder encoder(videoConfig("mpeg4"));
+    int calls = 0;
+    const auto replaced = encoderCalls().avcodecSendFrame.replace([&calls](void*, const void*) {
+        ++calls;
+        return AvError::OutOfMemory.code();
+    });
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(encoder.sendFrame(frameAt(plainPicture(kVideoSize, AV_PIX_FMT_YUV420P, 1), i)).error,
+                  AvError::OutOfMemory);
+    }
+    EXPECT_EQ(calls, 1);
+}
+
 TEST_F(CodecInput, GivesTheResultOfTheCodec) {
     VideoEncoder encoder(videoConfig("mpeg4"));
     const auto replaced = encoderCalls().avcodecSendFrame.replace(

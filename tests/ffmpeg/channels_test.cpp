@@ -1,8 +1,13 @@
 #include "ffmpeg/channels.h"
 
 #include <climits>
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <new>
+#include <string>
+
+#include "support/allocation_limit.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -203,6 +208,19 @@ TEST(DefaultChannelMask, IsTheUsualLayoutForANumberOfChannels) {
     }
     EXPECT_EQ(defaultChannelMask(INT_MIN), 0U);
     EXPECT_EQ(defaultChannelMask(INT_MAX), 0U);
+}
+
+TEST(Channels, ANameIsNotUnknownForWantOfMemory) {
+    const std::string name = "FL+FR+FC+LFE+BL+BR+FLC+FRC+BC+SL+SR+TC";
+    ASSERT_EQ(channelMaskFromName(name), 0xfffU);
+    const test::AllocationLimit limit(33);
+    // FFmpeg's older versions read names without memory.
+    std::uint64_t mask = 0xfff;
+    try {
+        mask = channelMaskFromName(name);
+    } catch (const std::bad_alloc&) {
+    }
+    EXPECT_EQ(mask, 0xfffU);
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ struct Failures {
     bool list = false;
     bool text = false;
     bool frame = false;
+    bool configuration = false;
     // The code for frames sent to the source.
     int sending = 0;
     int sendingFlags = -1;
@@ -98,6 +99,11 @@ char* __wrap_av_strdup(const char* text) {
 AVFrame* __real_av_frame_alloc();
 AVFrame* __wrap_av_frame_alloc() {
     return failures().frame ? nullptr : __real_av_frame_alloc();
+}
+
+int __real_avfilter_graph_config(AVFilterGraph* graph, void* logContext);
+int __wrap_avfilter_graph_config(AVFilterGraph* graph, void* logContext) {
+    return failures().configuration ? AVERROR(ENOMEM) : __real_avfilter_graph_config(graph, logContext);
 }
 
 int __real_av_buffersrc_add_frame_flags(AVFilterContext* source, AVFrame* frame, int flags);
@@ -258,6 +264,25 @@ TEST_F(FilterCalls, AGraphThatMemoryWasShortForIsBuiltByTheNextFrame) {
         failures().*shortage = false;
     }
     EXPECT_EQ(filter.processPicture(picture).frameSize(), picture.frameSize());
+}
+
+TEST_F(FilterCalls, SoIsAGraphThatFfmpegCouldNotBuildForWantOfMemory) {
+    const auto expectBuiltAfterwards = [](const char* failureText) {
+        FFmpegFilterWrapper filter;
+        filter.setFilterSpec("hflip");
+        Picture picture({64, 48}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG, 32);
+        EXPECT_THROW_TEXT(std::runtime_error, failureText, static_cast<void>(filter.processPicture(picture)));
+        failures() = Failures();
+        EXPECT_EQ(filter.processPicture(picture).frameSize(), picture.frameSize());
+    };
+    failures().creation = "in";
+    expectBuiltAfterwards("Cannot create buffer source");
+    failures().creation = "out";
+    expectBuiltAfterwards("Cannot create buffer sink");
+    failures().text = true;
+    expectBuiltAfterwards("Out of memory");
+    failures().configuration = true;
+    expectBuiltAfterwards("Cannot configure filter");
 }
 
 TEST_F(FilterCalls, FramesArePushedThroughTheGraph) {

@@ -55,7 +55,7 @@ public:
     /// by "|". A name means that channel in the usual layout with as many channels as there are names.
     /// "FR|FL" swaps two channels. A place is silent if it is past the last name, if its name is empty or
     /// not a channel of that layout, or if the input lacks the channel. Throws std::runtime_error for more
-    /// than eight names; no map is set then.
+    /// than eight names, and std::bad_alloc; no map is set then.
     void setChannelMapping(const std::string& map);
 
     /// How much of the input the resampler holds back, in microseconds; 0 before the first buffer.

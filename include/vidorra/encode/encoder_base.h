@@ -28,6 +28,9 @@ namespace vidorra {
 ///     codec_id   the name of a codec, such as "h264": FFmpeg's default encoder for it; wins over codec
 ///     codec      the name of an encoder, such as "libx264"
 ///
+/// When the codec runs out of memory it is given up: after that, every call that sends a frame or asks for a
+/// packet fails with AvError::OutOfMemory. Only a new object encodes again.
+///
 /// It also keeps a ledger of the times at which the input had no signal, and marks packets accordingly.
 ///
 /// Owns: its AVCodecContext. The destructor flushes nothing.
@@ -89,7 +92,7 @@ public:
 
     /// Ends the stream and discards the remaining packets. Returns whether the end was reached. FFmpeg
     /// cannot end a stream while it holds packets that were not received; this then discards them and
-    /// returns false, and a second call ends the stream.
+    /// returns false, and a second call ends the stream. Returns false for a codec that is given up.
     bool drain();
 
     /// FFmpeg's own object, never null: its time base, sizes and formats.
@@ -103,15 +106,22 @@ protected:
     /// object that is not a map has no options. Throws as setOption().
     void setOptions(const objstream::object& options);
 
+    /// Sends the codec a frame, or null for the end of the stream. AvError::OutOfMemory once it is given up.
+    AvRes send(const AVFrame* frame);
+
     /// The prefix of this encoder's log lines.
     [[nodiscard]] const std::string& logName() const noexcept { return mLogName; }
 
 private:
+    AvRes watched(AvRes res) noexcept;
+
     AvPtr<AVCodecContext> mCodecContext;
     std::string mLogName;
     // The latest change: once there was one, one of the two is set and the other one is null.
     Timestamp mNoSignalStart;
     Timestamp mNoSignalEnd;
+    // The codec has run out of memory. FFmpeg's encoders crash when they are used on.
+    bool mIsGivenUp = false;
 };
 
 }  // namespace vidorra

@@ -32,8 +32,8 @@ namespace vidorra {
 /// Owns: the graph. Not copyable. Threads: one at a time.
 /// Errors: std::runtime_error that names the step, without a code of FFmpeg. A description that cannot be
 /// built keeps failing, then with "Picture filtering failed", until another description is set or a picture
-/// of another shape comes. After std::bad_alloc, and after a frame that failed inside the graph, the next
-/// frame builds the graph again, and the frames that were in it are lost.
+/// of another shape comes. After a shortage of memory, and after a frame that failed inside the graph, the
+/// next frame builds the graph again, and the frames that were in it are lost.
 class VIDORRA_API FFmpegFilterWrapper {
 public:
     /// No description: frames pass unchanged.

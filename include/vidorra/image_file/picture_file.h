@@ -15,7 +15,8 @@ namespace vidorra {
 
 /// The picture of an image file, or of the first packet of any source that FFmpeg opens. The picture is
 /// converted to `format` and `range`; with AV_PIX_FMT_NONE it keeps the decoder's format and range, and
-/// `range` is ignored. Empty for a format that libswscale cannot make, such as NVA12.
+/// `range` is ignored. Empty for a format that libswscale cannot make, such as NVA12, and when libswscale
+/// finds no memory.
 ///
 /// Only one packet is read: an animated image gives its first picture, and a video whose first packet gives
 /// no picture is an error. Threads: thread-safe, like the other functions here.

@@ -73,7 +73,8 @@ public:
     /// `range`.
     ///
     /// The result is empty for an empty `src`, for a size of 0, and for sizes and formats that libswscale
-    /// cannot convert, which include NVA12 unless the FFmpeg in use has it itself.
+    /// cannot convert, which include NVA12 unless the FFmpeg in use has it itself. It is also empty when
+    /// libswscale finds no memory for its context, which it does not tell apart.
     ///
     /// Throws ScalerUnsupportedError when the size stays and neither ColorRangeConverter nor libswscale can
     /// change the range or convert to NVA12: YUV420P to NVA12, NV12 or YUV420P; NV12 to NV12 or YUV420P;

@@ -63,6 +63,16 @@ struct object::Array {
     std::vector<object> elements;
 };
 
+namespace {
+
+// Not by the variant's own copying: libstdc++ takes a variant with a string for one that always has a value,
+// and destroys what is not there when there is no memory for the copy.
+object::Scalar copyOf(const object::Scalar& scalar) {
+    return std::visit([](auto value) { return object::Scalar(std::move(value)); }, scalar);
+}
+
+}  // namespace
+
 template <class S>
 bad_objstream_cast<S>::bad_objstream_cast(const S& value, std::string_view sourceType,
                                           std::string_view targetType)
@@ -106,7 +116,7 @@ object::object(const object& other) {
     case Kind::Nothing:
         break;
     case Kind::Scalar:
-        mContent = *other.scalar();
+        mContent = copyOf(*other.scalar());
         break;
     case Kind::Map:
         mContent = std::make_unique<Map>(*std::get<std::unique_ptr<Map>>(other.mContent));
