@@ -89,7 +89,8 @@ struct ClipOptions {
     Timestamp in;
     Timestamp out;
 
-    /// How often to read it, 0 for ever. A source that cannot seek is read once.
+    /// How often to read it, 0 for ever, which is a hundred years of stamps. A source that cannot seek is
+    /// read once.
     std::uint64_t passes = 1;
 
     /// Ends each pass with its pictures: sound after the last picture is cut. By default a pass ends with
@@ -103,7 +104,7 @@ struct ClipOptions {
     /// ClipReader::setThreadBudget(). The number of threads does not change the frames.
     int threads = 0;
 
-    /// The longest time for opening, and for each wait for bytes; 0 for no limit.
+    /// The longest time for opening, and for each wait for the next packet of a chosen track; 0 for no limit.
     std::chrono::microseconds openTimeout = std::chrono::seconds(30);
     std::chrono::microseconds readTimeout = std::chrono::seconds(30);
 
@@ -149,7 +150,7 @@ struct ClipCounters {
 /// end.
 ///
 /// The constructor opens nothing. Whatever needs the open source opens it first, so each of these calls can
-/// throw what open() throws.
+/// throw what open() throws. A reader that was moved from can be assigned to and destroyed, and nothing else.
 ///
 /// Threads: one at a time, except for stop(), stopped(), position() and counters(), which any thread may
 /// call.
@@ -192,7 +193,8 @@ public:
     /// Continues at a time of the first pass, counted from the in point. The next frames have stamps from
     /// there on, and a loop starts to count its passes again. A time before 0 means 0; after the end read()
     /// returns nothing. Throws FFmpegError when the source cannot seek and the time is before the current
-    /// position.
+    /// position, which changes nothing, and when reading or opening fails; the reader is then at its end
+    /// until another call.
     void seek(const Timestamp& to, SeekTo mode = SeekTo::Exact);
 
     /// Ends a running call in another thread and all later ones for good: read() returns nothing, and other

@@ -33,6 +33,9 @@ namespace vidorra {
 ///         }
 ///     }
 ///
+/// ClipReader reads frames with less work, and all of them. Use this class for packets, streams and decoders
+/// themselves.
+///
 /// Times are in microseconds and include the source's time origin: its start by the wall clock if it knows
 /// that, or its metadata "timeorigin".
 ///

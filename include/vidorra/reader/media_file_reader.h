@@ -36,6 +36,9 @@ namespace vidorra {
 /// file that is not interleaved, and decoding that falls more than 200 ms behind the clock.
 ///
 /// Frames that a decoder holds back at the end of a file are not delivered; docs/LIMITS.md lists the codecs.
+/// ClipReader delivers them: use it for every frame of a file, for loops without a gap, exact points and
+/// seeks, timeouts, and bytes from memory. Use this class if a program relies on its warnings or on
+/// FormatContext.
 ///
 /// Threads: one at a time, except for interrupt(). The store is called on the reading thread.
 class VIDORRA_API MediaFileReader : public FormatContext {

@@ -48,6 +48,9 @@ namespace vidorra {
 /// If both kinds are selected, request both, and start soon after construction: while a queue is full the
 /// thread waits, drops frames of that kind, and delivers those of the other kind too late.
 ///
+/// A ClipReader on a thread of your own suits sources that fail, block or are short: it returns every frame,
+/// can be stopped while it waits, and reports errors to its caller.
+///
 /// Owns: the thread. The destructor joins it when it has decoded its packet, or when a blocking read in
 /// FFmpeg returns, however long that takes. Threads: getVideoFrame(), getAudioFrame() and getPtsStarted()
 /// are thread-safe. The reader part belongs to this object's own thread: do not call functions of the base
