@@ -34,7 +34,7 @@ void requireVideo(const AVCodecContext& context) {
     }
 }
 
-// Deliberate: the name in the configuration decides, also where the codec was chosen by its id.
+// Deliberate: the name in the configuration decides, even if the codec was chosen by its id.
 bool namesOmxEncoder(const objstream::object& config) {
     if (!config.hasKey("codec")) {
         return false;
@@ -80,7 +80,7 @@ VideoEncoder::VideoEncoder(const objstream::object& config)
 
 VideoEncoder::~VideoEncoder() = default;
 
-// The codec refuses these without a word about them. Options can have set them as well.
+// The codec refuses these without an explanation. Options may have set them instead.
 void VideoEncoder::logMissingSettings(const objstream::object& config) const {
     const AVCodecContext& codec = *codecContext();
     if (codec.width <= 0 || codec.height <= 0) {
@@ -130,12 +130,12 @@ void VideoEncoder::openVaapiDevice(const objstream::object& config) {
     if (codec.hw_frames_ctx == nullptr) {
         throw std::bad_alloc();
     }
-    // The format of the pictures stays: it is what the filters get.
+    // The filters still get pictures in their own format.
     codec.pix_fmt = AV_PIX_FMT_VAAPI;
 }
 
 void VideoEncoder::readEncoderLinesize() {
-    // What the call with these flags means is an addition of the FFmpeg builds that have these encoders.
+    // The FFmpeg builds with these encoders define the meaning of a call with these flags.
     constexpr int kAskForLinesizes = 4;
     const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
     if (!frame) {
@@ -154,7 +154,7 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
         return AvError::InvalidArgument;
     }
     AVCodecContext& codec = *context();
-    // Deliberate: a picture that is converted loses its metadata and side data.
+    // Deliberate: a converted picture loses its metadata and side data.
     VideoFrame local =
         frame.picture().pixelFormat() == codec.pix_fmt
             ? frame
@@ -167,13 +167,33 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
     if (!filtered.ok) {
         return handleFilterFailure(filtered, local);
     }
-    if (!encoderAccepts(codec, *avFrame)) {
+    return encode(*avFrame);
+}
+
+AvRes VideoEncoder::sendFiltered() {
+    AvPtr<AVFrame> avFrame = makeAvPtr<AVFrame>();
+    const AvRes filtered = mFilterGraph.receiveFrame(avFrame);
+    return filtered.ok ? encode(*avFrame) : filtered;
+}
+
+AvRes VideoEncoder::endFilter() {
+    if (mFilterGraph.empty()) {
+        return AvError::Again;
+    }
+    AvPtr<AVFrame> avFrame = makeAvPtr<AVFrame>();
+    avFrame.reset();
+    const AvRes filtered = mFilterGraph.filterFrame(avFrame);
+    return filtered.ok ? encode(*avFrame) : filtered;
+}
+
+AvRes VideoEncoder::encode(AVFrame& frame) {
+    if (!encoderAccepts(*context(), frame)) {
         logger::log(kLogWarning, logName())
-            << "sendFrame(): not of the encoder's size and format: " << avFrame->width << "x"
-            << avFrame->height << " " << static_cast<AVPixelFormat>(avFrame->format);
+            << "sendFrame(): not of the encoder's size and format: " << frame.width << "x" << frame.height
+            << " " << static_cast<AVPixelFormat>(frame.format);
         return AvError::InvalidArgument;
     }
-    return send(avFrame.get());
+    return send(&frame);
 }
 
 AvRes VideoEncoder::handleFilterFailure(const AvRes& res, const VideoFrame& frame) {

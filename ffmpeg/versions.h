@@ -1,7 +1,7 @@
 #pragma once
 
-/// What changed between the versions of FFmpeg, one line for each change. This is the only file of the
-/// project that asks for a version; the sources of this folder ask for the changes.
+/// The changes between FFmpeg versions, one line for each. This is the only file of the project that tests
+/// versions; the sources of this folder test the changes.
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -16,6 +16,7 @@ extern "C" {
 #define HAVE_CHANNEL_MASK_FIELD (LIBAVUTIL_VERSION_MAJOR < 59)
 #define HAVE_SUPPORTED_CONFIG (LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100))
 #define MJPEG_LISTS_HALF_ITS_FORMATS (LIBAVCODEC_VERSION_MAJOR < 59)
+#define HAVE_CODED_SIDE_DATA (LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 102))
 #define HAVE_PACKET_TIME_BASE (LIBAVCODEC_VERSION_MAJOR >= 59)
 #define DICTIONARY_SIZE_IS_INT (LIBAVCODEC_VERSION_MAJOR < 59)
 #define HAVE_SOURCE_RANGE (LIBAVFILTER_VERSION_MAJOR >= 10)
@@ -25,7 +26,7 @@ extern "C" {
 
 namespace vidorra::ffmpeg_ext {
 
-/// What an AVClass of ours has to declare.
+/// The version that our AVClass objects must declare.
 inline constexpr int kAvutilVersion = LIBAVUTIL_VERSION_INT;
 
 }  // namespace vidorra::ffmpeg_ext

@@ -34,8 +34,8 @@ protected:
         return drawn(renderer.render(text, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG, {}, {}));
     }
 
-    // Lets each allocation of `call` fail alone, until it makes no more; `check` follows each call. How many
-    // failed.
+    // Lets each allocation of `call` fail in turn, until it makes no more; calls `check` after each. Returns
+    // how many failed.
     static long failEach(const std::function<void()>& prepare, const std::function<void()>& call,
                          const std::function<void(bool thrown)>& check) {
         for (long succeeding = 0;; ++succeeding) {
@@ -134,7 +134,7 @@ TEST(TextMemory, AllCharactersOneAfterTheOtherTakeNoMoreThanTheGlyphsMay) {
             most = std::max(most, heapInUse() - before);
         }
     }
-    // What the bound is for: all of them take more.
+    // The bound is needed: all glyphs together take more.
     EXPECT_GT(most, std::size_t{15} << 20);
     EXPECT_LT(most, std::size_t{17} << 20);
 }
