@@ -13,18 +13,14 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// Ends the stream of an open decoder and throws away what it still holds.
-AvRes discardFrames(AVCodecContext& codec) {
+// Ends the stream of a decoder and throws away what it still holds, by way of `frame`.
+AvRes discardFrames(AVCodecContext& codec, AVFrame& frame) {
     const AvRes sent = avcodec_send_packet(&codec, nullptr);
     if (!sent.ok && sent.error != AvError::Eof) {
         return sent;
     }
     for (;;) {
-        const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
-        if (!frame) {
-            return AvError::OutOfMemory;
-        }
-        const AvRes res = avcodec_receive_frame(&codec, frame.get());
+        const AvRes res = avcodec_receive_frame(&codec, &frame);
         if (!res.ok) {
             return res.error == AvError::Eof ? AvRes(0) : res;
         }
@@ -37,13 +33,13 @@ DecoderBase::DecoderBase()
     : mCodecContext(nullptr, [](AVCodecContext* context) { avcodec_free_context(&context); }) {}
 
 DecoderBase::~DecoderBase() {
-    if (!mCodecContext) {
+    // Deliberate: nothing is drained, and nothing logged, after a failure that was told already.
+    if (!mCodecContext || mFailed) {
         return;
     }
     try {
         const AvRes res = drain();
-        // Deliberate: an exception has told of a decoder that could not be opened.
-        if (!res.ok && !mFailed) {
+        if (!res.ok) {
             logFormatted(kLogError, mPrefix, "Decoder draining is failed: {}", res);
         }
     } catch (...) {
@@ -60,19 +56,33 @@ AvRes DecoderBase::send(const Packet& packet) const {
 }
 
 AvRes DecoderBase::send(const AVPacket& packet) const {
-    return avcodec_send_packet(&context(), &packet);
+    AVCodecContext& codec = context();
+    return isGivenUp() ? AvRes(AvError::OutOfMemory) : watched(avcodec_send_packet(&codec, &packet));
 }
 
 tl::expected<AvPtr<AVFrame>, AvError> DecoderBase::receiveAvFrame() const {
+    AVCodecContext& codec = context();
     AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
     if (!frame) {
         return tl::unexpected(AvError::OutOfMemory);
     }
-    const AvRes res = avcodec_receive_frame(&context(), frame.get());
+    const AvRes res =
+        isGivenUp() ? AvRes(AvError::OutOfMemory) : watched(avcodec_receive_frame(&codec, frame.get()));
     if (!res.ok) {
         return tl::unexpected(res.error);
     }
     return frame;
+}
+
+bool DecoderBase::isGivenUp() const noexcept {
+    return mFailed && mCodecContext && avcodec_is_open(mCodecContext.get()) != 0;
+}
+
+AvRes DecoderBase::watched(AvRes res) const noexcept {
+    if (res.error == AvError::OutOfMemory) {
+        mFailed = true;
+    }
+    return res;
 }
 
 Dictionary DecoderBase::prepareCodec(std::optional<ChosenCodec> chosen, const AVCodecParameters& parameters) {
@@ -98,9 +108,11 @@ Dictionary DecoderBase::prepareCodec(std::optional<ChosenCodec> chosen, const AV
 
 void DecoderBase::openCodec(Dictionary& options) {
     const AVCodec* codec = context().codec;
+    // FFmpeg does nothing for a codec that is open already.
+    const bool givenUp = isGivenUp();
     logger::log(kLogCodec, mPrefix) << "opening codec: \"" << codec->name << "\"";
     const AvRes res = avcodec_open2(mCodecContext.get(), codec, options.address());
-    mFailed = !res.ok;
+    mFailed = givenUp || !res.ok;
     if (!res.ok) {
         // FFmpeg clears the field when it fails.
         mCodecContext->codec = codec;
@@ -112,10 +124,14 @@ void DecoderBase::openCodec(Dictionary& options) {
 
 AvRes DecoderBase::drain() {
     AVCodecContext& codec = context();
-    const AvRes res = discardFrames(codec);
+    if (isGivenUp()) {
+        return AvError::OutOfMemory;
+    }
+    const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
+    const AvRes res = frame ? watched(discardFrames(codec, *frame)) : AvRes(AvError::OutOfMemory);
     // Deliberate: after a failure too. A decoder whose stream has ended refuses everything until it is
     // flushed, and the last frame of many files, a sample cut in half for one, cannot be decoded.
-    if (avcodec_is_open(&codec) != 0) {
+    if (!isGivenUp() && avcodec_is_open(&codec) != 0) {
         avcodec_flush_buffers(&codec);
     }
     return res;

@@ -221,7 +221,8 @@ void FormatContext::setKeyFrameFlag(Packet& packet) const {
 
 std::unique_ptr<DecoderBase>& FormatContext::getCodecContext(unsigned streamIndex) {
     const auto found = mDecoders.find(static_cast<int>(streamIndex));
-    if (found != mDecoders.end()) {
+    // Deliberate: a decoder that is given up for want of memory is replaced. It would fail for ever.
+    if (found != mDecoders.end() && !(found->second && found->second->isGivenUp())) {
         return found->second;
     }
     if (mFormatContext == nullptr) {

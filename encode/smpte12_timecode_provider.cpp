@@ -36,6 +36,10 @@ SMPTE12Timecode SMPTE12TimecodeProvider::nextTimecode(const Timestamp& timestamp
     if (num <= 0 || den <= 0) {
         throw std::invalid_argument("SMPTE12TimecodeProvider: the frame duration must be positive");
     }
+    // Deliberate: numbers count from 0, and the remainders below would not.
+    if (timestamp.value < 0) {
+        throw std::invalid_argument("SMPTE12TimecodeProvider: the time must not be negative");
+    }
     std::int64_t fps = den / num;
     const std::int64_t rest = den - fps * num;
     std::int64_t number = timestamp.rescale(mFrameDuration).value;

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/shown_url.h"
 #include "ffmpeg/pixel_formats.h"
 #include "objstream/object.h"
 #include "vidorra/core/format.h"
@@ -28,7 +29,7 @@ AVCodecID guessCodec(const std::string& filename) {
     // Not const with every generation of FFmpeg.
     auto* format = av_guess_format(nullptr, filename.c_str(), nullptr);
     if (format == nullptr) {
-        throw std::runtime_error(fmt::format("Could not find format for {}", filename));
+        throw std::runtime_error(fmt::format("Could not find format for {}", shownUrl(filename)));
     }
     return av_guess_codec(format, nullptr, filename.c_str(), nullptr, AVMEDIA_TYPE_VIDEO);
 }
@@ -57,7 +58,7 @@ using File = std::unique_ptr<AVIOContext, CloseFile>;
 File createFile(const std::string& filename) {
     AVIOContext* file = nullptr;
     if (avio_open(&file, filename.c_str(), AVIO_FLAG_WRITE) < 0) {
-        throw std::runtime_error(fmt::format("Could not open output file {}", filename));
+        throw std::runtime_error(fmt::format("Could not open output file {}", shownUrl(filename)));
     }
     return File(file);
 }
@@ -101,16 +102,17 @@ Picture loadPicture(const std::string& filename, AVPixelFormat format, AVColorRa
         try {
             source.open("", false, std::chrono::microseconds(0));
         } catch (const std::runtime_error&) {
-            throw std::runtime_error(fmt::format("Couldn't open file: {}", filename));
+            throw std::runtime_error(fmt::format("Couldn't open file: {}", shownUrl(filename)));
         }
         const Packet packet = source.readPacket();
         if (packet.size < 1) {
-            throw std::runtime_error(fmt::format("no ffmpeg packet while loading file: {}", filename));
+            throw std::runtime_error(
+                fmt::format("no ffmpeg packet while loading file: {}", shownUrl(filename)));
         }
         picture = std::move(source.decodeVideoPacket(packet).picture());
     }
     if (picture.empty()) {
-        throw std::runtime_error(fmt::format("empty while loading file: {}", filename));
+        throw std::runtime_error(fmt::format("empty while loading file: {}", shownUrl(filename)));
     }
     if (format != AV_PIX_FMT_NONE) {
         return ColorSpaceConverter::convertTo(picture, format, range);
@@ -160,7 +162,7 @@ void savePicture(Picture picture, const std::string& filename, AVCodecID codec) 
     avio_write(file.get(), packet.data, packet.size);
     avio_flush(file.get());
     if (file->error < 0) {
-        throw std::runtime_error(fmt::format("Could not write output file {}", filename));
+        throw std::runtime_error(fmt::format("Could not write output file {}", shownUrl(filename)));
     }
 }
 

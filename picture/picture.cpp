@@ -108,14 +108,18 @@ bool Picture::hasAlpha() const noexcept {
     return descriptor != nullptr && (descriptor->flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
 }
 
-std::size_t Picture::bytesInBuffer(std::size_t plane) const noexcept {
+std::optional<std::size_t> Picture::bytesInBuffer(std::size_t plane) const noexcept {
     const std::uint8_t* data = mData[plane];
+    std::optional<std::size_t> bytes;
     for (const MemBuffer& buffer : mBuffers) {
         if (isInBuffer(data, buffer)) {
             return static_cast<std::size_t>(buffer.data() + buffer.size() - data);
         }
+        if (data != nullptr && !buffer.empty() && data == buffer.data() + buffer.size()) {
+            bytes = 0;
+        }
     }
-    return 0;
+    return bytes;
 }
 
 void Picture::allocBuffer(int alignment) {

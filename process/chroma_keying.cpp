@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 
 #include "process/chroma.h"
@@ -31,8 +32,8 @@ void clearAndMark(unsigned char* alpha, int linesize, int height) {
 bool endsBeforeItsLastRow(const Picture& picture) {
     const std::ptrdiff_t linesize = picture.linesize()[3];
     const std::ptrdiff_t rows = linesize > 0 ? linesize * picture.frameSize().height : -linesize;
-    const std::size_t available = picture.bytesInBuffer(3);
-    return available != 0 && available < std::max(static_cast<std::size_t>(rows), kMarker.size());
+    const std::optional<std::size_t> available = picture.bytesInBuffer(3);
+    return available && *available < std::max(static_cast<std::size_t>(rows), kMarker.size());
 }
 
 // The same without what lies between the rows.
@@ -42,7 +43,7 @@ void clearAndMarkPixels(const Picture& picture) {
     for (std::ptrdiff_t y = 0; y < size.height; ++y) {
         std::memset(alpha + y * picture.linesize()[3], 0, static_cast<std::size_t>(size.width));
     }
-    std::memcpy(alpha, kMarker.data(), std::min(picture.bytesInBuffer(3), kMarker.size()));
+    std::memcpy(alpha, kMarker.data(), std::min(picture.bytesInBuffer(3).value_or(0), kMarker.size()));
 }
 
 std::array<unsigned char, 2> keyBytes(const Color& key) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 
 #include "ffmpeg/pixel_formats.h"
@@ -54,8 +55,8 @@ void fillWithDebugData(Picture& picture) {
         const std::int64_t rows = picture.frameSize().height >> (isChroma ? chromaShift : 0);
         std::int64_t bytes = rows * picture.linesize()[plane];
         // The last row of a view can end with its last pixel, and a palette has no rows.
-        if (const std::size_t available = picture.bytesInBuffer(plane); available != 0) {
-            bytes = std::min(bytes, static_cast<std::int64_t>(available));
+        if (const std::optional<std::size_t> available = picture.bytesInBuffer(plane)) {
+            bytes = std::min(bytes, static_cast<std::int64_t>(*available));
         }
         // Deliberate: runs of the picture's width also in planes that are narrower.
         const std::int64_t run = width > 0 ? width : bytes;

@@ -728,6 +728,72 @@ TEST(DrainCalls, WithoutMemoryForAFrameGiveOutOfMemory) {
     EXPECT_TRUE(takesAPacket(decoder));
 }
 
+// After FFmpeg has run out of memory in a decoder, some codecs crash when they are called.
+TEST(GivenUpDecoder, IsNotCalledAnyMoreUntilItIsPreparedAgain) {
+    const LogCapture log;
+    {
+        VideoDecoder decoder;
+        prepareAndOpen(decoder, *rawVideoParameters(AV_PIX_FMT_YUV420P));
+        EXPECT_FALSE(decoder.isGivenUp());
+        {
+            const auto send =
+                calls().avcodecSendPacket.replace([](void*, const void*) { return AVERROR(ENOMEM); });
+            EXPECT_EQ(decoder.send(makePacket(kRawSize)).error, AvError::OutOfMemory);
+        }
+        EXPECT_TRUE(decoder.isGivenUp());
+        Dictionary options;
+        decoder.openCodec(options);
+        EXPECT_TRUE(decoder.isGivenUp()) << "the codec is open already";
+        {
+            int called = 0;
+            const auto send = calls().avcodecSendPacket.replace([&](void*, const void*) { return ++called; });
+            const auto receive = calls().avcodecReceiveFrame.replace([&](void*, void*) { return ++called; });
+            const auto flush = calls().avcodecFlushBuffers.replace([&](void*) { ++called; });
+            EXPECT_EQ(decoder.send(makePacket(kRawSize)).error, AvError::OutOfMemory);
+            EXPECT_EQ(decoder.receiveAvFrame().error(), AvError::OutOfMemory);
+            EXPECT_EQ(decoder.drain().error, AvError::OutOfMemory);
+            EXPECT_EQ(called, 0);
+        }
+        prepareAndOpen(decoder, *rawVideoParameters(AV_PIX_FMT_YUV420P));
+        EXPECT_FALSE(decoder.isGivenUp());
+        EXPECT_TRUE(takesAPacket(decoder));
+        const auto receive =
+            calls().avcodecReceiveFrame.replace([](void*, void*) { return AVERROR(ENOMEM); });
+        EXPECT_EQ(decoder.receiveAvFrame().error(), AvError::OutOfMemory);
+        EXPECT_TRUE(decoder.isGivenUp());
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(GivenUpDecoder, IsOneThatCouldNotBeDrainedForWantOfMemory) {
+    VideoDecoder decoder;
+    prepareAndOpen(decoder, *rawVideoParameters(AV_PIX_FMT_YUV420P));
+    const DrainCalls drain;
+    const auto receive = calls().avcodecReceiveFrame.replace([](void*, void*) { return AVERROR(ENOMEM); });
+    EXPECT_EQ(decoder.drain().error, AvError::OutOfMemory);
+    EXPECT_TRUE(decoder.isGivenUp());
+    EXPECT_EQ(drain.flushes, 0);
+}
+
+TEST(GivenUpDecoder, OfASourceIsReplacedForTheNextPacket) {
+    FormatContext source = opened(plainFile());
+    const Packet packet = source.readPacket();
+    const DecoderBase* const first = source.getCodecContext(0).get();
+    {
+        const LogCapture log;
+        const auto receive =
+            calls().avcodecReceiveFrame.replace([](void*, void*) { return AVERROR(ENOMEM); });
+        EXPECT_TRUE(source.decodeVideoPacket(packet).empty());
+        EXPECT_THAT(log.lines(), ElementsAre(Line{2, "Could not decode Video from " + plainFile() +
+                                                         ":0: " + std::string(kNoMemory)}));
+    }
+    EXPECT_TRUE(first->isGivenUp());
+    const LogCapture log;
+    EXPECT_FALSE(source.decodeVideoPacket(packet).empty());
+    EXPECT_FALSE(source.getCodecContext(0)->isGivenUp());
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 TEST(DrainCalls, TheDestructorDrainsAndLogsAFailure) {
     const LogCapture log(1);
     {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -30,7 +31,7 @@ TEST(PictureMovedFrom, IsEmptyAndKeepsItsShape) {
     EXPECT_FALSE(picture.from.editable());
     EXPECT_EQ(picture.from.frameSize(), kSize);
     EXPECT_EQ(picture.from.data(), picture.to.data());
-    EXPECT_EQ(picture.from.bytesInBuffer(0), 0U);
+    EXPECT_EQ(picture.from.bytesInBuffer(0), std::nullopt);
 }
 
 TEST(PictureMovedFrom, IsNotCopiedFrom) {
@@ -75,11 +76,22 @@ TEST(PictureBytesInBuffer, ReachFromTheFirstPixelToTheEndOfItsBuffer) {
     const Picture picture(frame.get());
     EXPECT_EQ(picture.bytesInBuffer(0), 90U);
     EXPECT_EQ(picture.bytesInBuffer(1), 1U);
-    EXPECT_EQ(picture.bytesInBuffer(2), 0U) << "there is no such plane";
+    EXPECT_EQ(picture.bytesInBuffer(2), std::nullopt) << "there is no such plane";
     EXPECT_EQ(picture.crop(Rect{2, 0, 2, 2}).bytesInBuffer(0), 88U);
     const Picture elsewhere(MemBuffer(8, true), Size{4, 2}, picture.data().data(), picture.linesize().data(),
                             AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
-    EXPECT_EQ(elsewhere.bytesInBuffer(0), 0U) << "the plane is not in the picture's buffer";
+    EXPECT_EQ(elsewhere.bytesInBuffer(0), std::nullopt) << "the plane is not in the picture's buffer";
+}
+
+TEST(PictureBytesInBuffer, AreNoneBehindTheLastPixel) {
+    test::Arena arena(8);
+    test::FramePtr frame = test::newFrame(Size{4, 2}, AV_PIX_FMT_GRAY8);
+    frame->buf[0] = arena.buffer(0, 8).release();
+    frame->data[0] = arena.at(0);
+    frame->linesize[0] = 4;
+    const Picture picture(frame.get());
+    EXPECT_EQ(picture.crop(Rect{0, 2, 4, 2}).bytesInBuffer(0), 0U);
+    EXPECT_EQ(picture.crop(Rect{3, 1, 1, 1}).bytesInBuffer(0), 1U);
 }
 
 }  // namespace

@@ -177,7 +177,7 @@ TEST(ApplyLutOfSeveralPixelsInAByte, ChangesNothing) {
     for (const AVPixelFormat format :
          {AV_PIX_FMT_MONOBLACK, AV_PIX_FMT_MONOWHITE, AV_PIX_FMT_RGB4, AV_PIX_FMT_BGR4}) {
         Picture picture(Size{64, 8}, format, AVCOL_RANGE_MPEG, 1);
-        const std::size_t size = picture.bytesInBuffer(0);
+        const std::size_t size = picture.bytesInBuffer(0).value();
         std::fill_n(picture.data()[0], size, std::uint8_t{5});
         for (int component = 0; component < 3; ++component) {
             applyLUT(picture, component, shuffled());

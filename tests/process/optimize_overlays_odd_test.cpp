@@ -21,7 +21,7 @@ using Overlays = std::vector<VideoFrame>;
 
 VideoFrame frame(AVPixelFormat format, Rect rect, std::minstd_rand& random) {
     Picture picture(Size{rect.width, rect.height}, format, AVCOL_RANGE_MPEG, 1);
-    std::generate_n(picture.data()[0], picture.bytesInBuffer(0),
+    std::generate_n(picture.data()[0], picture.bytesInBuffer(0).value(),
                     [&random] { return static_cast<std::uint8_t>(random() >> 8); });
     VideoFrame result(std::move(picture), Timestamp(), Frame::NoFlags);
     result.setPosition({rect.x, rect.y});
@@ -52,11 +52,11 @@ std::int64_t pixelsDrawn(const Overlays& overlays) {
 // All bytes of a canvas on which a list has been drawn.
 std::vector<std::uint8_t> drawn(const Overlays& overlays, AVPixelFormat format, Size size) {
     Picture canvas(size, format, AVCOL_RANGE_MPEG, 1);
-    std::memset(canvas.data()[0], 99, canvas.bytesInBuffer(0));
+    std::memset(canvas.data()[0], 99, canvas.bytesInBuffer(0).value());
     for (const VideoFrame& overlay : overlays) {
         compose(canvas, overlay.picture(), overlay.position(), CheckColorRange::Yes, 1.0, 1);
     }
-    return {canvas.data()[0], canvas.data()[0] + canvas.bytesInBuffer(0)};
+    return {canvas.data()[0], canvas.data()[0] + canvas.bytesInBuffer(0).value()};
 }
 
 void expectTheSamePicture(const Overlays& before, const Overlays& after, AVPixelFormat format, Size size) {

@@ -421,12 +421,19 @@ TEST_F(OptimizeOverlays, CutsPiecesAgain) {
 }
 
 TEST_F(OptimizeOverlays, KeepsPiecesThatWereRoundedToNothing) {
-    // Columns 0 to 18 are hidden, and the one that is left has no chroma of its own.
+    // All but the last column is hidden, which has no chroma of its own and is never drawn.
+    const Overlays overlays = {frame(1, {0, 0, 21, 20}, AV_PIX_FMT_NV12),
+                               frame(2, {0, 0, 20, 20}, AV_PIX_FMT_NV12)};
+    EXPECT_THAT(pieces(optimized(overlays, 0, AV_PIX_FMT_NV12)),
+                ElementsAre(Piece{1, {20, 0, 0, 0}}, Piece{2, {0, 0, 20, 20}}));
+}
+
+TEST_F(OptimizeOverlays, KeepsWhatStaysVisibleWhereAnOddFrameIsMovedToWholeChromaSamples) {
+    // compose() draws the second one at -2.
     const Overlays overlays = {frame(1, {0, 0, 20, 20}, AV_PIX_FMT_NV12),
                                frame(2, {-1, 0, 20, 20}, AV_PIX_FMT_NV12)};
-    Overlays result = overlays;
-    optimizeOverlays(result, 0);
-    EXPECT_THAT(pieces(result), ElementsAre(Piece{1, {18, 0, 0, 0}}, Piece{2, {-1, 0, 20, 20}}));
+    EXPECT_THAT(pieces(optimized(overlays, 0, AV_PIX_FMT_NV12)),
+                ElementsAre(Piece{1, {18, 0, 2, 20}}, Piece{2, {-1, 0, 20, 20}}));
 }
 
 TEST_F(OptimizeOverlays, LeavesEveryVisiblePixelToOnePieceOfItsTopmostFrame) {

@@ -27,12 +27,12 @@ const char* const kNotEditable = "chromaKeyingInPlace: Picture must be editable"
 
 // Of planes without padding, in formats whose planes follow each other.
 std::vector<std::uint8_t> bytesOf(const Picture& picture) {
-    return {picture.data()[0], picture.data()[0] + picture.bytesInBuffer(0)};
+    return {picture.data()[0], picture.data()[0] + picture.bytesInBuffer(0).value()};
 }
 
 Picture filled(AVPixelFormat format, std::uint8_t value, AVColorRange range = AVCOL_RANGE_MPEG) {
     Picture picture(kSize, format, range, 1);
-    std::memset(picture.data()[0], value, picture.bytesInBuffer(0));
+    std::memset(picture.data()[0], value, picture.bytesInBuffer(0).value());
     return picture;
 }
 

@@ -27,8 +27,8 @@ namespace vidorra {
 ///
 /// FormatContext makes such decoders by itself.
 ///
-/// Owns: its AVCodecContext. The destructor drains the decoder, and logs a failure of that unless the decoder
-/// could not be opened.
+/// Owns: its AVCodecContext. The destructor drains the decoder and logs a failure of that, unless the decoder
+/// could not be opened or is given up.
 /// Threads: one at a time.
 class VIDORRA_API DecoderBase {
 public:
@@ -68,8 +68,13 @@ public:
 
     /// Throws away what the decoder still holds and makes it ready for new data. Gives AvError::OutOfMemory
     /// or FFmpeg's error when something of that could not be decoded; the decoder is ready all the same,
-    /// unless it is not open.
+    /// unless it is not open or given up.
     AvRes drain();
+
+    /// Whether FFmpeg has run out of memory in the open codec. Some codecs access invalid memory when they
+    /// are used after that, so sending, receiving and draining give AvError::OutOfMemory without calling
+    /// FFmpeg, until prepareCodec() makes a new context.
+    [[nodiscard]] bool isGivenUp() const noexcept;
 
     /// The codec's name, as log lines show it. Throws std::logic_error before prepareCodec().
     [[nodiscard]] std::string logPrefix() const;
@@ -86,11 +91,13 @@ protected:
 
 private:
     [[nodiscard]] AVCodecContext& context() const;
+    AvRes watched(AvRes res) const noexcept;
 
     AvPtr<AVCodecContext> mCodecContext;
     std::string mPrefix;
-    // prepareCodec() or openCodec() has thrown.
-    bool mFailed = false;
+    // prepareCodec() or openCodec() has thrown, or FFmpeg has run out of memory in the open codec. Mutable,
+    // as what FFmpeg keeps is: send() and receiveAvFrame() are const and change it.
+    mutable bool mFailed = false;
 };
 
 }  // namespace vidorra

@@ -102,8 +102,9 @@ public:
     [[nodiscard]] VideoFrame decodeVideoPacket(const Packet& packet);
 
     /// The decoder of a stream, made and opened at the first call. Null for a stream that is neither audio
-    /// nor video, and for one whose decoder could not be found or opened, which is logged once. Throws
-    /// std::out_of_range for a stream that does not exist, std::logic_error when closed.
+    /// nor video, and for one whose decoder could not be found or opened, which is logged once. A decoder
+    /// that is given up (see DecoderBase::isGivenUp()), one of the caller's too, is replaced by a new one.
+    /// Throws std::out_of_range for a stream that does not exist, std::logic_error when closed.
     [[nodiscard]] std::unique_ptr<DecoderBase>& getCodecContext(unsigned streamIndex);
 
     /// Decodes a packet of an audio stream: at most one frame for one packet, with a copy of the samples. As

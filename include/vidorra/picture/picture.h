@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <string>
 
 #include "vidorra/core/export.h"
@@ -72,9 +73,10 @@ public:
     /// Bytes from one row to the next in each plane.
     [[nodiscard]] const Linesizes& linesize() const noexcept { return mLinesize; }
 
-    /// The bytes from the first pixel of a plane, 0 to 3, to the end of the buffer that holds it. 0 where
-    /// there is no plane, and for one that is in no buffer of this picture, whose end is not known.
-    [[nodiscard]] std::size_t bytesInBuffer(std::size_t plane) const noexcept;
+    /// The bytes from the first pixel of a plane, 0 to 3, to the end of the buffer that holds it: 0 for one
+    /// that starts at that end, as a view without pixels can. Nothing where there is no plane, and for one in
+    /// no buffer of this picture, whose end is not known.
+    [[nodiscard]] std::optional<std::size_t> bytesInBuffer(std::size_t plane) const noexcept;
 
     /// Whether the picture has no memory; nothing else is looked at. A picture that was moved from is empty,
     /// although it keeps its size, its format and its plane pointers, which must not be used.

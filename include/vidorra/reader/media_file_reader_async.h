@@ -41,8 +41,9 @@ namespace vidorra {
 /// is full (60 video or 100 audio frames), every answer is empty; a file that is shorter and played once is
 /// never served. At the end of a file that is played once the queues serve what they hold.
 ///
-/// Frames whose times do not rise end the process, as does a read failure; docs/LIMITS.md tells which sources
-/// have that, and what else to know of sources that are no ordinary files.
+/// Frames whose times do not rise end the process, as does a read failure. The thread logs the exception's
+/// text at level 1 before. docs/LIMITS.md tells which sources have that, and what else to know of sources
+/// that are not ordinary files.
 ///
 /// Ask for both kinds where both are selected, from soon after the construction on: while a queue is full the
 /// thread waits, drops its frames, and brings those of the other kind too late.
