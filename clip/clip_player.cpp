@@ -1,0 +1,104 @@
+#include "vidorra/clip/clip_player.h"
+
+#include <future>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "clip/playback.h"
+#include "clip/thread_reaper.h"
+
+namespace vidorra {
+namespace {
+
+// How long the destructor waits for the thread. A wait that can be interrupted ends much sooner.
+constexpr std::chrono::milliseconds kPatience{3};
+
+void validate(const PlayOptions& options) {
+    if (options.ahead.count() < 0 || options.standInAfter.count() < 0) {
+        throw std::invalid_argument("ClipPlayer: a time is negative");
+    }
+}
+
+}  // namespace
+
+class ClipPlayer::Implementation {
+public:
+    Implementation(Playback::MakeReader makeReader, const PlayOptions& options)
+        : mPlayback(std::make_shared<Playback>(std::move(makeReader), options)) {
+        std::promise<void> done;
+        mDone = done.get_future();
+        mThread = std::thread([playback = mPlayback, done = std::move(done)]() mutable {
+            playback->run();
+            playback.reset();
+            done.set_value();
+        });
+    }
+    Implementation(const Implementation&) = delete;
+    Implementation& operator=(const Implementation&) = delete;
+
+    ~Implementation() {
+        mPlayback->stop();
+        mPlayback.reset();
+        if (mDone.wait_for(kPatience) == std::future_status::ready) {
+            mThread.join();
+        } else {
+            ThreadReaper::leave(std::move(mThread), std::move(mDone));
+        }
+    }
+
+    Playback& playback() const noexcept { return *mPlayback; }
+    PlayBuffer& buffer() const noexcept { return mPlayback->buffer(); }
+
+private:
+    std::shared_ptr<Playback> mPlayback;
+    std::future<void> mDone;
+    std::thread mThread;
+};
+
+ClipPlayer::ClipPlayer(std::string url, PlayOptions options) {
+    validate(options);
+    const auto makeReader = [url = std::move(url), clip = options.clip] {
+        return std::make_unique<ClipReader>(url, clip);
+    };
+    mImplementation = std::make_unique<Implementation>(makeReader, options);
+}
+
+ClipPlayer::ClipPlayer(std::shared_ptr<ByteSource> source, PlayOptions options) {
+    validate(options);
+    if (options.reconnect) {
+        throw std::invalid_argument("ClipPlayer: a byte source cannot be opened again");
+    }
+    const auto makeReader = [source = std::move(source), clip = options.clip] {
+        return std::make_unique<ClipReader>(source, clip);
+    };
+    mImplementation = std::make_unique<Implementation>(makeReader, options);
+}
+
+ClipPlayer::~ClipPlayer() = default;
+
+VideoFrame ClipPlayer::getVideoFrame(const Timestamp& time, std::chrono::microseconds timeout) {
+    return mImplementation->buffer().picture(time, timeout);
+}
+
+AudioFrame ClipPlayer::getAudioFrame(const Timestamp& time, std::chrono::microseconds timeout) {
+    return mImplementation->buffer().sound(time, timeout);
+}
+
+PlayStatus ClipPlayer::status() const {
+    return mImplementation->buffer().status();
+}
+
+bool ClipPlayer::waitUntil(PlayStatus::State state, std::chrono::microseconds timeout) const {
+    return mImplementation->buffer().waitUntil(state, timeout);
+}
+
+void ClipPlayer::stop() noexcept {
+    mImplementation->playback().stop();
+}
+
+std::size_t ClipPlayer::unfinishedThreads() noexcept {
+    return ThreadReaper::count();
+}
+
+}  // namespace vidorra
