@@ -4,6 +4,8 @@
 #include <climits>
 #include <new>
 
+#include "ffmpeg/owners.h"
+
 extern "C" {
 #include <libavutil/buffer.h>
 }
@@ -19,13 +21,9 @@ constexpr std::size_t kSmallestBlock = 1024;
 // Some generations of FFmpeg count the bytes in an int.
 constexpr std::size_t kLargestBlock = INT_MAX;
 
-void release(AVBufferPool* pool) {
-    av_buffer_pool_uninit(&pool);
-}
-
 }  // namespace
 
-PlanePool::PlanePool() noexcept : mPool(nullptr, release) {}
+PlanePool::PlanePool() noexcept : mPool(ffmpeg_ext::adopt<AVBufferPool>(nullptr)) {}
 
 MemBuffer PlanePool::get(std::size_t size) {
     if (size > kLargestBlock) {

@@ -8,7 +8,9 @@
 
 #include "audio/plane_pool.h"
 #include "ffmpeg/channels.h"
+#include "ffmpeg/owners.h"
 #include "ffmpeg/resampling.h"
+#include "vidorra/core/av_ptr.h"
 
 extern "C" {
 #include <libavutil/error.h>
@@ -23,12 +25,14 @@ namespace {
 // No channel, which is also how FFmpeg marks a silent one.
 constexpr int kNoChannel = -1;
 
+// FFmpeg's resampling filter: its length in samples, the logarithm of the number of positions between two
+// samples that have one, and the share of the narrower band that passes.
+constexpr int kFilterTaps = 32;
+constexpr int kPhaseBits = 5;
+constexpr double kCutoff = 1.0;
+
 constexpr std::array<int, 8> kNoMap = {kNoChannel, kNoChannel, kNoChannel, kNoChannel,
                                        kNoChannel, kNoChannel, kNoChannel, kNoChannel};
-
-void freeContext(SwrContext* context) {
-    swr_free(&context);
-}
 
 // The place of a channel in a layout, or a negative code.
 int channelIndex(std::uint64_t layout, std::uint64_t channel) {
@@ -51,7 +55,7 @@ std::vector<std::string> splitAtBars(const std::string& text) {
 
 }  // namespace
 
-Resampler::Resampler() : mContext(nullptr, freeContext), mChannelMap(kNoMap) {}
+Resampler::Resampler() : mContext(ffmpeg_ext::adopt<SwrContext>(nullptr)), mChannelMap(kNoMap) {}
 
 Resampler::~Resampler() = default;
 
@@ -72,21 +76,20 @@ Resampler& Resampler::operator=(Resampler&& other) noexcept {
 }
 
 void Resampler::build() {
-    std::unique_ptr<SwrContext, void (*)(SwrContext*)> owned(swr_alloc(), freeContext);
+    AvPtr<SwrContext> owned = ffmpeg_ext::adopt(swr_alloc());
     if (owned == nullptr) {
         throw std::bad_alloc();
     }
     SwrContext* context = owned.get();
-    // No result is looked at: without a valid setting the initialisation fails, and without that every
-    // conversion.
+    // The results of settings are not looked at: without a valid one the initialisation fails.
     ffmpeg_ext::setResamplerLayouts(*context, mInput.channelLayout(), mOutput.channelLayout());
     av_opt_set_sample_fmt(context, "in_sample_fmt", mInput.sampleFormat(), 0);
     av_opt_set_int(context, "in_sample_rate", mInput.sampleRate(), 0);
     av_opt_set_sample_fmt(context, "out_sample_fmt", mOutput.sampleFormat(), 0);
     av_opt_set_int(context, "out_sample_rate", mOutput.sampleRate(), 0);
-    av_opt_set_int(context, "filter_size", 32, 0);
-    av_opt_set_int(context, "phase_shift", 5, 0);
-    av_opt_set_double(context, "cutoff", 1.0, 0);
+    av_opt_set_int(context, "filter_size", kFilterTaps, 0);
+    av_opt_set_int(context, "phase_shift", kPhaseBits, 0);
+    av_opt_set_double(context, "cutoff", kCutoff, 0);
     if (mChannelMap != kNoMap) {
         // FFmpeg would read behind the channels that the input has.
         mInputMap = std::make_unique<InputMap>();
@@ -97,9 +100,22 @@ void Resampler::build() {
                        });
         swr_set_channel_mapping(context, mInputMap->data());
     }
-    swr_init(context);
+    // Nor is any other failure: every conversion fails without an initialisation.
+    if (swr_init(context) == AVERROR(ENOMEM)) {
+        throw std::bad_alloc();
+    }
     mPool = std::make_unique<PlanePool>();
     mContext = std::move(owned);
+}
+
+// Gives up the filter, so that the next call makes another one, and throws.
+void Resampler::fail(int code) {
+    mContext.reset();
+    if (code == AVERROR(ENOMEM)) {
+        throw std::bad_alloc();
+    }
+    // Taken for a count of samples, for which there is no size, it has its error.
+    static_cast<void>(mOutput.planeSize(static_cast<unsigned long>(code)));
 }
 
 AudioBuffer Resampler::resample(const AudioBuffer& input, int outRate, long outLayout,
@@ -109,9 +125,9 @@ AudioBuffer Resampler::resample(const AudioBuffer& input, int outRate, long outL
     if (inRate <= 0 || outRate <= 0) {
         throw std::invalid_argument("Resampler::resample: The sample rates must be above 0");
     }
-    if (mContext != nullptr &&
-        (mOutput.sampleRate() != outRate || mOutput.channelLayout() != layout ||
-         mOutput.sampleFormat() != outFormat || !mInput.isCompatibleWithBuffer(input))) {
+    if (mContext != nullptr && (swr_is_initialized(mContext.get()) == 0 || mOutput.sampleRate() != outRate ||
+                                mOutput.channelLayout() != layout || mOutput.sampleFormat() != outFormat ||
+                                !mInput.isCompatibleWithBuffer(input))) {
         mContext.reset();
     }
     if (mContext == nullptr) {
@@ -134,10 +150,12 @@ AudioBuffer Resampler::resample(const AudioBuffer& input, int outRate, long outL
     }
     const std::vector<const std::uint8_t*> in =
         input.empty() ? std::vector<const std::uint8_t*>(1) : input.getPointersToPlanes();
-    const auto converted = static_cast<unsigned long>(ffmpeg_ext::convertSamples(
-        *mContext, out.data(), static_cast<int>(capacity), in.data(), static_cast<int>(samples)));
-    // A failure becomes a count for which there is no size, which throws.
-    return {layout, outFormat, outRate, converted, std::move(planes)};
+    const int converted = ffmpeg_ext::convertSamples(*mContext, out.data(), static_cast<int>(capacity),
+                                                     in.data(), static_cast<int>(samples));
+    if (converted < 0) {
+        fail(converted);
+    }
+    return {layout, outFormat, outRate, static_cast<unsigned long>(converted), std::move(planes)};
 }
 
 AudioBuffer Resampler::remap(const AudioBuffer& input) {

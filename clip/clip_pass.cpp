@@ -103,7 +103,7 @@ void ClipPass::open() {
                 std::make_unique<Track>(context, *context.streams[streams[*track]], mOptions, mCounts));
             mTracks[*track].selected = true;
         } catch (const FFmpegError& error) {
-            if (*choice != ClipTrackChoice(TrackChoice::Best) || chosen == 1) {
+            if (choice->by != TrackChoice::Best || chosen == 1) {
                 throw;
             }
             logFormatted(kLogWarning, {}, "{}: a track is left out: {}", name, error.what());

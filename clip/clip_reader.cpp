@@ -34,19 +34,17 @@ Ticks ticksOf(const Timestamp& time) {
 }
 
 bool isNegative(const ClipTrackChoice& choice) {
-    const int* number = std::get_if<int>(&choice);
-    return number != nullptr && *number < 0;
+    return choice.by == TrackChoice::Number && choice.number < 0;
 }
 
 void validate(const ClipOptions& options) {
-    const ClipTrackChoice none = TrackChoice::None;
     if (ticksOf(options.in) < 0 || (!options.out.isNull && ticksOf(options.out) <= ticksOf(options.in))) {
         throw std::invalid_argument("ClipReader: the out point is not after the in point");
     }
     if (isNegative(options.audio) || isNegative(options.video)) {
         throw std::invalid_argument("ClipReader: the number of a track is negative");
     }
-    if (options.audio == none && options.video == none) {
+    if (options.audio.by == TrackChoice::None && options.video.by == TrackChoice::None) {
         throw std::invalid_argument("ClipReader: neither audio nor video is to be read");
     }
     if (options.threads < 0) {

@@ -65,18 +65,16 @@ std::vector<ClipTrack> listTracks(const AVFormatContext& context, std::vector<in
 std::optional<std::size_t> chooseTrack(AVFormatContext& context, const std::vector<ClipTrack>& tracks,
                                        const std::vector<int>& streams, ClipTrack::Kind kind,
                                        const ClipTrackChoice& choice, int related, const std::string& name) {
-    if (choice == ClipTrackChoice(TrackChoice::None)) {
+    if (choice.by == TrackChoice::None) {
         return std::nullopt;
     }
-    const int* number = std::get_if<int>(&choice);
-    const auto* language = std::get_if<std::string>(&choice);
     std::vector<std::size_t> candidates;
     std::vector<std::size_t> inLanguage;
     for (std::size_t i = 0; i < tracks.size(); ++i) {
         if (tracks[i].kind != kind) {
             continue;
         }
-        if (number != nullptr && tracks[i].number == *number) {
+        if (choice.by == TrackChoice::Number && tracks[i].number == choice.number) {
             return i;
         }
         const AVCodecID codec = context.streams[streams[i]]->codecpar->codec_id;
@@ -84,12 +82,13 @@ std::optional<std::size_t> chooseTrack(AVFormatContext& context, const std::vect
             continue;
         }
         candidates.push_back(i);
-        if (language != nullptr && strcasecmp(tracks[i].language.c_str(), language->c_str()) == 0) {
+        if (choice.by == TrackChoice::Language &&
+            strcasecmp(tracks[i].language.c_str(), choice.language.c_str()) == 0) {
             inLanguage.push_back(i);
         }
     }
-    if (number != nullptr) {
-        throw std::invalid_argument(fmt::format("{} has no {} track {}", name, textOf(kind), *number));
+    if (choice.by == TrackChoice::Number) {
+        throw std::invalid_argument(fmt::format("{} has no {} track {}", name, textOf(kind), choice.number));
     }
     return best(context, streams, inLanguage.empty() ? candidates : inLanguage, kind, related);
 }

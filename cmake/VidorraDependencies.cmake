@@ -10,4 +10,5 @@ pkg_check_modules(FREETYPE REQUIRED IMPORTED_TARGET freetype2)
 
 # The libraries whose types appear in public headers are passed on to callers. The version is a floor that every
 # supported generation of FFmpeg meets: 4.3 has libavcodec 58.91.
-pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavcodec>=58.91 libavfilter libavformat libavutil libswresample libswscale)
+set(VIDORRA_FFMPEG_MODULES libavcodec>=58.91 libavfilter libavformat libavutil libswresample libswscale)
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET ${VIDORRA_FFMPEG_MODULES})

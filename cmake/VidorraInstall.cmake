@@ -12,6 +12,8 @@ foreach(name ${VIDORRA_PLATFORM_OWN})
 endforeach()
 install(EXPORT vidorraTargets NAMESPACE vidorra:: DESTINATION ${config_dir})
 
+# FFmpeg's modules as the templates need them: with blanks between them, and for pkg-config without versions.
+list(JOIN VIDORRA_FFMPEG_MODULES " " VIDORRA_FFMPEG_MODULE_TEXT)
 configure_package_config_file(cmake/vidorraConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfig.cmake
                               INSTALL_DESTINATION ${config_dir})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/vidorraConfigVersion.cmake
@@ -23,5 +25,6 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfig.cmake
 # The prefix is said relative to the file, so that an installed tree can be moved, as `cmake --install --prefix` does.
 file(RELATIVE_PATH VIDORRA_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" VIDORRA_PC_TO_PREFIX ${VIDORRA_PC_TO_PREFIX})
+string(REGEX REPLACE ">=[0-9.]+" "" VIDORRA_PC_FFMPEG_MODULES "${VIDORRA_FFMPEG_MODULE_TEXT}")
 configure_file(cmake/vidorra.pc.in ${CMAKE_CURRENT_BINARY_DIR}/vidorra.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vidorra.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -21,15 +21,13 @@ if(VIDORRA_SANITIZE)
     endif()
 endif()
 
-set(VIDORRA_OBJECT_LIBRARIES "" CACHE INTERNAL "")
-
 # vidorra_objects(NAME SOURCES... [DEPENDS TARGETS...]): one folder of the library.
 function(vidorra_objects name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
     add_library(${name} OBJECT ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
     target_link_libraries(${name} PRIVATE vidorra_flags PkgConfig::FFMPEG fmt::fmt tl::expected ${ARG_DEPENDS})
-    set(VIDORRA_OBJECT_LIBRARIES ${VIDORRA_OBJECT_LIBRARIES} ${name} CACHE INTERNAL "")
+    set_property(GLOBAL APPEND PROPERTY VIDORRA_OBJECT_LIBRARIES ${name})
 endfunction()
 
 # Joins all folders in libvidorra.so and in its static twin for tests of private parts.
@@ -43,8 +41,9 @@ function(vidorra_add_library)
     if(NOT VIDORRA_SANITIZE)
         target_link_options(vidorra PRIVATE -Wl,--no-undefined)
     endif()
+    get_property(folders GLOBAL PROPERTY VIDORRA_OBJECT_LIBRARIES)
     foreach(target vidorra vidorra_internal)
-        foreach(objects ${VIDORRA_OBJECT_LIBRARIES})
+        foreach(objects ${folders})
             target_sources(${target} PRIVATE $<TARGET_OBJECTS:${objects}>)
         endforeach()
         target_compile_features(${target} PUBLIC cxx_std_17)

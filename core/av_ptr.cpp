@@ -1,8 +1,9 @@
 #include "vidorra/core/av_ptr.h"
 
+#include "ffmpeg/owners.h"
+
 extern "C" {
 #include <libavcodec/packet.h>
-#include <libavutil/buffer.h>
 #include <libavutil/frame.h>
 }
 
@@ -10,17 +11,17 @@ namespace vidorra {
 
 template <>
 AvPtr<AVFrame> makeAvPtr<AVFrame>() {
-    return {av_frame_alloc(), [](AVFrame* frame) { av_frame_free(&frame); }};
+    return ffmpeg_ext::adopt(av_frame_alloc());
 }
 
 template <>
 AvPtr<AVPacket> makeAvPtr<AVPacket>() {
-    return {av_packet_alloc(), [](AVPacket* packet) { av_packet_free(&packet); }};
+    return ffmpeg_ext::adopt(av_packet_alloc());
 }
 
 template <>
 AvPtr<AVBufferRef> makeAvPtr<AVBufferRef>(AVBufferRef* adopted) {
-    return {adopted, [](AVBufferRef* ref) { av_buffer_unref(&ref); }};
+    return ffmpeg_ext::adopt(adopted);
 }
 
 }  // namespace vidorra

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ffmpeg/owners.h"
+#include "vidorra/core/av_ptr.h"
 #include "vidorra/core/av_res.h"
 
 extern "C" {
@@ -16,25 +18,20 @@ Dictionary::~Dictionary() {
 }
 
 Dictionary::Dictionary(const Dictionary& other) {
-    // The destructor does not run for a constructor that throws, so a Dictionary of its own holds what was
-    // copied.
-    Dictionary copy;
-    copy = other;
-    std::swap(mDictionary, copy.mDictionary);
+    AVDictionary* copy = nullptr;
+    const AvRes res = av_dict_copy(&copy, other.mDictionary, 0);
+    AvPtr<AVDictionary> owner = ffmpeg_ext::adopt(copy);
+    if (!res.ok) {
+        throw FFmpegError(res.error);
+    }
+    mDictionary = owner.release();
 }
 
 Dictionary& Dictionary::operator=(const Dictionary& other) {
-    if (this == &other) {
-        return *this;
+    if (this != &other) {
+        Dictionary copy(other);
+        std::swap(mDictionary, copy.mDictionary);
     }
-    AVDictionary* copy = nullptr;
-    const AvRes res = av_dict_copy(&copy, other.mDictionary, 0);
-    if (!res.ok) {
-        av_dict_free(&copy);
-        throw FFmpegError(res.error);
-    }
-    av_dict_free(&mDictionary);
-    mDictionary = copy;
     return *this;
 }
 
@@ -42,10 +39,8 @@ Dictionary::Dictionary(Dictionary&& other) noexcept
     : mDictionary(std::exchange(other.mDictionary, nullptr)) {}
 
 Dictionary& Dictionary::operator=(Dictionary&& other) noexcept {
-    if (this != &other) {
-        av_dict_free(&mDictionary);
-        mDictionary = std::exchange(other.mDictionary, nullptr);
-    }
+    Dictionary moved(std::move(other));
+    std::swap(mDictionary, moved.mDictionary);
     return *this;
 }
 

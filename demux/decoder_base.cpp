@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/log.h"
+#include "ffmpeg/owners.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -29,8 +30,7 @@ AvRes discardFrames(AVCodecContext& codec, AVFrame& frame) {
 
 }  // namespace
 
-DecoderBase::DecoderBase()
-    : mCodecContext(nullptr, [](AVCodecContext* context) { avcodec_free_context(&context); }) {}
+DecoderBase::DecoderBase() : mCodecContext(ffmpeg_ext::adopt<AVCodecContext>(nullptr)) {}
 
 DecoderBase::~DecoderBase() {
     // Deliberate: nothing is drained, and nothing logged, after a failure that was told already.

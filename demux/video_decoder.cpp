@@ -14,26 +14,6 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-int withoutImpliedRange(int format) {
-    switch (format) {
-    case AV_PIX_FMT_YUVJ420P:
-        return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_YUVJ422P:
-        return AV_PIX_FMT_YUV422P;
-    case AV_PIX_FMT_YUVJ444P:
-        return AV_PIX_FMT_YUV444P;
-    case AV_PIX_FMT_YUVJ440P:
-        return AV_PIX_FMT_YUV440P;
-    case AV_PIX_FMT_YUVJ411P:
-        return AV_PIX_FMT_YUV411P;
-    default:
-        return format;
-    }
-}
-
-constexpr std::array<std::string_view, 5> kHardwareCodecs = {"h264_qsv", "hevc_qsv", "mjpeg_qsv", "h264_omx",
-                                                             "hevc_omx"};
-
 struct Option {
     const char* key = nullptr;
     const char* value = nullptr;
@@ -87,8 +67,11 @@ std::optional<DecoderBase::ChosenCodec> VideoDecoder::chooseCodec(const AVCodecP
 
 VideoDecoder::Acceleration VideoDecoder::fetchAcceleration() const {
     const AVCodec* codec = codecContext() != nullptr ? codecContext()->codec : nullptr;
-    const bool hardware = codec != nullptr && std::find(kHardwareCodecs.begin(), kHardwareCodecs.end(),
-                                                        codec->name) != kHardwareCodecs.end();
+    const bool hardware =
+        codec != nullptr &&
+        std::any_of(kHardwareChoices.begin(), kHardwareChoices.end(), [codec](const HardwareChoice& choice) {
+            return std::string_view(codec->name) == choice.name;
+        });
     return hardware ? Acceleration::Hardware : Acceleration::None;
 }
 
@@ -103,7 +86,7 @@ tl::expected<AvPtr<AVFrame>, AvError> VideoDecoder::receiveAvFrame() const {
             << "Frame refused: FFmpeg gives its pixel format the number of " << to_string(NVA12);
         return tl::unexpected(AvError::InvalidData);
     }
-    frame.format = withoutImpliedRange(frame.format);
+    frame.format = ffmpeg_ext::withoutImpliedRange(static_cast<AVPixelFormat>(frame.format));
     if (frame.color_range == AVCOL_RANGE_UNSPECIFIED) {
         frame.color_range = codecContext()->color_range;
     }

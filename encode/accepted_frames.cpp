@@ -12,7 +12,7 @@ extern "C" {
 
 namespace vidorra {
 
-bool accepts(const AVCodecContext& encoder, const AVFrame& frame) {
+bool encoderAccepts(const AVCodecContext& encoder, const AVFrame& frame) {
     if (frame.format != encoder.pix_fmt || frame.width != encoder.width || frame.height != encoder.height) {
         return false;
     }

@@ -7,6 +7,6 @@ namespace vidorra {
 
 /// Whether a picture is one that an open video encoder can read: most encoders take what they are given for a
 /// picture of their own size and format, and read wrong memory where it is not.
-bool accepts(const AVCodecContext& encoder, const AVFrame& frame);
+bool encoderAccepts(const AVCodecContext& encoder, const AVFrame& frame);
 
 }  // namespace vidorra

@@ -4,8 +4,10 @@
 #include <utility>
 
 #include "core/log.h"
+#include "encode/config_keys.h"
 #include "ffmpeg/channels.h"
 #include "ffmpeg/encoder_formats.h"
+#include "picture/aligned_samples.h"
 #include "vidorra/core/enum_text.h"
 
 extern "C" {
@@ -43,6 +45,7 @@ bool isReadable(const AVFrame& frame, const AVCodecContext& context) {
 AudioEncoder::AudioEncoder(const objstream::object& config) : EncoderBase(config, "audio-encoder") {
     AVCodecContext& codec = *context();
     checkMediaType(codec);
+    logUnknownKeys(config, {"codec", "codec_id", "sample_fmt", "options", "filter"}, logName());
     codec.sample_fmt = static_cast<AVSampleFormat>(
         config["sample_fmt"].getValue<int>(ffmpeg_ext::firstSampleFormat(*codec.codec)));
     setOptions(config["options"]);
@@ -101,6 +104,9 @@ AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
             << " samples, " << ffmpeg_ext::channelCount(*avFrame) << " channels, "
             << static_cast<AVSampleFormat>(avFrame->format);
         return AvError::InvalidArgument;
+    }
+    if (const AvRes aligned = alignSamples(*avFrame); !aligned.ok) {
+        return aligned;
     }
     return avcodec_send_frame(&codec, avFrame.get());
 }

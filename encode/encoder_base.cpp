@@ -5,6 +5,7 @@
 
 #include "core/log.h"
 #include "ffmpeg/codec_options.h"
+#include "ffmpeg/owners.h"
 #include "vidorra/core/ffmpeg_error.h"
 
 extern "C" {
@@ -37,7 +38,7 @@ const AVCodec* EncoderBase::encoderFromParams(const objstream::object& config) {
 }
 
 EncoderBase::EncoderBase(const objstream::object& config, const std::string& name)
-    : mCodecContext(nullptr, [](AVCodecContext* context) { avcodec_free_context(&context); }) {
+    : mCodecContext(ffmpeg_ext::adopt<AVCodecContext>(nullptr)) {
     const AVCodec* codec = encoderFromParams(config);
     mCodecContext.reset(avcodec_alloc_context3(codec));
     if (!mCodecContext) {

@@ -7,6 +7,7 @@
 #include "core/log.h"
 #include "encode/accepted_frames.h"
 #include "encode/best_pixel_format.h"
+#include "encode/config_keys.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/ffmpeg_error.h"
 
@@ -50,6 +51,10 @@ VideoEncoder::VideoEncoder(const objstream::object& config)
       mHwFramesContext(makeAvPtr<AVBufferRef>(nullptr)) {
     AVCodecContext& codec = *context();
     requireVideo(codec);
+    logUnknownKeys(config,
+                   {"codec", "codec_id", "width", "height", "timebase_num", "timebase_den", "pix_fmt",
+                    "options", "filter", "vaapi_device"},
+                   logName());
     codec.strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
     codec.width = config["width"].getValue<int>(0);
     codec.height = config["height"].getValue<int>(0);
@@ -61,6 +66,7 @@ VideoEncoder::VideoEncoder(const objstream::object& config)
     codec.color_range = mColorRange;
     mConverter = ColorSpaceConverter(mPixelFormat, mColorRange);
     setOptions(config["options"]);
+    logMissingSettings(config);
     openVaapiDevice(config);
     openCodec();
     if (isOmx && codec.get_buffer2 != nullptr) {
@@ -73,6 +79,25 @@ VideoEncoder::VideoEncoder(const objstream::object& config)
 }
 
 VideoEncoder::~VideoEncoder() = default;
+
+// The codec refuses these without a word about them. Options can have set them as well.
+void VideoEncoder::logMissingSettings(const objstream::object& config) const {
+    const AVCodecContext& codec = *codecContext();
+    if (codec.width <= 0 || codec.height <= 0) {
+        logger::log(kLogError, logName()) << "\"width\" and \"height\" are " << codec.width << " and "
+                                          << codec.height << ": both have to be there and above 0.";
+    }
+    const AVRational unit = codec.time_base;
+    if (unit.num <= 0 || unit.den <= 0) {
+        logger::log(kLogError, logName())
+            << "\"timebase_num\" and \"timebase_den\" are " << unit.num << " and " << unit.den
+            << ": both have to be above 0, such as 1 and 25.";
+    } else if (unit.num == 1 && unit.den == 1 && !config.hasKey("timebase_num") &&
+               !config.hasKey("timebase_den")) {
+        logger::log(kLogWarning, logName())
+            << "\"timebase_num\" and \"timebase_den\" are missing: times count whole seconds, 1/1.";
+    }
+}
 
 void VideoEncoder::openVaapiDevice(const objstream::object& config) {
     const objstream::object& value = config["vaapi_device"];
@@ -142,7 +167,7 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
     if (!filtered.ok) {
         return handleFilterFailure(filtered, local);
     }
-    if (!accepts(codec, *avFrame)) {
+    if (!encoderAccepts(codec, *avFrame)) {
         logger::log(kLogWarning, logName())
             << "sendFrame(): not of the encoder's size and format: " << avFrame->width << "x"
             << avFrame->height << " " << static_cast<AVPixelFormat>(avFrame->format);

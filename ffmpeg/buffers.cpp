@@ -23,7 +23,10 @@ struct Block {
     Block* nextFree;
 };
 
+// As many as there are pages of 4 KiB in 1 GiB, the smallest pieces that a device's memory is divided into.
+// Each takes 40 bytes, so that the array is 10 MiB.
 constexpr std::size_t kMaxBlocks = 262144;
+static_assert(sizeof(Block) * kMaxBlocks == 10U << 20U);
 
 // In zeroed static memory, of which the system provides only the pages that are touched. Never destroyed:
 // buffers may outlive static destruction.

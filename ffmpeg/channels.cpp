@@ -7,6 +7,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
 #include <libavutil/bprint.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/frame.h>
@@ -21,7 +22,7 @@ extern "C" {
 namespace vidorra::ffmpeg_ext {
 namespace {
 
-// Streams, codecs and frames have the same fields.
+// Streams, codecs, frames and links have the same fields.
 template <class T>
 std::uint64_t maskOf(const T& object) {
 #if HAVE_CH_LAYOUT
@@ -85,6 +86,10 @@ int channelCount(const AVCodecContext& context) {
 
 std::uint64_t channelMask(const AVFrame& frame) {
     return maskOf(frame);
+}
+
+std::uint64_t channelMask(const AVFilterLink& link) {
+    return maskOf(link);
 }
 
 int channelCount(const AVCodecParameters& parameters) {

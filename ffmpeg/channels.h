@@ -5,15 +5,17 @@
 
 struct AVCodecContext;
 struct AVCodecParameters;
+struct AVFilterLink;
 struct AVFrame;
 
 /// The channels of sounds, whether FFmpeg keeps them as a mask and a number or as a layout.
 namespace vidorra::ffmpeg_ext {
 
-/// The channel mask of an audio stream, codec or frame, 0 when it has none.
+/// The channel mask of an audio stream, codec, frame or link between filters, 0 when it has none.
 std::uint64_t channelMask(const AVCodecParameters& parameters);
 std::uint64_t channelMask(const AVCodecContext& context);
 std::uint64_t channelMask(const AVFrame& frame);
+std::uint64_t channelMask(const AVFilterLink& link);
 
 /// The number of channels of an audio stream, codec or frame, which can be known without a mask.
 int channelCount(const AVCodecParameters& parameters);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "ffmpeg/owners.h"
 #include "ffmpeg/versions.h"
 
 extern "C" {
@@ -13,6 +14,23 @@ extern "C" {
 }
 
 namespace vidorra::ffmpeg_ext {
+
+namespace {
+
+// Offers a device, which may be null, to every filter of a graph.
+int giveDevice(AVFilterGraph& graph, AVBufferRef* device) {
+    for (unsigned i = 0; device != nullptr && i < graph.nb_filters; ++i) {
+        AVBufferRef*& reference = graph.filters[i]->hw_device_ctx;
+        release(reference);
+        reference = av_buffer_ref(device);
+        if (reference == nullptr) {
+            return AVERROR(ENOMEM);
+        }
+    }
+    return 0;
+}
+
+}  // namespace
 
 #if DEVICE_BEFORE_INITIALISATION
 
@@ -26,9 +44,9 @@ public:
     FilterParser(const FilterParser&) = delete;
     FilterParser& operator=(const FilterParser&) = delete;
     ~FilterParser() {
-        avfilter_inout_free(&mInputs);
-        avfilter_inout_free(&mOutputs);
-        avfilter_graph_segment_free(&mSegment);
+        release(mInputs);
+        release(mOutputs);
+        release(mSegment);
     }
 
     ParsedFilters parse(const char* description, AVFilterInOut** inputs, AVFilterInOut** outputs) {
@@ -43,7 +61,7 @@ public:
             res = avfilter_graph_segment_apply_opts(mSegment, 0);
         }
         if (res >= 0) {
-            res = giveDevice();
+            res = giveDevice(mGraph, mDevice);
         }
         if (res >= 0) {
             res = initialise();
@@ -86,30 +104,16 @@ private:
     }
 
     static int label(AVFilterPadParams**& pads, unsigned& count, const char* name) {
-        auto* pad = static_cast<AVFilterPadParams*>(av_mallocz(sizeof(AVFilterPadParams)));
-        auto** list = static_cast<AVFilterPadParams**>(av_mallocz(sizeof(AVFilterPadParams*)));
-        char* text = av_strdup(name);
+        Owner<void> pad = adoptMemory(av_mallocz(sizeof(AVFilterPadParams)));
+        Owner<void> list = adoptMemory(av_mallocz(sizeof(AVFilterPadParams*)));
+        Owner<void> text = adoptMemory(av_strdup(name));
         if (pad == nullptr || list == nullptr || text == nullptr) {
-            av_free(pad);
-            av_free(list);
-            av_free(text);
             return AVERROR(ENOMEM);
         }
-        pad->label = text;
-        list[0] = pad;
-        pads = list;
+        pads = static_cast<AVFilterPadParams**>(list.release());
+        pads[0] = static_cast<AVFilterPadParams*>(pad.release());
+        pads[0]->label = static_cast<char*>(text.release());
         count = 1;
-        return 0;
-    }
-
-    int giveDevice() {
-        for (unsigned i = 0; mDevice != nullptr && i < mGraph.nb_filters; ++i) {
-            av_buffer_unref(&mGraph.filters[i]->hw_device_ctx);
-            mGraph.filters[i]->hw_device_ctx = av_buffer_ref(mDevice);
-            if (mGraph.filters[i]->hw_device_ctx == nullptr) {
-                return AVERROR(ENOMEM);
-            }
-        }
         return 0;
     }
 
@@ -152,7 +156,7 @@ private:
             AVFilterInOut* done = *match;
             *match = done->next;
             done->next = nullptr;
-            avfilter_inout_free(&done);
+            release(done);
         }
         return 0;
     }
@@ -176,15 +180,8 @@ ParsedFilters parseFilters(AVFilterGraph& graph, const char* description, AVFilt
 
 ParsedFilters parseFilters(AVFilterGraph& graph, const char* description, AVFilterInOut** inputs,
                            AVFilterInOut** outputs, AVBufferRef* device) {
-    int res = avfilter_graph_parse_ptr(&graph, description, inputs, outputs, nullptr);
-    for (unsigned i = 0; res >= 0 && device != nullptr && i < graph.nb_filters; ++i) {
-        av_buffer_unref(&graph.filters[i]->hw_device_ctx);
-        graph.filters[i]->hw_device_ctx = av_buffer_ref(device);
-        if (graph.filters[i]->hw_device_ctx == nullptr) {
-            res = AVERROR(ENOMEM);
-        }
-    }
-    return {res, false};
+    const int res = avfilter_graph_parse_ptr(&graph, description, inputs, outputs, nullptr);
+    return {res < 0 ? res : giveDevice(graph, device), false};
 }
 
 #endif

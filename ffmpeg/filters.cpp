@@ -4,6 +4,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "ffmpeg/pixel_formats.h"
 #include "ffmpeg/versions.h"
@@ -25,6 +26,28 @@ int pin(AVFilterGraph& graph, AVFilterContext& sink, const char* filter, const c
     const int res =
         avfilter_graph_create_filter(end, avfilter_get_by_name(filter), "pinned", arguments, nullptr, &graph);
     return res < 0 ? res : avfilter_link(*end, 0, &sink, 0);
+}
+
+// Whether an option takes a colour range: it lists "tv" among its values, or is one of the few without a
+// list. Other options are called "range" too.
+bool takesRange(void* object, const AVOption& option) {
+    const std::string_view name = option.name;
+    if (name == "src_range" || name == "dst_range" || name == "color_ranges") {
+        return true;
+    }
+    if (option.type == AV_OPT_TYPE_CONST || option.unit == nullptr) {
+        return false;
+    }
+    return av_opt_find(object, "tv", option.unit, 0, 0) != nullptr;
+}
+
+bool setsRange(void* object) {
+    for (const AVOption* option = nullptr; (option = av_opt_next(object, option)) != nullptr;) {
+        if (takesRange(object, *option) && av_opt_is_set_to_default(object, option) == 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -61,9 +84,11 @@ int keepRangeInScaling(AVFilterGraph& graph, AVColorRange range) {
             return res;
         }
     }
-    // Those of the description stand here after "sws_flags=".
-    std::string options = graph.scale_sws_opts != nullptr ? graph.scale_sws_opts : "";
-    options += options.empty() ? "out_range=full" : ":out_range=full";
+    // Those of the description after "sws_flags=" are here. The last one of a name counts.
+    std::string options = "out_range=full";
+    if (graph.scale_sws_opts != nullptr && *graph.scale_sws_opts != '\0') {
+        options.append(":").append(graph.scale_sws_opts);
+    }
     av_freep(&graph.scale_sws_opts);
     graph.scale_sws_opts = av_strdup(options.c_str());
     return graph.scale_sws_opts != nullptr ? 0 : AVERROR(ENOMEM);
@@ -78,6 +103,25 @@ int pinVideoSink(AVFilterGraph& graph, AVFilterContext& sink, AVPixelFormat form
     std::array<char, 64> arguments{};
     std::snprintf(arguments.data(), arguments.size(), "pix_fmts=%s", name);
     return pin(graph, sink, "format", arguments.data(), end);
+}
+
+bool asksForRange(const AVFilterGraph& graph) {
+    for (unsigned i = 0; i < graph.nb_filters; ++i) {
+        const AVFilterContext& filter = *graph.filters[i];
+        if (filter.nb_inputs == 0 || filter.filter->priv_class == nullptr) {
+            continue;
+        }
+        bool asks = setsRange(filter.priv);
+        for (void* child = nullptr; !asks && (child = av_opt_child_next(filter.priv, child)) != nullptr;) {
+            asks = setsRange(child);
+        }
+        if (asks) {
+            return true;
+        }
+    }
+    // Those of the description after "sws_flags=".
+    const char* options = graph.scale_sws_opts;
+    return options != nullptr && std::strstr(options, "_range=") != nullptr;
 }
 
 int pinAudioSink(AVFilterGraph& graph, AVFilterContext& sink, AVSampleFormat format, std::uint64_t layout,

@@ -35,4 +35,9 @@ enum class AudioPin { SampleFormat, ChannelLayout, SampleRate };
 int pinAudioSink(AVFilterGraph& graph, AVFilterContext& sink, AVSampleFormat format, std::uint64_t layout,
                  int rate, AVFilterContext** end, AudioPin* failed);
 
+/// Whether a description asks for a colour range: one of its filters, which have been parsed and not yet
+/// configured, has an option for that set to something else than its default, or the options that it gives to
+/// inserted scalers name one. Sources are ignored.
+bool asksForRange(const AVFilterGraph& graph);
+
 }  // namespace vidorra::ffmpeg_ext

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ffmpeg/owners.h"
 #include "ffmpeg/versions.h"
 
 extern "C" {
@@ -10,7 +11,6 @@ extern "C" {
 #include <libavutil/avutil.h>
 #include <libavutil/dict.h>
 #include <libavutil/error.h>
-#include <libavutil/mem.h>
 }
 
 namespace vidorra::ffmpeg_ext {
@@ -43,14 +43,15 @@ int setPacketStrings(AVPacket& packet, const AVDictionary* strings) {
     std::size_t size = 0;
     std::uint8_t* data = av_packet_pack_dictionary(const_cast<AVDictionary*>(strings), &size);
 #endif
-    if (data == nullptr) {
+    Owner<void> owner = adoptMemory(data);
+    if (owner == nullptr) {
         return AVERROR(ENOMEM);
     }
     const int res = av_packet_add_side_data(&packet, AV_PKT_DATA_STRINGS_METADATA, data, size);
     if (res < 0) {
-        av_free(data);
         return res;
     }
+    static_cast<void>(owner.release());
     return 0;
 }
 

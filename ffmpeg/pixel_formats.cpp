@@ -65,6 +65,23 @@ AVPixelFormat pixelFormatFromName(const char* name) {
     return format == kNva12 ? AV_PIX_FMT_NONE : format;
 }
 
+AVPixelFormat withoutImpliedRange(AVPixelFormat format) {
+    switch (format) {
+    case AV_PIX_FMT_YUVJ420P:
+        return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P:
+        return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ444P:
+        return AV_PIX_FMT_YUV444P;
+    case AV_PIX_FMT_YUVJ440P:
+        return AV_PIX_FMT_YUV440P;
+    case AV_PIX_FMT_YUVJ411P:
+        return AV_PIX_FMT_YUV411P;
+    default:
+        return format;
+    }
+}
+
 void fillMaxPixelSteps(int steps[4], AVPixelFormat format) {
     const AVPixFmtDescriptor* descriptor = pixelFormatDescriptor(format);
     if (descriptor == nullptr) {

@@ -30,6 +30,10 @@ const char* pixelFormatName(AVPixelFormat format);
 /// AV_PIX_FMT_NONE for an unknown name.
 AVPixelFormat pixelFormatFromName(const char* name);
 
+/// What a format that means full range by its name (YUVJ420P and its kin) is called without that; any other
+/// is given back.
+AVPixelFormat withoutImpliedRange(AVPixelFormat format);
+
 /// Bytes from one pixel to the next in each plane, 0 where there is no plane or no such format.
 void fillMaxPixelSteps(int steps[4], AVPixelFormat format);
 

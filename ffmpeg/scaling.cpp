@@ -1,5 +1,6 @@
 #include "ffmpeg/scaling.h"
 
+#include "ffmpeg/owners.h"
 #include "ffmpeg/pixel_formats.h"
 #include "ffmpeg/versions.h"
 
@@ -15,12 +16,12 @@ SwsContext* cachedScaler(SwsContext* context, const ScalerParameters& parameters
         return isStockFormat(format) && av_image_check_size(static_cast<unsigned>(width),
                                                             static_cast<unsigned>(height), 0, nullptr) >= 0;
     };
+    Owner<SwsContext> owner = adopt(context);
     const auto& [srcWidth, srcHeight, srcFormat, dstWidth, dstHeight, dstFormat, flags] = parameters;
     if (!isPicture(srcWidth, srcHeight, srcFormat) || !isPicture(dstWidth, dstHeight, dstFormat)) {
-        sws_freeContext(context);
         return nullptr;
     }
-    return sws_getCachedContext(dropOtherScaler(context, parameters), srcWidth, srcHeight, srcFormat,
+    return sws_getCachedContext(dropOtherScaler(owner.release(), parameters), srcWidth, srcHeight, srcFormat,
                                 dstWidth, dstHeight, dstFormat, flags, nullptr, nullptr, nullptr);
 }
 
@@ -31,7 +32,7 @@ SwsContext* dropOtherScaler(SwsContext* context, const ScalerParameters& paramet
          context->src_format != parameters.srcFormat || context->dst_w != parameters.dstWidth ||
          context->dst_h != parameters.dstHeight || context->dst_format != parameters.dstFormat ||
          context->flags != static_cast<unsigned>(parameters.flags))) {
-        sws_freeContext(context);
+        release(context);
         return nullptr;
     }
 #else

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "ffmpeg/channels.h"
 #include "ffmpeg/pixel_formats.h"
 
 extern "C" {
@@ -10,11 +11,22 @@ extern "C" {
 }
 
 namespace vidorra {
+namespace {
+
+bool acceptsSamples(const AVFilterLink& link, const AVFrame& frame) {
+    const std::uint64_t mask = ffmpeg_ext::channelMask(frame);
+    const std::uint64_t expected = ffmpeg_ext::channelMask(link);
+    // Without a mask, channels are taken in the order of the source.
+    return frame.nb_samples > 0 && frame.format == link.format && frame.sample_rate == link.sample_rate &&
+           (mask != 0 ? mask == expected : ffmpeg_ext::channelCount(frame) == __builtin_popcountll(expected));
+}
+
+}  // namespace
 
 bool accepts(const AVFilterContext& source, const AVFrame& frame) {
     const AVFilterLink* link = source.outputs[0];
     if (link->type != AVMEDIA_TYPE_VIDEO) {
-        return true;
+        return acceptsSamples(*link, frame);
     }
     if (frame.width == link->w && frame.height == link->h && frame.format == link->format) {
         return true;

@@ -9,7 +9,8 @@
 #include "ffmpeg/filters.h"
 #include "ffmpeg/pixel_formats.h"
 #include "filter/accepted_frames.h"
-#include "vidorra/core/av_ptr.h"
+#include "picture/aligned_samples.h"
+#include "vidorra/core/av_res.h"
 #include "vidorra/core/format.h"
 
 extern "C" {
@@ -35,16 +36,9 @@ std::int64_t microseconds(const Timestamp& time) {
     return time.rescale(Timebase()).value;
 }
 
-// One frame through the graph; an empty one when the graph has none to give.
-AvPtr<AVFrame> pass(AVFilterContext* source, AVFilterContext* sink, AvPtr<AVFrame> input) {
-    // A graph that could not be built has no source.
-    if (source == nullptr || !accepts(*source, *input) ||
-        av_buffersrc_add_frame_flags(source, input.get(), AV_BUFFERSRC_FLAG_PUSH) < 0) {
-        throw std::runtime_error("Picture filtering failed");
-    }
-    AvPtr<AVFrame> output = newFrame();
-    static_cast<void>(av_buffersink_get_frame(sink, output.get()));
-    return output;
+// Whether a graph that gave this result has failed: one that needs more frames, or has ended, is sound.
+bool hasFailed(const AvRes& res) {
+    return !res.ok && res.error != AvError::Again && res.error != AvError::Eof;
 }
 
 // Null for a frame that had none. Deliberate: the stamp counts as microseconds, whatever base a filter gave
@@ -175,6 +169,30 @@ void FFmpegFilterWrapper::initializeAudio(const AudioBuffer& buffer) {
                        AVMEDIA_TYPE_AUDIO);
 }
 
+// One frame through the graph; an empty one when the graph has none to give.
+AvPtr<AVFrame> FFmpegFilterWrapper::pass(AvPtr<AVFrame> input) {
+    AvPtr<AVFrame> output = newFrame();
+    // A graph that could not be built has no source.
+    if (mSourceContext == nullptr || !accepts(*mSourceContext, *input)) {
+        throw std::runtime_error("Picture filtering failed");
+    }
+    if (alignSamples(*input) < 0) {
+        throw std::bad_alloc();
+    }
+    // What is left of a graph in which a frame has failed crashes on the next one: it is built again then.
+    const AvRes sent = av_buffersrc_add_frame_flags(mSourceContext, input.get(), AV_BUFFERSRC_FLAG_PUSH);
+    if (!sent.ok) {
+        if (hasFailed(sent)) {
+            destroyGraph();
+        }
+        throw std::runtime_error("Picture filtering failed");
+    }
+    if (hasFailed(av_buffersink_get_frame(mSinkContext, output.get()))) {
+        destroyGraph();
+    }
+    return output;
+}
+
 VideoFrame FFmpegFilterWrapper::processVideoFrame(VideoFrame& frame) {
     if (mMediaType != AVMEDIA_TYPE_UNKNOWN && mMediaType != AVMEDIA_TYPE_VIDEO) {
         throw std::runtime_error(
@@ -194,7 +212,7 @@ VideoFrame FFmpegFilterWrapper::processVideoFrame(VideoFrame& frame) {
     AvPtr<AVFrame> input = newFrame();
     picture.fillAVFrame(input.get());
     input->pts = microseconds(frame.timestamp());
-    const AvPtr<AVFrame> output = pass(mSourceContext, mSinkContext, std::move(input));
+    const AvPtr<AVFrame> output = pass(std::move(input));
 
     VideoFrame result;
     result.picture() = Picture(output.get());
@@ -223,7 +241,7 @@ AudioFrame FFmpegFilterWrapper::processAudioFrame(AudioFrame& frame) {
     AvPtr<AVFrame> input = newFrame();
     samples.fillAVFrame(input.get());
     input->pts = microseconds(frame.timestamp());
-    const AvPtr<AVFrame> output = pass(mSourceContext, mSinkContext, std::move(input));
+    const AvPtr<AVFrame> output = pass(std::move(input));
 
     AudioFrame result;
     // A frame that the graph did not give has no format, and there is nothing to load.

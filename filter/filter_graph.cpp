@@ -5,11 +5,13 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/log.h"
 #include "ffmpeg/channels.h"
 #include "ffmpeg/filter_parsing.h"
 #include "ffmpeg/filters.h"
 #include "ffmpeg/pixel_formats.h"
 #include "filter/accepted_frames.h"
+#include "picture/aligned_samples.h"
 #include "vidorra/core/format.h"
 
 extern "C" {
@@ -123,10 +125,9 @@ AVColorRange rangeLabel(const AVFilterGraph& graph) {
     return static_cast<AVColorRange>(reinterpret_cast<std::intptr_t>(graph.opaque));
 }
 
-// A description that deals with ranges itself has to see the pictures as they are.
-bool namesARange(const std::string& spec) {
-    return spec.find("range") != std::string::npos;
-}
+// More filtered frames that wait are worth a line in the log, and this many are too many.
+constexpr std::size_t kManyWaiting = 50;
+constexpr std::size_t kMostWaiting = 250;
 
 }  // namespace
 
@@ -139,8 +140,19 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
     }
     // Whatever happens, the frame goes.
     AvPtr<AVFrame> input = std::move(frame);
+    if (!mFailure.ok) {
+        return mFailure;
+    }
     if (mSource == nullptr || mSink == nullptr || (input != nullptr && !accepts(*mSource, *input))) {
         return AvError::InvalidArgument;
+    }
+    // What can fail without harm to the graph comes first.
+    AvPtr<AVFrame> output = makeAvPtr<AVFrame>();
+    if (output == nullptr) {
+        return AvError::OutOfMemory;
+    }
+    if (const AvRes aligned = input != nullptr ? alignSamples(*input) : 0; !aligned.ok) {
+        return aligned;
     }
     const AVColorRange label = rangeLabel(*mGraph);
     AVColorRange ownRange = AVCOL_RANGE_UNSPECIFIED;
@@ -150,18 +162,13 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
             input->color_range = label;
         }
     }
-    const AvRes sent = av_buffersrc_add_frame_flags(mSource, input.get(), AV_BUFFERSRC_FLAG_PUSH);
+    AvRes res = av_buffersrc_add_frame_flags(mSource, input.get(), AV_BUFFERSRC_FLAG_PUSH);
     input.reset();
-    if (!sent.ok) {
-        return sent;
+    if (res.ok) {
+        res = takeFiltered(output);
     }
-    AvPtr<AVFrame> output = makeAvPtr<AVFrame>();
-    if (output == nullptr) {
-        return AvError::OutOfMemory;
-    }
-    const AvRes received = av_buffersink_get_frame(mSink, output.get());
-    if (!received.ok) {
-        return received;
+    if (!res.ok) {
+        return res.error == AvError::Again ? res : giveUp(res);
     }
     // What comes out may be an earlier picture; the pictures of one stream have one range.
     if (label != AVCOL_RANGE_UNSPECIFIED &&
@@ -173,6 +180,61 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
     return 0;
 }
 
+// Replaces the empty frame by the next one that is filtered.
+AvRes FilterGraphBase::takeFiltered(AvPtr<AVFrame>& output) {
+    const std::size_t wanted = mWaiting.size() + 1;
+    if (mWaiting.empty()) {
+        const AvRes received = av_buffersink_get_frame(mSink, output.get());
+        if (!received.ok) {
+            return received;
+        }
+    } else {
+        output = std::move(mWaiting.front());
+        mWaiting.erase(mWaiting.begin());
+    }
+    return collectWaiting(wanted);
+}
+
+// Takes the frames that wait in the sink, which does not tell how many they are. Some filters keep what they
+// have until they are asked, so they are asked for as many as are wanted: one more than before the call, as
+// they may give without an end.
+AvRes FilterGraphBase::collectWaiting(std::size_t wanted) {
+    while (mWaiting.size() < kMostWaiting) {
+        AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
+        if (frame == nullptr) {
+            // They are taken with the next frame.
+            return 0;
+        }
+        const int flags = mWaiting.size() < wanted ? 0 : AV_BUFFERSINK_FLAG_NO_REQUEST;
+        const AvRes received = av_buffersink_get_frame_flags(mSink, frame.get(), flags);
+        if (!received.ok) {
+            // The end is given when the last frame has been.
+            return received.error == AvError::Again || received.error == AvError::Eof ? 0 : received;
+        }
+        mWaiting.push_back(std::move(frame));
+        if (mWaiting.size() > kManyWaiting && !mHasWarned) {
+            mHasWarned = true;
+            logger::log(kLogWarning, "FilterGraph: ")
+                << "more than " << kManyWaiting
+                << " filtered frames wait: the filters give more frames than they"
+                << " get. " << kMostWaiting << " waiting frames are an error.";
+        }
+    }
+    return AvError::OutOfMemory;
+}
+
+// What is left of a graph in which a frame has failed crashes on the next one.
+AvRes FilterGraphBase::giveUp(const AvRes& failure) {
+    mFailure = failure;
+    mWaiting.clear();
+    mSource = nullptr;
+    mSink = nullptr;
+    while (mGraph->nb_filters > 0) {
+        avfilter_free(mGraph->filters[0]);
+    }
+    return failure;
+}
+
 FilterGraphVideo::FilterGraphVideo() noexcept : FilterGraphBase(noGraph()) {}
 
 FilterGraphVideo::FilterGraphVideo(const std::string& spec, AVCodecContext& context, AVBufferRef* hwDevice,
@@ -181,6 +243,7 @@ FilterGraphVideo::FilterGraphVideo(const std::string& spec, AVCodecContext& cont
     if (context.codec_type != AVMEDIA_TYPE_VIDEO) {
         throw std::runtime_error("Only AVMEDIA_TYPE_VIDEO codec type is supported!");
     }
+    mWaiting.reserve(kMostWaiting);
     const Elements elements = findElements("buffer", "buffersink", 'V');
     // The format is not the context's, which names that of the device where the graph uploads to one.
     const char* formatName = ffmpeg_ext::pixelFormatName(pixelFormat);
@@ -196,9 +259,10 @@ FilterGraphVideo::FilterGraphVideo(const std::string& spec, AVCodecContext& cont
     AvRes(ffmpeg_ext::pinVideoSink(*mGraph, *mSink, context.pix_fmt, &end))
         .throwIfError("Cannot set output pixel format");
     parse(*mGraph, spec, mSource, end, hwDevice);
+    // A description that deals with ranges itself has to see the pictures as they are.
+    setRangeLabel(*mGraph, ffmpeg_ext::asksForRange(*mGraph) ? AVCOL_RANGE_UNSPECIFIED : range);
     AvRes(ffmpeg_ext::keepRangeInScaling(*mGraph, range)).throwIfError("Cannot configure filter");
     configure(*mGraph);
-    setRangeLabel(*mGraph, namesARange(spec) ? AVCOL_RANGE_UNSPECIFIED : range);
 }
 
 FilterGraphAudio::FilterGraphAudio() noexcept : FilterGraphBase(noGraph()) {}
@@ -208,6 +272,7 @@ FilterGraphAudio::FilterGraphAudio(const std::string& spec, AVCodecContext& cont
     if (context.codec_type != AVMEDIA_TYPE_AUDIO) {
         throw std::runtime_error("Only AVMEDIA_TYPE_AUDIO codec type is supported!");
     }
+    mWaiting.reserve(kMostWaiting);
     const Elements elements = findElements("abuffer", "abuffersink", 'A');
     const std::uint64_t layout = ffmpeg_ext::channelMask(context);
     std::string arguments = fmt::format("time_base={}/{}:sample_rate={}:sample_fmt=", context.time_base.num,

@@ -4,13 +4,15 @@
 #include <cstddef>
 #include <fstream>
 #include <ios>
-#include <memory>
 #include <stdexcept>
 #include <utility>
 
 #include "core/shown_url.h"
+#include "ffmpeg/owners.h"
 #include "ffmpeg/pixel_formats.h"
 #include "objstream/object.h"
+#include "vidorra/core/av_ptr.h"
+#include "vidorra/core/bad_cast.h"
 #include "vidorra/core/format.h"
 #include "vidorra/demux/format_context.h"
 #include "vidorra/encode/video_encoder.h"
@@ -50,17 +52,12 @@ objstream::object encoderConfig(const Picture& picture, AVCodecID codec) {
     return config;
 }
 
-struct CloseFile {
-    void operator()(AVIOContext* file) const { avio_close(file); }
-};
-using File = std::unique_ptr<AVIOContext, CloseFile>;
-
-File createFile(const std::string& filename) {
+AvPtr<AVIOContext> createFile(const std::string& filename) {
     AVIOContext* file = nullptr;
     if (avio_open(&file, filename.c_str(), AVIO_FLAG_WRITE) < 0) {
         throw std::runtime_error(fmt::format("Could not open output file {}", shownUrl(filename)));
     }
-    return File(file);
+    return ffmpeg_ext::adopt(file);
 }
 
 // The one packet that is the whole file.
@@ -145,6 +142,9 @@ Picture loadPictureFromYUV420PFile(const std::string& filename, const Size& size
     readPlane(file, picture, 0, size.height);
     readPlane(file, picture, 1, size.height / 2);
     readPlane(file, picture, 2, size.height / 2);
+    if (!file) {
+        throw std::runtime_error(fmt::format("Could not read file {}", filename));
+    }
     return picture;
 }
 
@@ -152,12 +152,16 @@ void savePicture(Picture picture, const std::string& filename, AVCodecID codec) 
     if (codec == AV_CODEC_ID_NONE) {
         codec = guessCodec(filename);
     }
+    const Size size = picture.frameSize();
+    if (picture.empty() || size.width < 1 || size.height < 1) {
+        throw BadCast(fmt::format("savePicture: the picture for {} has no pixels", filename));
+    }
     const AVPixelFormat best = VideoEncoder::chooseBestPixelFormat(codec, picture.pixelFormat());
     if (best != AV_PIX_FMT_NONE) {
         picture = ColorSpaceConverter::convertTo(picture, best, AVCOL_RANGE_UNSPECIFIED);
     }
     VideoEncoder encoder(encoderConfig(picture, codec));
-    const File file = createFile(filename);
+    const AvPtr<AVIOContext> file = createFile(filename);
     const Packet packet = encode(encoder, std::move(picture));
     avio_write(file.get(), packet.data, packet.size);
     avio_flush(file.get());

@@ -9,7 +9,9 @@
 
 #include "ffmpeg/audio_level.h"
 #include "ffmpeg/channels.h"
+#include "ffmpeg/owners.h"
 #include "ffmpeg/samples.h"
+#include "vidorra/core/av_ptr.h"
 #include "vidorra/core/format.h"
 
 extern "C" {
@@ -25,6 +27,9 @@ namespace {
 std::uint8_t* framePlane(const AVFrame& frame, std::size_t plane) {
     return plane < AV_NUM_DATA_POINTERS ? frame.data[plane] : frame.extended_data[plane];
 }
+
+// A 16-bit sample times this has full scale at 1.
+constexpr float kOfFullScale = 0x1p-15F;
 
 // Allocates the planes of a frame in one piece and gives the bytes of one plane.
 int allocateFramePlanes(AVFrame& frame, std::size_t planes, int channels, int samples,
@@ -44,12 +49,13 @@ int allocateFramePlanes(AVFrame& frame, std::size_t planes, int channels, int sa
         std::copy_n(target, AV_NUM_DATA_POINTERS, frame.data);
     }
     // Deliberate: the size given is that of one plane, the memory behind it holds all of them.
-    frame.buf[0] = av_buffer_create(
-        frame.data[0], frame.linesize[0], [](void*, std::uint8_t* data) { av_freep(&data); }, nullptr, 0);
+    AvPtr<void> memory = ffmpeg_ext::adoptMemory(frame.data[0]);
+    frame.buf[0] = av_buffer_create(frame.data[0], frame.linesize[0], av_buffer_default_free, nullptr, 0);
     if (frame.buf[0] == nullptr) {
-        av_freep(&frame.data[0]);
+        frame.data[0] = nullptr;
         throw std::bad_alloc();
     }
+    static_cast<void>(memory.release());
     return frame.linesize[0];
 }
 
@@ -153,7 +159,7 @@ void AudioBuffer::loadSamples(const std::vector<short>& samples) {
     } else if (mSampleFormat == AV_SAMPLE_FMT_FLTP) {
         for (const MemBuffer& plane : *mPlanes) {
             std::transform(samples.begin(), samples.end(), reinterpret_cast<float*>(plane.data()),
-                           [](short sample) { return static_cast<float>(sample) * 3.0517578125e-05F; });
+                           [](short sample) { return static_cast<float>(sample) * kOfFullScale; });
         }
     }
 }

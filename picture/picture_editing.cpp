@@ -6,20 +6,13 @@
 #include <string>
 
 #include "ffmpeg/pixel_formats.h"
+#include "picture/picture_view.h"
 #include "picture/plane_in_buffer.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/picture/picture.h"
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
-
 namespace vidorra {
 namespace {
-
-// AV_PIX_FMT_FLAG_PAL and the flag of formats with a pretended palette, which later generations no longer
-// define.
-constexpr int kPaletteFlags = 0x42;
 
 std::optional<AVPixelFormat> formatWithAlpha(AVPixelFormat format) {
     switch (format) {
@@ -31,12 +24,6 @@ std::optional<AVPixelFormat> formatWithAlpha(AVPixelFormat format) {
         return NVA12;
     default:
         return std::nullopt;
-    }
-}
-
-void movePlane(std::uint8_t*& plane, std::ptrdiff_t distance) {
-    if (plane != nullptr) {
-        plane += distance;
     }
 }
 
@@ -122,35 +109,10 @@ void Picture::copyFrom(const std::uint8_t* const* data, const int* linesize) {
 }
 
 Picture Picture::crop(Rect rect) const {
-    const Rect whole{0, 0, mSize.width, mSize.height};
-    Rect part = rect.intersected(whole);
+    const PictureView view = viewOf(*this, rect);
     Picture result = *this;
-    if (part == whole) {
-        return result;
-    }
-    const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(mFormat);
-    if (descriptor == nullptr) {
-        throw std::invalid_argument("Picture::crop: the pixel format has no descriptor");
-    }
-    // Down to whole groups of pixels; the view can be smaller than what was asked for.
-    const ffmpeg_ext::PixelGroup group = ffmpeg_ext::pixelGroup(mFormat);
-    const int maskX = ~((1 << group.log2Width) - 1);
-    const int maskY = ~((1 << group.log2Height) - 1);
-    part = {part.x & maskX, part.y & maskY, part.width & maskX, part.height & maskY};
-
-    const auto move = [&](int plane, int rows) {
-        const auto index = static_cast<std::size_t>(plane);
-        movePlane(result.mData[index],
-                  ffmpeg_ext::rowBytes(mFormat, plane, part.x) + std::ptrdiff_t{rows} * mLinesize[index]);
-    };
-    move(0, part.y);
-    if ((descriptor->flags & kPaletteFlags) == 0) {
-        move(1, part.y >> group.log2Height);
-        move(2, part.y >> group.log2Height);
-    }
-    // Plane 3 is an alpha plane of full resolution.
-    move(3, part.y);
-    result.mSize = {part.width, part.height};
+    result.mData = view.data;
+    result.mSize = view.size;
     return result;
 }
 

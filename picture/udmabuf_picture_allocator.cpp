@@ -2,10 +2,13 @@
 
 #include <cstddef>
 
+#include "picture/line_alignment.h"
+
 namespace vidorra {
 
 UdmaBufPictureAllocator::Allocator::Allocator(UdmaBuf& buffer)
-    : BestFitPictureAllocator(buffer.get(), buffer.size(), 32, UdmaBuf::pageSize(), true), mBuffer(buffer) {}
+    : BestFitPictureAllocator(buffer.get(), buffer.size(), kLineAlignment, UdmaBuf::pageSize(), true),
+      mBuffer(buffer) {}
 
 UdmaBufPictureAllocator::Allocator::~Allocator() = default;
 

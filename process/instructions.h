@@ -8,16 +8,17 @@
 #include <span>
 
 #if defined(__x86_64__)
+#pragma GCC diagnostic push
+#if !defined(__clang__)
+// False alarms of GCC 12 about its own AVX-512 intrinsics, in whatever function they are inlined.
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
+#pragma GCC diagnostic pop
 // In front of a function that is compiled for the set.
 #define VIDORRA_AVX2 __attribute__((target("avx2")))
 #define VIDORRA_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl")))
-#endif
-
-#if defined(__GNUC__) && !defined(__clang__)
-// False alarms of GCC 12 about its own AVX-512 intrinsics, in whatever function they stand.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 
 namespace vidorra::cpu {
@@ -41,7 +42,21 @@ class KernelSets {
 public:
     void add(const Kernels& kernels) { mSets[mCount++] = &kernels; }
 
-    [[nodiscard]] std::span<const Kernels* const> all() const { return {mSets.data(), mCount}; }
+#if defined(__x86_64__)
+    /// Adds those of the two that the processor has.
+    void addSupported(const Kernels& avx2, const Kernels& avx512) {
+        if (hasAvx2()) {
+            add(avx2);
+        }
+        if (hasAvx512()) {
+            add(avx512);
+        }
+    }
+#endif
+
+    [[nodiscard]] std::span<const Kernels* const> all() const {
+        return {mSets.data(), mCount};
+    }
 
 private:
     std::array<const Kernels*, kMost> mSets{};

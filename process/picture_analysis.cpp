@@ -6,19 +6,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <locale>
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
 
+#include "ffmpeg/owners.h"
 #include "ffmpeg/pixel_formats.h"
+#include "vidorra/core/av_ptr.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/format.h"
 
 extern "C" {
 #include <libavutil/md5.h>
-#include <libavutil/mem.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -205,7 +205,7 @@ std::string getPlanesMD5(const Picture& picture) {
     if (picture.empty()) {
         return {};
     }
-    const std::unique_ptr<AVMD5, void (*)(void*)> md5(av_md5_alloc(), av_free);
+    const AvPtr<AVMD5> md5 = ffmpeg_ext::adopt(av_md5_alloc());
     if (!md5) {
         throw std::runtime_error("Out of memory");
     }

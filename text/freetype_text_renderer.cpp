@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "picture/chroma_grid.h"
+#include "picture/picture_view.h"
 #include "process/drawing/draw_context.h"
 #include "process/drawing/ff_draw.h"
 #include "text/freetype_face.h"
@@ -73,44 +74,10 @@ std::size_t bytesOf(const FT_Bitmap& bitmap) {
     return kOverhead + std::size_t{bitmap.rows} * static_cast<unsigned>(std::abs(bitmap.pitch));
 }
 
-// What Picture::crop() would give for a format that can be drawn on. It holds no reference, which a later
-// markModified() would refuse and which would cost memory.
-class View {
-public:
-    View(const Picture& picture, const FFDrawContext& context, const Rect& rect) {
-        const Rect whole{0, 0, picture.frameSize().width, picture.frameSize().height};
-        Rect part = rect.intersected(whole);
-        if (part != whole) {
-            part = ChromaGrid(context.hsub_max, context.vsub_max).down(part);
-        }
-        if (part.width <= 0 || part.height <= 0) {
-            return;
-        }
-        mSize = {part.width, part.height};
-        mLinesize = picture.linesize();
-        for (std::size_t plane = 0; plane < context.nb_planes; ++plane) {
-            const std::ptrdiff_t x = part.x >> context.hsub[plane];
-            const std::ptrdiff_t y = part.y >> context.vsub[plane];
-            if (picture.data()[plane] != nullptr) {
-                mData[plane] = picture.data()[plane] + x * context.pixelstep[plane] + y * mLinesize[plane];
-            }
-        }
-    }
-
-    [[nodiscard]] Size size() const { return mSize; }
-    [[nodiscard]] const Picture::Planes& data() const { return mData; }
-    [[nodiscard]] const Picture::Linesizes& linesize() const { return mLinesize; }
-
-private:
-    Size mSize;
-    Picture::Planes mData{};
-    Picture::Linesizes mLinesize{};
-};
-
-void draw(const View& view, const FFDrawContext& context, const FFDrawColor& color, const FT_Bitmap& bitmap,
-          std::int64_t x, std::int64_t y) {
+void draw(const PictureView& view, const FFDrawContext& context, const FFDrawColor& color,
+          const FT_Bitmap& bitmap, std::int64_t x, std::int64_t y) {
     // What lies farther away would not show either, and its place does not fit the call.
-    if (x >= view.size().width || y >= view.size().height || x + bitmap.width <= 0 || y + bitmap.rows <= 0) {
+    if (x >= view.size.width || y >= view.size.height || x + bitmap.width <= 0 || y + bitmap.rows <= 0) {
         return;
     }
     const bool oneBit = bitmap.pixel_mode == FT_PIXEL_MODE_MONO;
@@ -118,8 +85,8 @@ void draw(const View& view, const FFDrawContext& context, const FFDrawColor& col
     // than that.
     const int width =
         static_cast<int>(oneBit ? bitmap.width : std::min(bitmap.width, static_cast<unsigned>(bitmap.pitch)));
-    ffmpeg_ext::ff_blend_mask(&context, &color, view.data().data(), view.linesize().data(), view.size().width,
-                              view.size().height, bitmap.buffer, bitmap.pitch, width,
+    ffmpeg_ext::ff_blend_mask(&context, &color, view.data.data(), view.linesize.data(), view.size.width,
+                              view.size.height, bitmap.buffer, bitmap.pitch, width,
                               static_cast<int>(bitmap.rows), oneBit ? 0 : 3, 0, static_cast<int>(x),
                               static_cast<int>(y));
 }
@@ -378,7 +345,8 @@ void FreeTypeTextRenderer::renderOn(Picture& picture, const std::string& text, P
     const FFDrawContext context =
         initDrawContext(picture.pixelFormat(), picture.colorRange() == AVCOL_RANGE_JPEG);
     const FFDrawColor color = initDrawColor(context, mFontColor);
-    const View view(picture, context, area);
+    // Not crop(), whose reference markModified() would refuse below, and which would cost memory.
+    const PictureView view = viewOf(picture, area);
     // Deliberate: the position counts again, on top of the view that begins there.
     const std::int64_t offsetX = std::int64_t{mPadding.left} - visibleArea.x + position.x;
     const std::int64_t offsetY = std::int64_t{mPadding.top} - visibleArea.y + position.y;

@@ -78,16 +78,67 @@ void setSize(Planes<F, P>& planes, std::int64_t width, std::int64_t height) {
     planes.height = static_cast<int>(height);
 }
 
-// What a thread does. It owns all that it reads but the pixels, nothing of it lies on the caller's stack.
-template <class DstSlices, class SrcSlices>
-struct SliceTask {
-    DstSlices dst;
-    SrcSlices src;
-    std::size_t slice;
-    Opacity opacity;
+// Leaves of both what falls together when `src` lies at `position` on `dst`. False when that is nothing.
+template <class Dst, class Src>
+bool clip(Dst& dst, Src& src, const Point& position) {
+    // Wide, because positions near the limits of int have no negative, and before any pointer moves outside
+    // of its plane.
+    const std::int64_t x = position.x;
+    const std::int64_t y = position.y;
+    const std::int64_t height =
+        std::min(dst.height - std::max<std::int64_t>(y, 0), src.height + std::min<std::int64_t>(y, 0));
+    const std::int64_t width =
+        std::min(dst.width - std::max<std::int64_t>(x, 0), src.width + std::min<std::int64_t>(x, 0));
+    if (height <= 0 || width <= 0) {
+        return false;
+    }
+    if (x < 0) {
+        movePixels(src, x, -1);
+    } else {
+        movePixels(dst, x, 1);
+    }
+    if (y < 0) {
+        moveRows(src, y, -1);
+    } else {
+        moveRows(dst, y, 1);
+    }
+    setSize(dst, width, height);
+    setSize(src, width, height);
+    return true;
+}
 
-    void operator()() const { blendPlanesOfSameSize(dst[slice], src[slice], opacity); }
+// What a thread does: rows of both are blended. It owns all that it reads but the pixels, nothing of it lies
+// on the caller's stack.
+template <class Dst, class Src>
+struct Slice {
+    Dst dst;
+    Src src;
+    Opacity opacity{0};
+
+    void operator()() const { blendPlanesOfSameSize(dst, src, opacity); }
 };
+
+// Divides a task for planes of one size into at most `threads` slices, and gives their number.
+template <class Dst, class Src, std::size_t Threads>
+std::size_t divide(const Slice<Dst, Src>& whole, std::int64_t threads,
+                   std::array<Slice<Dst, Src>, Threads>& slices) {
+    const std::int64_t height = whole.dst.height;
+    // Slices begin on even rows, so that no two of them share a row of chroma.
+    const std::int64_t rowsPerSlice =
+        std::max(((height + threads - 1) / threads + 1) & ~std::int64_t{1}, kMinRowsPerSlice);
+    std::size_t count = 0;
+    for (std::int64_t row = 0; row < height && count < static_cast<std::size_t>(threads);
+         row += rowsPerSlice, ++count) {
+        Slice<Dst, Src>& slice = slices[count];
+        slice = whole;
+        moveRows(slice.dst, row, 1);
+        moveRows(slice.src, row, 1);
+        const std::int64_t rows = std::min(rowsPerSlice, height - row);
+        setSize(slice.dst, whole.dst.width, rows);
+        setSize(slice.src, whole.src.width, rows);
+    }
+    return count;
+}
 
 }  // namespace
 
@@ -106,68 +157,20 @@ unsigned long getNumberOfThreads(int requested) {
 template <std::size_t Threads, class Format1, class Pointer1, class Format2, class Pointer2>
 void blendPlanesMultithreaded(Planes<Format1, Pointer1> dst, Planes<Format2, Pointer2> src,
                               const Point& position, const Opacity& opacity, int numThreads) {
-    if (opacity.value() == 0) {
+    if (opacity.value() == 0 || !clip(dst, src, position)) {
         return;
     }
-    // Wide, because positions near the limits of int have no negative, and before any pointer moves outside
-    // of its plane.
-    const std::int64_t x = position.x;
-    const std::int64_t y = position.y;
-    const std::int64_t height =
-        std::min(dst.height - std::max<std::int64_t>(y, 0), src.height + std::min<std::int64_t>(y, 0));
-    const std::int64_t width =
-        std::min(dst.width - std::max<std::int64_t>(x, 0), src.width + std::min<std::int64_t>(x, 0));
-    if (height <= 0 || width <= 0) {
-        return;
-    }
-    if (x < 0) {
-        movePixels(src, x, -1);
-    } else {
-        movePixels(dst, x, 1);
-    }
-    if (y < 0) {
-        moveRows(src, y, -1);
-    } else {
-        moveRows(dst, y, 1);
-    }
-
     const auto threads = static_cast<std::int64_t>(getNumberOfThreads<Threads>(numThreads));
-    if (threads == 1) {
-        setSize(dst, width, height);
-        setSize(src, width, height);
-        blendPlanesOfSameSize(dst, src, opacity);
-        return;
-    }
-
-    // Slices begin on even rows, so that no two of them share a row of chroma.
-    const std::int64_t rowsPerSlice =
-        std::max(((height + threads - 1) / threads + 1) & ~std::int64_t{1}, kMinRowsPerSlice);
-    std::array<Planes<Format1, Pointer1>, Threads> dstSlices{};
-    std::array<Planes<Format2, Pointer2>, Threads> srcSlices{};
-    std::size_t slices = 0;
-    for (std::int64_t row = 0; row < height && slices < static_cast<std::size_t>(threads);
-         row += rowsPerSlice, ++slices) {
-        const std::int64_t rows = std::min(rowsPerSlice, height - row);
-        dstSlices[slices] = dst;
-        srcSlices[slices] = src;
-        moveRows(dstSlices[slices], row, 1);
-        moveRows(srcSlices[slices], row, 1);
-        setSize(dstSlices[slices], width, rows);
-        setSize(srcSlices[slices], width, rows);
-    }
-    if (slices == 1) {
-        blendPlanesOfSameSize(dstSlices[0], srcSlices[0], opacity);
-        return;
-    }
-
+    using Part = Slice<Planes<Format1, Pointer1>, Planes<Format2, Pointer2>>;
+    std::array<Part, Threads> slices{};
+    const std::size_t count = divide(Part{dst, src, opacity}, threads, slices);
     // When a thread cannot be started the destructors of these wait for the ones before it.
     std::array<std::future<void>, Threads> workers;
-    for (std::size_t i = 1; i < slices; ++i) {
-        workers[i] = std::async(std::launch::async, SliceTask<decltype(dstSlices), decltype(srcSlices)>{
-                                                        dstSlices, srcSlices, i, opacity});
+    for (std::size_t i = 1; i < count; ++i) {
+        workers[i] = std::async(std::launch::async, slices[i]);
     }
-    blendPlanesOfSameSize(dstSlices[0], srcSlices[0], opacity);
-    for (std::size_t i = 1; i < slices; ++i) {
+    slices[0]();
+    for (std::size_t i = 1; i < count; ++i) {
         workers[i].wait();
     }
 }

@@ -302,12 +302,7 @@ Sets supportedSets() {
     Sets sets;
     sets.add(kPlainRangeKernels);
 #if defined(__x86_64__)
-    if (cpu::hasAvx2()) {
-        sets.add(kAvx2);
-    }
-    if (cpu::hasAvx512()) {
-        sets.add(kAvx512);
-    }
+    sets.addSupported(kAvx2, kAvx512);
 #elif defined(__aarch64__)
     sets.add(kNeon);
 #endif

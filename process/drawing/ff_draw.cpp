@@ -28,12 +28,6 @@ bool isDrawable(const AVComponentDescriptor& component) {
     return component.depth >= 8 && component.depth <= 16 && wholeBytes && !wide;
 }
 
-// FFmpeg's formats of full range in name.
-bool isFullRangeFormat(AVPixelFormat format) {
-    return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P ||
-           format == AV_PIX_FMT_YUVJ440P || format == AV_PIX_FMT_YUVJ411P;
-}
-
 int ceilShift(int value, int shift) {
     return -(-value >> shift);
 }
@@ -92,7 +86,7 @@ int ff_draw_init(FFDrawContext* draw, AVPixelFormat format, unsigned flags) {
     result.format = format;
     result.hsub[1] = result.hsub[2] = result.hsub_max = desc->log2_chroma_w;
     result.vsub[1] = result.vsub[2] = result.vsub_max = desc->log2_chroma_h;
-    result.full_range = (flags & kDrawFullRange) != 0 || isFullRangeFormat(format);
+    result.full_range = (flags & kDrawFullRange) != 0 || withoutImpliedRange(format) != format;
     result.flags = flags;
     *draw = result;
     return 0;

@@ -171,12 +171,7 @@ Sets supportedSets() {
     sets.add(kPlain);
     sets.add(kVector16);
 #if defined(__x86_64__)
-    if (cpu::hasAvx2()) {
-        sets.add(kAvx2);
-    }
-    if (cpu::hasAvx512()) {
-        sets.add(kAvx512);
-    }
+    sets.addSupported(kAvx2, kAvx512);
 #endif
     return sets;
 }

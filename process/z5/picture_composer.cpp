@@ -10,8 +10,8 @@
 namespace vidorra::z5 {
 namespace {
 
-// What `flag` means to the accelerator.
-constexpr unsigned kFlags = 96;
+// The bits by which the accelerator knows `flag`. Their meaning is its own, and not that of PictureScaler's.
+constexpr unsigned kFlagBits = 96;
 
 unsigned char alphaOf(double opacity) {
     // Written so that not a number is nothing, too.
@@ -70,7 +70,7 @@ void PictureComposer::compose(Picture& dst, const Picture& overlay, Point positi
                   .linesize = dst.linesize()[0],
                   .width = dst.frameSize().width - x,
                   .height = dst.frameSize().height - y},
-                 wholeBuffer<const void>(cropped), width, height, alphaOf(opacity), flag ? kFlags : 0);
+                 wholeBuffer<const void>(cropped), width, height, alphaOf(opacity), flag ? kFlagBits : 0);
 }
 
 }  // namespace vidorra::z5

@@ -8,8 +8,9 @@
 namespace vidorra::z5 {
 namespace {
 
-// What `flag` means to the accelerator.
-constexpr unsigned kFlags = 56;
+// The bits by which the accelerator knows `flag`. Their meaning is its own, and not that of
+// PictureComposer's.
+constexpr unsigned kFlagBits = 56;
 
 }  // namespace
 
@@ -41,7 +42,7 @@ void PictureScaler::scaleTo(Picture& dst, const Picture& src, bool flag) {
     // which tells of writing by the CPU.
     src.flush();
     ::z5::hw::accel::Scaler(mDevice.get())
-        .process(wholeBuffer<void>(dst), wholeBuffer<const void>(src), flag ? kFlags : 0);
+        .process(wholeBuffer<void>(dst), wholeBuffer<const void>(src), flag ? kFlagBits : 0);
 }
 
 Picture PictureScaler::scale(const Picture& src, Size size, bool flag) {

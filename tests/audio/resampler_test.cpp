@@ -1,5 +1,6 @@
 #include "vidorra/audio/resampler.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "support/throw_text.h"
 
 extern "C" {
+#include <libavutil/buffer.h>
 #include <libavutil/error.h>
 #include <libswresample/swresample.h>
 }
@@ -404,6 +406,38 @@ TEST(Resampler, AnInputThatCannotBeConvertedIsAnErrorOfTheOutputsSize) {
                           static_cast<void>(resampler.resample(input, 48000, kStereo, AV_SAMPLE_FMT_S16)));
     }
     EXPECT_EQ(interleaved(resampler.remap(s16(kStereo, {1, 2}))), (std::vector<Sample>{1, 2}));
+}
+
+// FFmpeg's converters take samples from any address.
+TEST(Resampler, PlanesOffTheAlignmentAreConvertedLikeOthers) {
+    const auto result = [](AVSampleFormat format, unsigned long layout, int rate, std::size_t offset) {
+        const AudioBuffer shape(layout, format);
+        const std::size_t size = shape.planeSize(1001);
+        std::vector<MemBuffer> planes;
+        for (std::size_t i = 0; i < shape.numberOfPlanes(); ++i) {
+            AVBufferRef* plane = av_buffer_alloc(static_cast<int>(size + offset));
+            plane->data += offset;
+            plane->size -= static_cast<decltype(plane->size)>(offset);
+            for (std::size_t at = 0; at < size; at += sizeof(float)) {
+                // Within the range of every format, a number in each.
+                const auto value = static_cast<std::uint32_t>(0x3e000000U + 977 * at + i);
+                std::memcpy(plane->data + at, &value, std::min(sizeof(value), size - at));
+            }
+            planes.emplace_back(&plane);
+        }
+        const AudioBuffer input(layout, format, 48000, 1001, std::move(planes));
+        Resampler resampler;
+        return interleaved(resampler.resample(input, rate, kStereo, AV_SAMPLE_FMT_S16));
+    };
+    for (const AVSampleFormat format : {AV_SAMPLE_FMT_S16P, AV_SAMPLE_FMT_S32P, AV_SAMPLE_FMT_FLTP,
+                                        AV_SAMPLE_FMT_DBLP, AV_SAMPLE_FMT_S16, AV_SAMPLE_FMT_FLT}) {
+        const auto step = static_cast<std::size_t>(av_get_bytes_per_sample(format));
+        for (const std::uint64_t layout : {kMono, kStereo, kFive, kSeven}) {
+            for (const int rate : {48000, 44100}) {
+                EXPECT_EQ(result(format, layout, rate, step), result(format, layout, rate, 0));
+            }
+        }
+    }
 }
 
 TEST(Resampler, OnlyTheSamplesThatAreThereAreRead) {

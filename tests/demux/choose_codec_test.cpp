@@ -19,8 +19,6 @@ namespace {
 
 using Options = std::map<std::string, std::string>;
 using Acceleration = VideoDecoder::Acceleration;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 static_assert(static_cast<int>(Acceleration::None) == 0 && static_cast<int>(Acceleration::Hardware) == 1);
 

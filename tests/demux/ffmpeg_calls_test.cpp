@@ -57,9 +57,6 @@ std::string fileWithTimeOrigin() {
         .string();
 }
 
-// --------------------------------------------------------------------------------------------------------------
-// open
-
 TEST(OpenCalls, ComeInTheirOrder) {
     std::vector<std::string> order;
     const auto alloc = calls().avformatAllocContext.replace([&] {
@@ -253,9 +250,6 @@ TEST(RawPacketSource, KeepsTheKeyFlagsOfItsDemuxerAlsoWhenItIsMoved) {
     EXPECT_TRUE(source.readPacket().isKeyFrame()) << "another source";
 }
 
-// --------------------------------------------------------------------------------------------------------------
-// read
-
 struct Failure {
     const char* name;
     int code;
@@ -370,9 +364,6 @@ INSTANTIATE_TEST_SUITE_P(
                           1060485757000000,
                           40000}),
     [](const auto& row) { return row.param.name; });
-
-// -----------------------------------------------------------------------------------------------------------
-// decoders
 
 TEST(DecoderCalls, AnEmptyPacketDoesNotReachFfmpeg) {
     VideoDecoder decoder;

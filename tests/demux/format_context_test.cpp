@@ -56,9 +56,6 @@ std::int64_t firstTime(FormatContext& source) {
     return source.readPacket().pts;
 }
 
-// ---------------------------------------------------------------------------------------------- closed,
-// open, close
-
 TEST(FormatContextClosed, HasNothing) {
     const FormatContext source;
     EXPECT_FALSE(source.isOpened());
@@ -287,9 +284,6 @@ TEST(FormatContextReopen, OpenOfAnOpenSourceClosesItFirst) {
     EXPECT_EQ(readAllPackets(source).size(), 2U);
 }
 
-// ------------------------------------------------------------------------------------------------- the end
-// of a file
-
 TEST(FormatContextEnd, APacketOfSizeZeroComesAndIsEofIsTrue) {
     FormatContext source = opened(fileWithoutTimeOrigin());
     EXPECT_GT(source.readPacket().size, 0);
@@ -331,9 +325,6 @@ TEST(FormatContextEnd, OpenForgetsIt) {
     EXPECT_EQ(readAllPackets(source).size(), 2U);
     EXPECT_TRUE(source.isEOF());
 }
-
-// -------------------------------------------------------------------------------------------------- the time
-// origin
 
 TEST(FormatContextTimeOrigin, IsAddedToBothTimesOfAPacketButNotToItsDuration) {
     FormatContext plain = opened(fileWithoutTimeOrigin());
@@ -432,9 +423,6 @@ TEST(FormatContextTimeOrigin, IsInATimeThatTookTheValueOfTheOther) {
     EXPECT_EQ(packet.pts, packet.dts);
 }
 
-// -------------------------------------------------------------------------------------------------------------
-// moves
-
 TEST(FormatContextMove, TakesTheOpenSource) {
     FormatContext source = opened(fileWithTimeOrigin("5000000"));
     const AVFormatContext* const context = source.getAVFormatContext();
@@ -531,9 +519,6 @@ TEST(FormatContextMove, AClosedOneTakesItsUrlAlong) {
     EXPECT_EQ(readAllPackets(target).size(), 2U);
 }
 
-// ---------------------------------------------------------------------------------------------------------
-// interrupt
-
 using Callback = int (*)(void*);
 
 TEST(FormatContextInterrupt, HasNoCallbackUnlessOneIsSet) {
@@ -595,9 +580,6 @@ TEST(FormatContextInterrupt, GoesToTheOneThatTookTheSource) {
     target.interrupt();
     EXPECT_EQ(callback.callback(callback.opaque), 1);
 }
-
-// ---------------------------------------------------------------------------------------------------------
-// key flags
 
 std::string annexB(std::initializer_list<int> unitTypes) {
     std::string result;
@@ -721,9 +703,6 @@ TEST(FormatContextKey, PacketsOfAStreamThatDoesNotExistAreLeftAlone) {
         EXPECT_TRUE(packet.isKeyFrame());
     }
 }
-
-// ----------------------------------------------------------------------------------------------------------
-// decoders
 
 TEST(FormatContextDecoders, AreMadeAtTheFirstRequestAndKept) {
     FormatContext source = opened(fileWithoutTimeOrigin());

@@ -30,7 +30,6 @@ using test::opened;
 using test::ProbedPacket;
 using test::ProbedStream;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::string md5(const std::uint8_t* data, std::size_t size) {
     std::array<std::uint8_t, 16> digest{};

@@ -176,9 +176,11 @@ TEST(Seek, ThrowsTheTextOfFFmpegWhenItFailsAndLeavesTheEnd) {
 
 TEST(Seek, LetsTheOriginWrap) {
     FormatContext source = opened(soundWithOrigin());
-    EXPECT_NO_THROW(try {
+    try {
         source.seek(Timestamp(Timebase(), std::numeric_limits<std::int64_t>::min()));
-    } catch (const std::runtime_error&){});
+    } catch (const std::runtime_error&) {
+        // FFmpeg may refuse such a time.
+    }
     source.seek(Timestamp(Timebase(), kOrigin));
     EXPECT_EQ(source.readPacket().pts, kOrigin);
 }

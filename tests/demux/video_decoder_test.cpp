@@ -23,7 +23,6 @@ using test::Parameters;
 using test::prepareAndOpen;
 using test::rawVideoParameters;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 constexpr int kWidth = 32;

@@ -57,21 +57,21 @@ TEST(AcceptedFrames, AreOfTheSizeAndFormatOfTheEncoder) {
         const ContextPtr encoder = encoderFor(AV_PIX_FMT_YUV420P);
         const AvPtr<AVFrame> frame = frameOf(AV_PIX_FMT_YUV420P);
         row.change(*frame);
-        EXPECT_EQ(accepts(*encoder, *frame), row.accepted);
+        EXPECT_EQ(encoderAccepts(*encoder, *frame), row.accepted);
     }
 }
 
 TEST(AcceptedFrames, OfADeviceHaveNoPlanesToLookAt) {
     const ContextPtr encoder = encoderFor(AV_PIX_FMT_VAAPI);
     const AvPtr<AVFrame> frame = frameOf(AV_PIX_FMT_VAAPI, false);
-    EXPECT_TRUE(accepts(*encoder, *frame));
+    EXPECT_TRUE(encoderAccepts(*encoder, *frame));
     frame->height = 46;
-    EXPECT_FALSE(accepts(*encoder, *frame));
-    EXPECT_FALSE(accepts(*encoder, *frameOf(AV_PIX_FMT_NV12)));
+    EXPECT_FALSE(encoderAccepts(*encoder, *frame));
+    EXPECT_FALSE(encoderAccepts(*encoder, *frameOf(AV_PIX_FMT_NV12)));
 }
 
 TEST(AcceptedFrames, AreNoneWithoutAFormat) {
-    EXPECT_FALSE(accepts(*encoderFor(AV_PIX_FMT_NONE), *frameOf(AV_PIX_FMT_NONE, false)));
+    EXPECT_FALSE(encoderAccepts(*encoderFor(AV_PIX_FMT_NONE), *frameOf(AV_PIX_FMT_NONE, false)));
 }
 
 }  // namespace

@@ -138,6 +138,8 @@ struct ConfigRow {
     const char* name;
     const char* changes;
     Expected expected;
+    // What the log says of it, at level 1.
+    std::vector<std::string> lines{};
 };
 
 void PrintTo(const ConfigRow& row, std::ostream* stream) {
@@ -149,10 +151,14 @@ class BadVideoConfig : public BadInput, public testing::WithParamInterface<Confi
 TEST_P(BadVideoConfig, IsRefusedAndTheNextOneWorks) {
     const LogCapture log(2);
     const objstream::object config = changed(kVideo, GetParam().changes);
+    std::vector<LogCapture::Line> lines;
     for (int i = 0; i < 2; ++i) {
         expectThrow(GetParam().expected, [&] { VideoEncoder{config}; });
+        for (const std::string& line : GetParam().lines) {
+            lines.push_back({1, "video-encoder-mpeg4: " + line});
+        }
     }
-    EXPECT_THAT(log.lines(), IsEmpty());
+    EXPECT_EQ(log.lines(), lines);
     VideoEncoder good(changed(kVideo, "{}"));
     expectWorks(good, picture());
 }
@@ -193,12 +199,18 @@ INSTANTIATE_TEST_SUITE_P(
                   ffmpegError(AvError::InvalidArgument, "value \"\" is invalid for qmax param")},
         ConfigRow{"UnknownFlag", R"({"options": {"flags": "+nope"}})",
                   ffmpegError(AvError::InvalidArgument, "value \"+nope\" is invalid for flags param")},
-        ConfigRow{"NoWidth", R"({"width": null})",
-                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\"")},
-        ConfigRow{"NoHeight", R"({"height": null})",
-                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\"")},
-        ConfigRow{"NegativeSize", R"({"width": -64})",
-                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\"")},
+        ConfigRow{"NoWidth",
+                  R"({"width": null})",
+                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\""),
+                  {"\"width\" and \"height\" are 0 and 48: both have to be there and above 0."}},
+        ConfigRow{"NoHeight",
+                  R"({"height": null})",
+                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\""),
+                  {"\"width\" and \"height\" are 64 and 0: both have to be there and above 0."}},
+        ConfigRow{"NegativeSize",
+                  R"({"width": -64})",
+                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\""),
+                  {"\"width\" and \"height\" are -64 and 48: both have to be there and above 0."}},
         ConfigRow{"SizeThatNoPictureHas", R"({"width": 2000000000, "height": 2000000000})",
                   ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\"")},
         ConfigRow{"SizeAboveThatOfTheCodec", R"({"width": 8192})",
@@ -220,10 +232,16 @@ INSTANTIATE_TEST_SUITE_P(
                   R"({"width": 4294967360})",
                   {typeid(objstream::bad_objstream_cast<long long>),
                    "Failed to convert object with value 4294967360 from type long long to type int"}},
-        ConfigRow{"NoTimeBase", R"({"timebase_den": 0})",
-                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\"")},
-        ConfigRow{"NegativeTimeBase", R"({"timebase_num": -1})",
-                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\"")},
+        ConfigRow{"NoTimeBase",
+                  R"({"timebase_den": 0})",
+                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\""),
+                  {"\"timebase_num\" and \"timebase_den\" are 1 and 0: both have to be above 0, such as 1 "
+                   "and 25."}},
+        ConfigRow{"NegativeTimeBase",
+                  R"({"timebase_num": -1})",
+                  ffmpegError(AvError::InvalidArgument, "Could not open encoder \"mpeg4\""),
+                  {"\"timebase_num\" and \"timebase_den\" are -1 and 25: both have to be above 0, such as 1 "
+                   "and 25."}},
         ConfigRow{
             "UnknownFormat", R"({"pix_fmt": "yuv42"})", {typeid(BadCast), "Unknown pixel format yuv42"}},
         ConfigRow{"FormatThatTheCodecLacks", R"({"pix_fmt": "rgba"})",

@@ -15,7 +15,6 @@ namespace {
 using test::configFor;
 using test::encoderCalls;
 using test::LogCapture;
-using test::numberedFrame;
 using test::PlainEncoder;
 using testing::IsEmpty;
 

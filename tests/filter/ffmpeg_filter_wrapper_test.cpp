@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "support/allocation_limit.h"
 #include "support/throw_text.h"
 #include "vidorra/core/enum_text.h"
 
@@ -340,6 +341,33 @@ TEST_F(Wrapper, AFailedGraphGoesOnFailing) {
     set("hflip");
     Picture picture = columns();
     EXPECT_EQ(mFilter.processPicture(picture).data()[0][0], 63);
+}
+
+TEST_F(Wrapper, AfterAShortageOfMemoryInsideTheGraphIsBuiltAgain) {
+    set("scale=640:480,scale=64:48");
+    Picture picture = columns();
+    {
+        const AllocationLimit limit(100'000);
+        EXPECT_THROW_TEXT(std::runtime_error, "Picture filtering failed",
+                          static_cast<void>(mFilter.processPicture(picture)));
+    }
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(mFilter.processPicture(picture).frameSize(), (Size{64, 48}));
+    }
+}
+
+TEST_F(Wrapper, AnEndedGraphIsNotBuiltAgain) {
+    set("trim=end_frame=2");
+    int given = 0;
+    for (int i = 0; i < 6; ++i) {
+        VideoFrame frame = videoFrame(columns(), i);
+        try {
+            given += mFilter.processVideoFrame(frame).empty() ? 0 : 1;
+        } catch (const std::runtime_error& error) {
+            EXPECT_STREQ(error.what(), "Picture filtering failed");
+        }
+    }
+    EXPECT_EQ(given, 2);
 }
 
 TEST_F(Wrapper, WhatHasNoSourceIsNamed) {

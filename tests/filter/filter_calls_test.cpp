@@ -15,6 +15,7 @@
 
 extern "C" {
 #include <libavfilter/avfilter.h>
+#include <libavfilter/buffersink.h>
 #include <libavfilter/buffersrc.h>
 }
 
@@ -35,6 +36,11 @@ struct Failures {
     // A code for what the source is given.
     int sending = 0;
     int sendingFlags = -1;
+    // How often frames were sent and sources made.
+    int sent = 0;
+    int sources = 0;
+    // A code for what the sink is asked for.
+    int receiving = 0;
     // What the source was given.
     std::string arguments;
 };
@@ -68,6 +74,7 @@ int __wrap_avfilter_graph_create_filter(AVFilterContext** context, const AVFilte
     const bool replace = !instead.empty() && isSource;
     if (isSource) {
         failures().arguments = arguments;
+        ++failures().sources;
     }
     return __real_avfilter_graph_create_filter(context, filter, name, replace ? instead.c_str() : arguments,
                                                opaque, graph);
@@ -96,8 +103,14 @@ AVFrame* __wrap_av_frame_alloc() {
 int __real_av_buffersrc_add_frame_flags(AVFilterContext* source, AVFrame* frame, int flags);
 int __wrap_av_buffersrc_add_frame_flags(AVFilterContext* source, AVFrame* frame, int flags) {
     failures().sendingFlags = flags;
+    ++failures().sent;
     return failures().sending != 0 ? failures().sending
                                    : __real_av_buffersrc_add_frame_flags(source, frame, flags);
+}
+
+int __real_av_buffersink_get_frame(AVFilterContext* sink, AVFrame* frame);
+int __wrap_av_buffersink_get_frame(AVFilterContext* sink, AVFrame* frame) {
+    return failures().receiving != 0 ? failures().receiving : __real_av_buffersink_get_frame(sink, frame);
 }
 }
 
@@ -272,6 +285,83 @@ TEST_F(FilterCalls, WithoutMemoryForTheOutputTheFrameIsGone) {
     failures().frame = true;
     EXPECT_EQ(graph.filterFrame(frame).error, AvError::OutOfMemory);
     EXPECT_EQ(frame, nullptr);
+}
+
+// A frame that is left in the graph would come out in the place of the next one, and so on.
+TEST_F(FilterCalls, AShortageInFrontOfAGraphLeavesNoFrameInIt) {
+    FilterGraphVideo graph = video();
+    AvPtr<AVFrame> frame = plainPicture(50, 100, 1);
+    failures().frame = true;
+    EXPECT_FALSE(graph.filterFrame(frame).ok);
+    failures().frame = false;
+    frame = plainPicture(50, 100, 2);
+    ASSERT_TRUE(graph.filterFrame(frame).ok);
+    EXPECT_EQ(frame->pts, 2);
+}
+
+// FFmpeg's scalers read freed memory when they are given another frame.
+TEST_F(FilterCalls, AGraphThatFailedIsGivenNothingMore) {
+    for (int Failures::*failing : {&Failures::sending, &Failures::receiving}) {
+        for (const AvError error : {AvError::OutOfMemory, AvError::InvalidData}) {
+            failures() = Failures();
+            FilterGraphVideo graph = video();
+            const auto filter = [&graph] {
+                AvPtr<AVFrame> frame = plainPicture(50, 100);
+                const AvRes res = graph.filterFrame(frame);
+                EXPECT_EQ(frame != nullptr, res.ok);
+                return res;
+            };
+            EXPECT_TRUE(filter().ok);
+            failures().*failing = error.code();
+            EXPECT_EQ(filter().error, error);
+            failures().*failing = 0;
+            for (int i = 0; i < 3; ++i) {
+                EXPECT_EQ(filter().error, error);
+            }
+            EXPECT_EQ(failures().sent, 2);
+            EXPECT_FALSE(graph.empty());
+            FilterGraphVideo moved = std::move(graph);
+            EXPECT_TRUE(filter().ok) << "what was moved from has no graph";
+        }
+    }
+}
+
+TEST_F(FilterCalls, AWrapperBuildsAGraphThatFailedAgain) {
+    FFmpegFilterWrapper filter;
+    filter.setFilterSpec("hflip");
+    Picture picture({64, 48}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG, 32);
+    const auto process = [&] { return filter.processPicture(picture); };
+    EXPECT_FALSE(process().empty());
+    for (const AvError error : {AvError::OutOfMemory, AvError::InvalidData}) {
+        failures() = Failures();
+        failures().sending = error.code();
+        EXPECT_THROW_TEXT(std::runtime_error, "Picture filtering failed", static_cast<void>(process()));
+        failures().sending = 0;
+        EXPECT_FALSE(process().empty());
+        EXPECT_EQ(failures().sources, 1);
+        failures().receiving = error.code();
+        EXPECT_TRUE(process().empty());
+        failures().receiving = 0;
+        EXPECT_FALSE(process().empty());
+        EXPECT_EQ(failures().sources, 2);
+    }
+}
+
+// There is nothing wrong with it.
+TEST_F(FilterCalls, AWrapperKeepsAGraphThatEndedOrNeedsMore) {
+    FFmpegFilterWrapper filter;
+    filter.setFilterSpec("hflip");
+    Picture picture({64, 48}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG, 32);
+    for (const AvError error : {AvError::Eof, AvError::Again}) {
+        failures().receiving = error.code();
+        EXPECT_TRUE(filter.processPicture(picture).empty());
+        EXPECT_TRUE(filter.processPicture(picture).empty());
+    }
+    failures().receiving = 0;
+    failures().sending = AvError::Eof.code();
+    EXPECT_THROW_TEXT(std::runtime_error, "Picture filtering failed",
+                      static_cast<void>(filter.processPicture(picture)));
+    EXPECT_EQ(failures().sources, 1);
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 
 #include "ffmpeg/channels.h"
 #include "filter/graph_frames.h"
+#include "support/allocation_limit.h"
+#include "support/log_capture.h"
 #include "support/throw_text.h"
 #include "vidorra/core/enum_text.h"
 #include "vidorra/core/ffmpeg_error.h"
@@ -194,6 +196,74 @@ TEST(FilterGraph, OneFrameComesOutAtATimeAndTheRestIsKept) {
     EXPECT_EQ(frame->pts, 102);
 }
 
+TEST(FilterGraph, FramesThatWaitAreLoggedOnceAndBoundedAndStayBounded) {
+    FilterGraphAudio graph = audioGraph("asetnsamples=n=1");
+    const LogCapture log;
+    // Of each frame one waits, in the sink or for a moment in front of the filter.
+    int taken = 0;
+    int takenUnlogged = 0;
+    while (taken < 1000) {
+        AvPtr<AVFrame> frame = stereo({1, 2, 3, 4}, 2 * taken);
+        const AvRes res = graph.filterFrame(frame);
+        if (!res.ok) {
+            EXPECT_EQ(res.error, AvError::OutOfMemory);
+            break;
+        }
+        ASSERT_EQ(frame->pts, taken);
+        ++taken;
+        takenUnlogged += log.lines().empty() ? 1 : 0;
+    }
+    EXPECT_NEAR(takenUnlogged, 50, 1);
+    EXPECT_NEAR(taken, 250, 1);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(log.lines()[0],
+              (LogCapture::Line{2,
+                                "FilterGraph: more than 50 filtered frames wait: the filters give more "
+                                "frames than they get. 250 waiting frames are an error."}));
+    for (int i = 0; i < 3; ++i) {
+        AvPtr<AVFrame> frame = stereo({1, 2, 3, 4}, 498);
+        EXPECT_EQ(graph.filterFrame(frame).error, AvError::OutOfMemory);
+        EXPECT_EQ(frame, nullptr);
+    }
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST(FilterGraph, FramesThatWaitedComeOutBeforeTheEnd) {
+    FilterGraphAudio graph = audioGraph("asetnsamples=n=1");
+    AvPtr<AVFrame> frame = stereo({1, 2, 3, 4, 5, 6}, 0);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(graph.filterFrame(frame).ok);
+        EXPECT_EQ(frame->pts, i);
+        frame.reset();
+    }
+    EXPECT_EQ(graph.filterFrame(frame).error, AvError::Eof);
+}
+
+TEST(FilterGraph, AGraphThatHasEndedStaysEnded) {
+    FilterGraphVideo graph = videoGraph("null");
+    AvPtr<AVFrame> frame = plainPicture(50, 100);
+    frame.reset();
+    EXPECT_EQ(graph.filterFrame(frame).error, AvError::Eof);
+    frame = plainPicture(50, 100);
+    EXPECT_EQ(graph.filterFrame(frame).error, AvError::Eof);
+    EXPECT_EQ(graph.filterFrame(frame).error, AvError::Eof);
+}
+
+// FFmpeg's scaler crashes on the picture after the one for which it got no memory.
+TEST(FilterGraph, AfterAShortageOfMemoryInsideEveryFrameIsRefused) {
+    FilterGraphVideo graph = videoGraph("scale=640:480,scale=64:48");
+    AvPtr<AVFrame> frame = plainPicture(50, 100, 0);
+    {
+        const AllocationLimit limit(100'000);
+        EXPECT_EQ(graph.filterFrame(frame).error, AvError::OutOfMemory);
+    }
+    for (int i = 1; i < 4; ++i) {
+        frame = plainPicture(50, 100, i);
+        EXPECT_EQ(graph.filterFrame(frame).error, AvError::OutOfMemory);
+        EXPECT_EQ(frame, nullptr);
+    }
+}
+
 TEST(FilterGraph, ANullFrameEndsTheGraphForGood) {
     FilterGraphVideo graph = videoGraph("null");
     AvPtr<AVFrame> frame = plainPicture(50, 100);
@@ -321,6 +391,23 @@ constexpr RangeRow kRangeRows[] = {
      .spec = "format=gbrp",
      .ofContext = AVCOL_RANGE_UNSPECIFIED,
      .range = AVCOL_RANGE_JPEG},
+    // The letters alone say nothing, and not every option that is called so is of colours.
+    {.name = "InOrange",
+     .spec = "drawbox=x=62:y=46:w=2:h=2:c=orange,scale=32:24",
+     .ofContext = AVCOL_RANGE_JPEG,
+     .range = AVCOL_RANGE_MPEG},
+    {.name = "WithALabelThatIsArranged",
+     .spec = "scale=32:24[arranged];[arranged]format=yuv444p",
+     .ofContext = AVCOL_RANGE_JPEG,
+     .range = AVCOL_RANGE_MPEG},
+    {.name = "WithARangeOfPixels",
+     .spec = "deband=range=8,scale=32:24",
+     .ofContext = AVCOL_RANGE_JPEG,
+     .range = AVCOL_RANGE_MPEG},
+    {.name = "WithARangeThatIsTheDefault",
+     .spec = "scale=32:24:out_range=auto",
+     .ofContext = AVCOL_RANGE_JPEG,
+     .range = AVCOL_RANGE_MPEG},
     {.name = "ScaledForACodecWithoutRange",
      .spec = "scale=32:24,format=yuv422p",
      .ofContext = AVCOL_RANGE_UNSPECIFIED,
@@ -368,8 +455,16 @@ TEST(FilterGraph, ASpecificationCanAskForARange) {
     for (const Row& row :
          {Row{"scale=32:24:out_range=tv", AVCOL_RANGE_JPEG, 255, AVCOL_RANGE_MPEG, 235},
           Row{"scale=32:24:out_range=pc", AVCOL_RANGE_MPEG, 235, AVCOL_RANGE_JPEG, 255},
-          Row{"scale=32:24:in_range=tv:out_range=pc", AVCOL_RANGE_UNSPECIFIED, 235, AVCOL_RANGE_JPEG, 255}}) {
+          Row{"scale=32:24:in_range=tv:out_range=pc", AVCOL_RANGE_UNSPECIFIED, 235, AVCOL_RANGE_JPEG, 255},
+          Row{"setrange=pc", AVCOL_RANGE_MPEG, 235, AVCOL_RANGE_JPEG, 235},
+          Row{"setparams=range=full", AVCOL_RANGE_MPEG, 235, AVCOL_RANGE_JPEG, 235},
+          Row{"sws_flags=bilinear:out_range=tv;scale=32:24", AVCOL_RANGE_JPEG, 255, AVCOL_RANGE_MPEG, 235},
+          Row{"zscale=r=full", AVCOL_RANGE_MPEG, 235, AVCOL_RANGE_JPEG, 255},
+          Row{"zscale=rin=limited:r=full", AVCOL_RANGE_MPEG, 235, AVCOL_RANGE_JPEG, 255}}) {
         SCOPED_TRACE(row.spec);
+        if (std::strncmp(row.spec, "zscale", 6) == 0 && avfilter_get_by_name("zscale") == nullptr) {
+            continue;
+        }
         const ContextPtr context = videoContext();
         context->color_range = AVCOL_RANGE_JPEG;
         FilterGraphVideo graph(row.spec, *context, nullptr, AV_PIX_FMT_YUV420P);

@@ -17,7 +17,6 @@ namespace {
 
 using testing::Each;
 using testing::ElementsAre;
-using testing::IsNull;
 
 constexpr short kLowest = std::numeric_limits<short>::min();
 constexpr short kHighest = std::numeric_limits<short>::max();

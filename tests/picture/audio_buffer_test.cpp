@@ -22,7 +22,6 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsNull;
-using testing::Not;
 using testing::NotNull;
 using testing::SizeIs;
 

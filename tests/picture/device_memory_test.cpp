@@ -28,7 +28,6 @@ using test::FramePtr;
 using test::newFrame;
 using test::noisePicture;
 using test::pixelsOf;
-using test::slotsOf;
 
 constexpr Size kSize{16, 8};
 

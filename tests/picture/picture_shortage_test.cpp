@@ -19,7 +19,6 @@ namespace {
 
 using test::AllocationLimit;
 using test::Arena;
-using test::bufferCount;
 using test::ffmpegErrorText;
 using test::FramePtr;
 using test::kNothing;

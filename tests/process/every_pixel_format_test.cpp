@@ -188,16 +188,16 @@ TEST_P(EveryPixelFormat, IsComposed) {
     forEachAndViews([&](Picture& picture) {
         for (const AVPixelFormat format : {picture.pixelFormat(), NVA12}) {
             const Picture overlay = guardedPicture(format, {7, 5}, GetParam());
-            for (const Point& position : {Point{0, 0}, Point{-3, -1}, Point{5, 3}, Point{1, 1}}) {
-                for (const double opacity : {1.0, 0.5}) {
-                    try {
+            const Picture part = overlay.crop({1, 1, 5, 3});
+            for (const double opacity : {1.0, 0.5}) {
+                try {
+                    for (const Point& position : {Point{0, 0}, Point{-3, -1}, Point{5, 3}, Point{1, 1}}) {
                         compose(picture, overlay, position, CheckColorRange::Yes, opacity, 1);
-                        compose(picture, overlay.crop({1, 1, 5, 3}), position, CheckColorRange::Yes, opacity,
-                                2);
+                        compose(picture, part, position, CheckColorRange::Yes, opacity, 1);
                         ++drawn;
-                    } catch (const std::runtime_error&) {
-                        // These cannot be blended.
                     }
+                } catch (const std::runtime_error&) {
+                    // These cannot be blended.
                 }
             }
         }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -57,7 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"AtTheEndOfTheFirst", 1100, 1100, {1300}}, Row{"InsideTheSecond", 1150, 1100, {1300}},
                     Row{"AtTheEndBeforeAGap", 1200, std::nullopt, {1300}},
                     Row{"InTheGapWithinTheTolerance", 1295, 1300, {}},
-                    Row{"LaterThanTheEnd", 1400, std::nullopt, {}}),
+                    Row{"LaterThanTheEnd", 1400, std::nullopt, {}},
+                    Row{"AtTheEndOfAllTime", std::numeric_limits<std::int64_t>::max(), std::nullopt, {}}),
     [](const auto& row) { return row.param.name; });
 
 TEST(AudioFrameQueue, NoSampleIsGivenTwice) {

@@ -496,9 +496,8 @@ TEST_F(ScriptedReading, ClosingAClosedReaderWithdrawsTheWarningsOnly) {
     EXPECT_THAT(lines.lines(), testing::SizeIs(1));
 }
 
-// ---------------------------------------------------------------------------------------------------------
-// The clock of decoding. A frame far in the past is late whatever the machine does, one far ahead never.
-
+// Against the clock of decoding: a frame far in the past is late whatever the machine does, one far ahead
+// never.
 constexpr std::int64_t kFarBehind = -100000000;
 constexpr std::int64_t kFarAhead = 100000000;
 

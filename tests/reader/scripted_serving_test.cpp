@@ -28,7 +28,6 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using Mode = MediaFileReader::PlaybackMode;
 using Reader = MediaFileReaderAsync;
 

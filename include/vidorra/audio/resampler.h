@@ -43,7 +43,8 @@ public:
     ///
     /// Throws std::invalid_argument when one of the rates is 0 or less, and std::runtime_error, as
     /// AudioBuffer::resize() does, where FFmpeg knows no way between layouts and formats. Throws
-    /// std::bad_alloc when there is no memory.
+    /// std::bad_alloc when there is no memory. After a failure inside FFmpeg the next call starts over,
+    /// without the samples that were held back.
     [[nodiscard]] AudioBuffer resample(const AudioBuffer& input, int outRate, long outLayout,
                                        AVSampleFormat outFormat);
 
@@ -73,6 +74,7 @@ private:
     using InputMap = std::array<int, kMostChannels>;
 
     void build();
+    void fail(int code);
 
     std::unique_ptr<SwrContext, void (*)(SwrContext*)> mContext;
     // Without samples: the layouts, formats and rates that the context is built for.

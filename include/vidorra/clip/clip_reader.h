@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -57,11 +58,28 @@ struct ClipTrack {
     bool selected = false;
 };
 
-/// Chooses a track of its kind. A number counts the tracks of the kind from 0, attached pictures included. A
-/// language is compared without case; where no track has it, the best is taken. Attached pictures are taken
-/// by number only.
-enum class TrackChoice { Best, None };
-using ClipTrackChoice = std::variant<TrackChoice, int, std::string>;
+/// By what a track is chosen.
+enum class TrackChoice { Best, None, Number, Language };
+
+/// Chooses a track of its kind: the best, none, by its number or by its language.
+///
+///     options.audio = TrackChoice::None;
+///     options.audio = 1;
+///     options.audio = "deu";
+///
+/// A number counts the tracks of the kind from 0, attached pictures included. A language is compared without
+/// case; where no track has it, the best is taken. Attached pictures are taken by number only.
+struct ClipTrackChoice {
+    TrackChoice by = TrackChoice::Best;
+    int number = 0;
+    std::string language;
+
+    ClipTrackChoice() = default;
+    ClipTrackChoice(TrackChoice choice) : by(choice) {}
+    ClipTrackChoice(int trackNumber) : by(TrackChoice::Number), number(trackNumber) {}
+    ClipTrackChoice(std::string name) : by(TrackChoice::Language), language(std::move(name)) {}
+    ClipTrackChoice(const char* name) : ClipTrackChoice(std::string(name)) {}
+};
 
 /// Options of a ClipReader. The defaults are right for most programs.
 struct ClipOptions {
@@ -175,8 +193,9 @@ public:
     void seek(const Timestamp& to, SeekTo mode = SeekTo::Exact);
 
     /// Ends a call that is under way in another thread, and all later ones, for good: read() gives nothing,
-    /// and what else needs the source throws. A wait of FFmpeg for the network, of a descriptor and of a byte
-    /// source that can be interrupted ends at once; a wait of the operating system for a file does not.
+    /// and what else needs the source throws. Returns at once. The other call ends as soon as it looks:
+    /// FFmpeg does so ten times a second while it waits for the network, a descriptor and a byte source that
+    /// can be interrupted at once, a wait of the operating system for a file at its end.
     void stop() noexcept;
 
     [[nodiscard]] bool stopped() const noexcept;

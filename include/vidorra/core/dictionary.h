@@ -29,8 +29,8 @@ public:
     Dictionary(Dictionary&& other) noexcept;
     Dictionary& operator=(Dictionary&& other) noexcept;
 
-    /// The value of a key, matched case by case; nothing for a missing key. Throws std::invalid_argument for
-    /// null.
+    /// The value of a key, matched case-sensitively; nothing for a missing key. Throws std::invalid_argument
+    /// for null.
     [[nodiscard]] std::optional<std::string> getValue(const char* key) const;
     [[nodiscard]] std::optional<std::string> getValue(const std::string& key) const;
 

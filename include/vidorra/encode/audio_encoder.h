@@ -21,7 +21,8 @@ namespace vidorra {
 ///     encoder.sendFrame(AudioFrame(buffer, time)).throwIfError("the encoder does not take a frame");
 ///     while (const auto packet = encoder.receivePacket()) { ... }
 ///
-/// Besides the two keys of EncoderBase, of which one is needed, the configuration may have
+/// Besides the two keys of EncoderBase, of which one is needed, the configuration may have these; others are
+/// ignored, with a line in the log at level 2:
 ///
 ///     sample_fmt   the number of an AVSampleFormat; unless told, the first one that the encoder lists
 ///     options      a map of FFmpeg's options for the encoder, among them "ar", the rate, "ac", the number of
@@ -50,9 +51,10 @@ public:
     ///
     /// AvError::InvalidArgument refuses an empty frame, and what reaches the encoder without samples or in
     /// other channels than the encoder's. AvError::Again asks to receive packets first. AvError::Eof says
-    /// that the filter has ended, and the stream with it. A frame of another rate is dropped with a warning
-    /// in the log and counts as a success, and so does a frame that the filter keeps for now. Throws as
-    /// Resampler::resample() and Frame::toAvFrame() do.
+    /// that the filter has ended, and the stream with it, AvError::OutOfMemory also that 250 filtered frames
+    /// wait. After a failure inside the filter every frame fails with the same error; see FilterGraphBase. A
+    /// frame of another rate is dropped with a warning in the log and counts as a success, and so does a
+    /// frame that the filter keeps for now. Throws as Resampler::resample() and Frame::toAvFrame() do.
     AvRes sendFrame(const AudioFrame& frame);
 
 private:

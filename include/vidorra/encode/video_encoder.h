@@ -29,10 +29,11 @@ namespace vidorra {
 ///     encoder.sendFrame(frame).throwIfError("the encoder does not take a frame");
 ///     while (const auto packet = encoder.receivePacket()) { ... }
 ///
-/// Beside those of EncoderBase it reads these keys, and ignores all others:
+/// Besides those of EncoderBase it reads these keys, and ignores all others, with a line in the log at level
+/// 2:
 ///
-///     width, height                 the size of the pictures; 0 is refused when the codec opens
-///     timebase_num, timebase_den    the unit of the packets' times in seconds; 1/1
+///     width, height                 the size of the pictures; 0 is logged, and refused when the codec opens
+///     timebase_num, timebase_den    the unit of the packets' times in seconds; 1/1, which is logged
 ///     pix_fmt                       the name of the pixel format of the pictures; "yuv420p"
 ///     options                       a map of options of the codec, such as "b" and "g"
 ///     filter                        filters of FFmpeg between the pictures and the codec; see below
@@ -46,7 +47,10 @@ namespace vidorra {
 /// limited pictures in the pixel format of the codec only. No picture is scaled.
 ///
 /// A filter that changes the time base changes the packets' times: "yadif" doubles them, which
-/// "yadif,settb=1/25" undoes at 25 frames a second. See FilterGraphBase.
+/// "yadif,settb=1/25" undoes at 25 frames a second. One frame reaches the codec for each that is sent:
+/// filters that give more, as "yadif=1" and "fps=50" can, fall behind, and fail once 250 frames wait. After
+/// that, and after any failure inside the filters, every frame fails with the same error. See
+/// FilterGraphBase.
 ///
 /// Owns: the codec, the device and the filters.
 /// Threads: one at a time.
@@ -65,7 +69,8 @@ public:
     ///
     /// Gives AvError::InvalidArgument for an empty frame and where a picture, as the filter leaves it, has
     /// not the size and format of the encoder, AvError::Again when packets have to be received first,
-    /// AvError::Eof when a filter has ended, which ends the stream, and other errors of FFmpeg. A frame that
+    /// AvError::Eof when a filter has ended, which ends the stream, AvError::OutOfMemory when 250 filtered
+    /// frames wait, and other errors of FFmpeg. A frame that
     /// a filter keeps for now is a success. Throws ScalerUnsupportedError for a picture that cannot be
     /// converted, std::runtime_error for one that is too small to be, std::bad_alloc when there is no memory.
     AvRes sendFrame(const VideoFrame& frame);
@@ -82,6 +87,7 @@ public:
     }
 
 private:
+    void logMissingSettings(const objstream::object& config) const;
     void openVaapiDevice(const objstream::object& config);
     void readEncoderLinesize();
     AvRes handleFilterFailure(const AvRes& res, const VideoFrame& frame);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "vidorra/core/av_ptr.h"
 #include "vidorra/core/export.h"
 #include "vidorra/core/ffmpeg_fwd.h"
 #include "vidorra/core/geometry.h"
@@ -30,9 +31,10 @@ namespace vidorra {
 /// that of the first picture, into which filters that scale convert pictures of another one.
 ///
 /// Owns: the graph. Copies: none. Threads: one at a time.
-/// Errors: std::runtime_error that names the step, without a code of FFmpeg. A description that has failed
-/// once goes on failing, then with "Picture filtering failed", until there is another one or a picture of
-/// another shape.
+/// Errors: std::runtime_error that names the step, without a code of FFmpeg. A description that cannot be
+/// built goes on failing, then with "Picture filtering failed", until there is another one or a picture of
+/// another shape. After std::bad_alloc, and after a frame that failed inside the graph, the next frame builds
+/// the graph again; the frames that were in it are lost.
 class VIDORRA_API FFmpegFilterWrapper {
 public:
     /// No description: frames pass as they are.
@@ -80,6 +82,7 @@ public:
 
 private:
     void build(const std::string& sourceArguments, AVMediaType type, AVColorRange range);
+    AvPtr<AVFrame> pass(AvPtr<AVFrame> input);
 
     const AVFilter* mBufferSource = nullptr;
     const AVFilter* mBufferSink = nullptr;

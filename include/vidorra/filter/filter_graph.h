@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "vidorra/core/av_ptr.h"
 #include "vidorra/core/av_res.h"
@@ -41,11 +43,20 @@ public:
     /// the description changes that.
     ///
     /// Without a graph this is a success and the frame stays. After any failure the handle is empty and the
-    /// frame that went in is gone: AvError::Again says that the graph needs more input, AvError::Eof that it
-    /// has ended, which a null frame brings about and which lasts. A frame that is not of the size and
-    /// format, or not of the rate, channels and sample format, that the graph was built for is refused with
-    /// AvError::InvalidArgument; only where a scaler comes first are pictures of other sizes and formats
-    /// taken.
+    /// frame that went in is gone:
+    ///
+    /// - AvError::Again: the graph needs more input.
+    /// - AvError::InvalidArgument: the frame is not of the size and format, or not of the rate, channels and
+    ///   sample format, that the graph was built for, or has no samples. The graph goes on. Only where a
+    ///   scaler comes first are pictures of other sizes and formats taken.
+    /// - AvError::OutOfMemory: there is no memory for the frame, or 250 filtered frames wait, as the filters
+    ///   give more frames than they get: "yadif=1" and "fps=50" can. More than 50 are logged once, at
+    ///   level 2.
+    /// - AvError::Eof: the graph has ended, which a null frame brings about.
+    /// - Any error of FFmpeg: the frame failed inside the graph.
+    ///
+    /// After the last two, and when 250 frames wait, the graph is released: all later calls give the same
+    /// error, and only a new object filters again.
     ///
     /// A picture keeps its colour range: full-range pixels come out as full-range pixels, and limited-range
     /// ones as such, also where filters scale or go through RGB, unless the description asks for another
@@ -57,6 +68,17 @@ protected:
     // Both belong to the graph.
     AVFilterContext* mSource = nullptr;
     AVFilterContext* mSink = nullptr;
+    // Filtered frames for later calls, with room for as many as may wait.
+    std::vector<AvPtr<AVFrame>> mWaiting;
+
+private:
+    AvRes takeFiltered(AvPtr<AVFrame>& output);
+    AvRes collectWaiting(std::size_t wanted);
+    AvRes giveUp(const AvRes& failure);
+
+    // What every call gives once a graph has failed or ended; its filters are gone then.
+    AvRes mFailure = 0;
+    bool mHasWarned = false;
 };
 
 /// A graph of pictures.

@@ -35,9 +35,9 @@ namespace vidorra {
 /// PNG, JPEG, BMP, TIFF and others. With AV_CODEC_ID_NONE the name's extension chooses the codec, otherwise
 /// it does not matter.
 ///
-/// The picture is converted to the pixel format of the codec that is nearest by VideoEncoder::
-/// chooseBestPixelFormat(); one that the codec takes as it is is not copied. Codecs that need more than one
-/// frame to begin, such as WebP where FFmpeg encodes it as an animation, and H.264, fail.
+/// The picture is converted to the pixel format of the codec that is nearest by
+/// VideoEncoder::chooseBestPixelFormat(); one that the codec takes unchanged is not copied. Codecs that need
+/// more than one frame to begin, such as WebP where FFmpeg encodes it as an animation, and H.264, fail.
 /// Errors: std::runtime_error for an extension that nothing is known for, for a codec without encoder, for a
 /// file that cannot be created or written, and when no packet comes out; a file without content stays behind
 /// in the last case. BadCast with the file's name for a picture without pixels. FFmpegError and the errors of

@@ -20,10 +20,9 @@ enum class CheckColorRange { Yes = 0, No = 1 };
 /// docs/RECIPES.md shows how an image file becomes NVA12.
 ///
 /// Where a format has subsampled chroma, the position and both sizes are rounded down to whole chroma
-/// samples:
-/// (-3, 5) is (-4, 4) on NV12, and an odd last row or column of either picture takes no part. What does not
-/// lie on `dst` does not show, and neither does an empty overlay; when nothing shows, `dst` is neither
-/// changed nor marked as modified, and the pair of formats does not matter.
+/// samples: (-3, 5) is (-4, 4) on NV12, and an odd last row or column of either picture takes no part. What
+/// does not lie on `dst` does not show, and neither does an empty overlay; when nothing shows, `dst` is
+/// neither changed nor marked as modified, and the pair of formats does not matter.
 ///
 /// `opacity` 1.0 is opaque and multiplies the overlay's own alpha, except that RGBA pictures know only none
 /// and full: any opacity from 1/255 up is full. An NVA12 overlay below full opacity darkens what it covers.

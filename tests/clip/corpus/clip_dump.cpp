@@ -110,9 +110,9 @@ Timestamp seconds(const std::string& text) {
 
 ClipTrackChoice choice(const std::string& text) {
     if (text == "none") {
-        return TrackChoice::None;
+        return {TrackChoice::None};
     }
-    return std::stoi(text);
+    return {std::stoi(text)};
 }
 
 }  // namespace

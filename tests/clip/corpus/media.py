@@ -150,7 +150,6 @@ def oddities():
     return [
         _both("vfr.mp4", vfr, X264, ["-bf", "2"], AAC),
         _both("vfr.mkv", vfr, X264, ["-bf", "2"], AAC),
-        _both("ntsc.mp4", X264, ["-bf", "2"], AAC, rate=44100) if False else
         Media("ntsc.mp4", _picture(rate="30000/1001") + _sound(44100) + X264 + ["-bf", "2"] + AAC),
         Media("edited.mp4", _picture() + _sound() + X264 + ["-bf", "2", "-g", "25"] + AAC, group="edit"),
         Media("late.mp4", ["-itsoffset", "0.3"] + _picture() + _sound() + X264 + AAC),
@@ -173,7 +172,6 @@ def oddities():
         _audio("truehd.mkv", ["-c:a", "truehd", "-strict", "-2"]),
         _audio("speex.ogg", ["-c:a", "libspeex"], rate=32000, layout="mono"),
         _audio("g722.wav", ["-c:a", "g722"], rate=16000, layout="mono"),
-        _audio("amr.mka", ["-c:a", "nellymoser"], rate=44100, layout="mono") if False else
         _audio("nellymoser.flv", ["-c:a", "nellymoser"], rate=44100, layout="mono"),
         _audio("short.mp3", ENCODERS["mp3"], rate=44100, seconds=0.1),
         _audio("short.m4a", AAC, rate=44100, seconds=0.05),
