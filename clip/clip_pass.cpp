@@ -122,6 +122,7 @@ void ClipPass::open() {
         mVideo = track->decoder.isVideo() ? track.get() : mVideo;
     }
     mInput->select(indices);
+    mWarnings.emplace(mOptions.warnings, name, mSelected.size() > 1);
 }
 
 std::vector<std::string> ClipPass::unusedOptions() const {
@@ -312,6 +313,8 @@ void ClipPass::readPacket() {
     }
     Track* track = got ? trackOf(packet->stream_index) : nullptr;
     if (track != nullptr) {
+        mWarnings->check(!track->decoder.isVideo(), sourceTime(packet->pts, *track),
+                         ticksOf(packet->duration, track->stream.time_base).value_or(0));
         const std::optional<Ticks> time = sourceTime(packet->dts, *track);
         got = !time || *time < outOf(mOptions) + kPastEnd;
     }

@@ -7,12 +7,13 @@
 
 #include "clip/playback.h"
 #include "clip/thread_reaper.h"
+#include "core/shown_url.h"
 
 namespace vidorra {
 namespace {
 
 // How long the destructor waits for the thread. A wait that can be interrupted ends much sooner.
-constexpr std::chrono::milliseconds kPatience{3};
+constexpr std::chrono::milliseconds kPatience{1};
 
 void validate(const PlayOptions& options) {
     if (options.ahead.count() < 0 || options.standInAfter.count() < 0) {
@@ -24,8 +25,8 @@ void validate(const PlayOptions& options) {
 
 class ClipPlayer::Implementation {
 public:
-    Implementation(Playback::MakeReader makeReader, const PlayOptions& options)
-        : mPlayback(std::make_shared<Playback>(std::move(makeReader), options)) {
+    Implementation(Playback::MakeReader makeReader, const std::string& name, const PlayOptions& options)
+        : mPlayback(std::make_shared<Playback>(std::move(makeReader), name, options)) {
         std::promise<void> done;
         mDone = done.get_future();
         mThread = std::thread([playback = mPlayback, done = std::move(done)]() mutable {
@@ -56,23 +57,21 @@ private:
     std::thread mThread;
 };
 
-ClipPlayer::ClipPlayer(std::string url, PlayOptions options) {
+ClipPlayer::ClipPlayer(const std::string& url, const PlayOptions& options) {
     validate(options);
-    const auto makeReader = [url = std::move(url), clip = options.clip] {
-        return std::make_unique<ClipReader>(url, clip);
-    };
-    mImplementation = std::make_unique<Implementation>(makeReader, options);
+    const auto makeReader = [url, clip = options.clip] { return std::make_unique<ClipReader>(url, clip); };
+    mImplementation = std::make_unique<Implementation>(makeReader, shownUrl(url), options);
 }
 
-ClipPlayer::ClipPlayer(std::shared_ptr<ByteSource> source, PlayOptions options) {
+ClipPlayer::ClipPlayer(const std::shared_ptr<ByteSource>& source, const PlayOptions& options) {
     validate(options);
     if (options.reconnect) {
         throw std::invalid_argument("ClipPlayer: a byte source cannot be opened again");
     }
-    const auto makeReader = [source = std::move(source), clip = options.clip] {
+    const auto makeReader = [source, clip = options.clip] {
         return std::make_unique<ClipReader>(source, clip);
     };
-    mImplementation = std::make_unique<Implementation>(makeReader, options);
+    mImplementation = std::make_unique<Implementation>(makeReader, source ? source->name() : "", options);
 }
 
 ClipPlayer::~ClipPlayer() = default;

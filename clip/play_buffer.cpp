@@ -21,6 +21,8 @@ constexpr std::int64_t kFar = 4;
 constexpr std::size_t kFewestFrames = 4;
 // Sound that begins this much later answers too.
 constexpr std::int64_t kTolerance = 5;
+// Reading that is later than this is too slow.
+constexpr std::int64_t kLateTolerance = 200000;
 
 steady_clock::time_point deadlineAfter(std::chrono::microseconds timeout) {
     return steady_clock::now() +
@@ -106,6 +108,11 @@ bool PlayBuffer::push(ClipFrame&& frame, const ClipCounters& counters) {
     mServing = mServing || mReady;
     mChanged.notify_all();
     return true;
+}
+
+bool PlayBuffer::isLate() const {
+    const std::lock_guard lock(mMutex);
+    return mNow - mEnd > kLateTolerance;
 }
 
 void PlayBuffer::setFailure(const std::optional<Failure>& failure) {

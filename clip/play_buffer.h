@@ -37,6 +37,8 @@ public:
     void begin(bool audio, bool video, const Timestamp& duration);
     /// Adds a frame, as soon as there is room. False after stop().
     [[nodiscard]] bool push(ClipFrame&& frame, const ClipCounters& counters);
+    /// Whether what is read comes too late for the times asked for.
+    [[nodiscard]] bool isLate() const;
     /// Nothing more comes, because of a failure or at the end.
     void finish(const std::optional<Failure>& failure);
     /// The source ended or failed, and will be opened again after a pause. False after stop().

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <filesystem>
 #include <utility>
 #include <vector>
 
 #include "core/log.h"
+#include "vdr_utils/warnings_store_async.h"
 #include "vidorra/core/ffmpeg_error.h"
+#include "vidorra/core/format.h"
 
 namespace vidorra {
 namespace {
@@ -19,9 +22,11 @@ constexpr std::chrono::microseconds kLongestPause = 5s;
 
 }  // namespace
 
-Playback::Playback(MakeReader makeReader, const PlayOptions& options)
+Playback::Playback(MakeReader makeReader, const std::string& name, const PlayOptions& options)
     : mMakeReader(std::move(makeReader)),
       mReconnect(options.reconnect),
+      mWarnings(options.clip.warnings),
+      mName(fmt::format("{}", std::filesystem::path(name).filename())),
       mBuffer(options),
       mReader(mMakeReader()) {}
 
@@ -42,6 +47,7 @@ void Playback::run() noexcept {
         mBuffer.finish(PlayBuffer::Failure{AvError::OutOfMemory, {}});
     }
     // Here, since closing a source may take its time.
+    mLate = {};
     std::unique_ptr<ClipReader> last;
     const std::lock_guard lock(mMutex);
     last.swap(mReader);
@@ -110,7 +116,19 @@ void Playback::readAll(ClipReader& reader) {
         if (!mBuffer.push(std::move(frame), reader.counters())) {
             break;
         }
+        warnIfLate();
     }
+}
+
+void Playback::warnIfLate() {
+    if (!mWarnings || mBuffer.isLate() != mLate.text().empty()) {
+        return;
+    }
+    mLate = mLate.text().empty()
+                ? mWarnings->add(fmt::format("Not enough decoding resources to process the media file {}. "
+                                             "This could lead to partial or full audio/video frames loss.",
+                                             mName))
+                : vx::vdr::utils::Warning();
 }
 
 }  // namespace vidorra

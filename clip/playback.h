@@ -4,8 +4,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 
 #include "clip/play_buffer.h"
+#include "vdr_utils/warning.h"
 #include "vidorra/clip/clip_player.h"
 
 namespace vidorra {
@@ -19,8 +21,8 @@ public:
     /// Makes a reader of the source, which is called again for each connection.
     using MakeReader = std::function<std::unique_ptr<ClipReader>()>;
 
-    /// Throws what `makeReader` throws.
-    Playback(MakeReader makeReader, const PlayOptions& options);
+    /// `name` is that of the source, for warnings. Throws what `makeReader` throws.
+    Playback(MakeReader makeReader, const std::string& name, const PlayOptions& options);
     Playback(const Playback&) = delete;
     Playback& operator=(const Playback&) = delete;
 
@@ -35,11 +37,16 @@ public:
 private:
     void play();
     void readAll(ClipReader& reader);
+    void warnIfLate();
     [[nodiscard]] ClipReader& connect();
     [[nodiscard]] std::optional<PlayBuffer::Failure> tryToRead();
 
     const MakeReader mMakeReader;
     const bool mReconnect;
+    const std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> mWarnings;
+    vx::vdr::utils::Warning mLate;
+    // How it calls the source.
+    const std::string mName;
     PlayBuffer mBuffer;
     // Whether a frame came since the source was opened, and whether it was opened before.
     bool mAnyFrame = false;

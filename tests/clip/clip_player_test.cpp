@@ -3,13 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <future>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "playing.h"
 #include "support/log_capture.h"
+#include "vdr_utils/warnings_store_async.h"
 
 namespace vidorra {
 namespace {
@@ -269,6 +270,85 @@ TEST(ClipPlayer, ShowsAStandInWhereNothingCanBeOpened) {
     EXPECT_TRUE(player.getVideoFrame(microseconds(0)).empty());
     EXPECT_TRUE(player.getVideoFrame(microseconds(999999)).empty());
     EXPECT_TRUE(hasNoSignal(player.getVideoFrame(microseconds(1000000))));
+}
+
+// What the user was told, in order: "+" raises a warning and "-" withdraws it.
+class Told {
+public:
+    Told() {
+        mStore->setObserver([this](auto change, const std::string& text) {
+            const std::lock_guard lock(mMutex);
+            mTexts.push_back((change == vx::vdr::utils::WarningsStoreAsync::Change::Shown ? "+" : "-") +
+                             text);
+        });
+    }
+    Told(const Told&) = delete;
+    Told& operator=(const Told&) = delete;
+    ~Told() { mStore->setObserver({}); }
+
+    std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> store() const { return mStore; }
+
+    std::vector<std::string> texts() const {
+        const std::lock_guard lock(mMutex);
+        return mTexts;
+    }
+
+private:
+    std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> mStore =
+        std::make_shared<vx::vdr::utils::WarningsStoreAsync>();
+    mutable std::mutex mMutex;
+    std::vector<std::string> mTexts;
+};
+
+TEST(ClipPlayerWarnings, TellOfReadingThatIsTooLate) {
+    const Told told;
+    PlayOptions options = loop();
+    options.clip.warnings = told.store();
+    ClipPlayer player(test::clip(), options);
+    ASSERT_FALSE(player.getVideoFrame(microseconds(0), kSoon).empty());
+    EXPECT_EQ(told.texts(), std::vector<std::string>());
+    ASSERT_EQ(player.getVideoFrame(microseconds(8000000), kSoon).timestamp().value, 8000000);
+    const std::string text =
+        "Not enough decoding resources to process the media file \"clip.mov\". This could lead to partial or "
+        "full audio/video frames loss.";
+    EXPECT_EQ(told.texts(), (std::vector<std::string>{"+" + text, "-" + text}));
+}
+
+TEST(ClipPlayerWarnings, TellOfTracksThatLieFarApart) {
+    // All the sound comes after the pictures.
+    const std::string video =
+        test::mediaFile("apart_v.ts", {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25:d=1", "-c:v", "mpeg2video",
+                                       "-mpegts_start_pid", "0x100"});
+    const std::string audio = test::mediaFile(
+        "apart_a.ts", {"-f", "lavfi", "-i", "sine=r=48000:d=1", "-c:a", "mp2", "-mpegts_start_pid", "0x200",
+                       "-mpegts_pmt_start_pid", "0x1001", "-mpegts_service_id", "2"});
+    const std::string path =
+        test::temporaryFile("apart.ts", test::fileContent(video) + test::fileContent(audio));
+    const std::string text =
+        "File \"apart.ts\" contains a non-interleaved media stream, issues with audio may occur";
+    const test::LogCapture log;
+    const Told told;
+    PlayOptions options;
+    options.clip.warnings = told.store();
+    ClipPlayer player(path, options);
+    ASSERT_FALSE(player.getAudioFrame(microseconds(500000), kSoon).empty());
+    EXPECT_EQ(told.texts(), std::vector<std::string>{"+" + text});
+    EXPECT_EQ(log.lines(), (std::vector<test::LogCapture::Line>{{2, "ClipReader: " + text}}));
+}
+
+TEST(ClipPlayerWarnings, TellOfPacketsWithoutADuration) {
+    const std::string path = test::mediaFile(
+        "zero.flv", {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25:d=1", "-c:v", "flv1", "-f", "flv"});
+    const std::string text = "Duration of video packets cannot be retrieved from \"zero.flv\"";
+    const test::LogCapture log;
+    const Told told;
+    PlayOptions options;
+    options.clip.warnings = told.store();
+    ClipPlayer player(path, options);
+    ASSERT_TRUE(player.waitUntil(State::Ready, kSoon));
+    ASSERT_FALSE(told.texts().empty());
+    EXPECT_EQ(told.texts()[0], "+" + text);
+    EXPECT_EQ(log.lines(), (std::vector<test::LogCapture::Line>{{2, "ClipReader: " + text}}));
 }
 
 }  // namespace

@@ -17,7 +17,8 @@ namespace vidorra {
 
 /// Options of a ClipPlayer. The defaults are right for most programs.
 struct PlayOptions {
-    /// What to read: in and out points, passes, tracks, timeouts and so on.
+    /// What to read: in and out points, passes, tracks, timeouts and so on. Its warnings also tell when
+    /// reading is more than 0.2 s too late for the times asked for.
     ClipOptions clip;
 
     /// How far the player reads ahead of the latest time asked for, and the most memory that the frames which
@@ -124,11 +125,11 @@ class VIDORRA_API ClipPlayer {
 public:
     /// Starts to open a URL or a path, and returns without waiting for it. Throws std::invalid_argument as
     /// ClipReader does, and for a negative time in the options; std::system_error when there is no thread.
-    explicit ClipPlayer(std::string url, PlayOptions options = {});
+    explicit ClipPlayer(const std::string& url, const PlayOptions& options = {});
 
     /// Reads from a byte source, which must not be null and serves one player. Throws std::invalid_argument
     /// also for `reconnect`.
-    explicit ClipPlayer(std::shared_ptr<ByteSource> source, PlayOptions options = {});
+    explicit ClipPlayer(const std::shared_ptr<ByteSource>& source, const PlayOptions& options = {});
 
     ClipPlayer(const ClipPlayer&) = delete;
     ClipPlayer& operator=(const ClipPlayer&) = delete;
