@@ -55,7 +55,7 @@ std::size_t bytesOf(const AudioBuffer& buffer) {
 }  // namespace
 
 PlayBuffer::PlayBuffer(const PlayOptions& options)
-    : mAhead(options.ahead.count()),
+    : mAhead(std::min<std::int64_t>(options.ahead.count(), kAfterAll)),
       mStandIn(options.standIn),
       mStandInAfter(options.standInAfter.count()),
       mShare(options.bytes) {}
