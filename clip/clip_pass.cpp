@@ -313,10 +313,8 @@ void ClipPass::readPacket() {
     }
     Track* track = got ? trackOf(packet->stream_index) : nullptr;
     if (track != nullptr) {
-        mWarnings->check(!track->decoder.isVideo(), sourceTime(packet->pts, *track),
-                         ticksOf(packet->duration, track->stream.time_base).value_or(0));
-        const std::optional<Ticks> time = sourceTime(packet->dts, *track);
-        got = !time || *time < outOf(mOptions) + kPastEnd;
+        mWarnings->check(*packet, track->stream, mInput->start());
+        got = sourceTime(packet->dts, *track).value_or(0) < outOf(mOptions) + kPastEnd;
     }
     if (!got) {
         mEnding = true;

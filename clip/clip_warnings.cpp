@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <utility>
 
 #include "core/log.h"
 #include "vdr_utils/warnings_store_async.h"
 #include "vidorra/core/format.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
 
 namespace vidorra {
 namespace {
@@ -29,14 +34,17 @@ ClipWarnings::ClipWarnings(std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> s
       mName(mStore ? fmt::format("{}", std::filesystem::path(name).filename()) : ""),
       mBoth(both) {}
 
-void ClipWarnings::check(bool isAudio, std::optional<Ticks> time, Ticks duration) {
+void ClipWarnings::check(const AVPacket& packet, const AVStream& stream, Ticks start) {
     if (!mStore) {
         return;
     }
+    const bool isAudio = stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+    const Ticks duration = ticksOf(packet.duration, stream.time_base).value_or(0);
     checkDuration(isAudio, duration);
-    if (time) {
-        checkInterleaving(isAudio, *time);
-        mEnd = std::max(mEnd, *time + duration);
+    if (const std::optional<Ticks> stamp = ticksOf(packet.pts, stream.time_base)) {
+        const Ticks time = *stamp - start;
+        checkInterleaving(isAudio, time);
+        mEnd = std::max(mEnd, time + duration);
     }
 }
 

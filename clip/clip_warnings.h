@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "clip/ticks.h"
@@ -10,6 +9,9 @@
 namespace vx::vdr::utils {
 class WarningsStoreAsync;
 }
+
+struct AVPacket;
+struct AVStream;
 
 namespace vidorra {
 
@@ -24,8 +26,8 @@ public:
     ClipWarnings(std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> store, const std::string& name,
                  bool both);
 
-    /// Looks at the next packet, whose time counts from the start of the source.
-    void check(bool isAudio, std::optional<Ticks> time, Ticks duration);
+    /// Looks at the next packet of a stream, whose source starts at `start`.
+    void check(const AVPacket& packet, const AVStream& stream, Ticks start);
 
 private:
     void checkDuration(bool isAudio, Ticks duration);
