@@ -1,12 +1,11 @@
 #include "vidorra/clip/clip_player.h"
 
-#include <future>
+#include <chrono>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
+#include "clip/leavable_thread.h"
 #include "clip/playback.h"
-#include "clip/thread_reaper.h"
 #include "core/shown_url.h"
 
 namespace vidorra {
@@ -26,35 +25,21 @@ void validate(const PlayOptions& options) {
 class ClipPlayer::Implementation {
 public:
     Implementation(Playback::MakeReader makeReader, const std::string& name, const PlayOptions& options)
-        : mPlayback(std::make_shared<Playback>(std::move(makeReader), name, options)) {
-        std::promise<void> done;
-        mDone = done.get_future();
-        mThread = std::thread([playback = mPlayback, done = std::move(done)]() mutable {
-            playback->run();
-            playback.reset();
-            done.set_value();
-        });
-    }
+        : mPlayback(std::make_shared<Playback>(std::move(makeReader), name, options)),
+          mThread([playback = mPlayback] { playback->run(); }) {}
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
-
     ~Implementation() {
         mPlayback->stop();
-        mPlayback.reset();
-        if (mDone.wait_for(kPatience) == std::future_status::ready) {
-            mThread.join();
-        } else {
-            ThreadReaper::leave(std::move(mThread), std::move(mDone));
-        }
+        mThread.end(kPatience);
     }
 
     Playback& playback() const noexcept { return *mPlayback; }
     PlayBuffer& buffer() const noexcept { return mPlayback->buffer(); }
 
 private:
-    std::shared_ptr<Playback> mPlayback;
-    std::future<void> mDone;
-    std::thread mThread;
+    const std::shared_ptr<Playback> mPlayback;
+    LeavableThread mThread;
 };
 
 ClipPlayer::ClipPlayer(const std::string& url, const PlayOptions& options) {
@@ -97,7 +82,7 @@ void ClipPlayer::stop() noexcept {
 }
 
 std::size_t ClipPlayer::unfinishedThreads() noexcept {
-    return ThreadReaper::count();
+    return LeavableThread::left();
 }
 
 }  // namespace vidorra

@@ -98,17 +98,36 @@ AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
     if (!filtered.ok) {
         return handleFilterFailure(filtered, local);
     }
-    if (!isReadable(*avFrame, codec)) {
+    return encode(*avFrame);
+}
+
+AvRes AudioEncoder::sendFiltered() {
+    AvPtr<AVFrame> avFrame = makeAvPtr<AVFrame>();
+    const AvRes filtered = mFilterGraph.receiveFrame(avFrame);
+    return filtered.ok ? encode(*avFrame) : filtered;
+}
+
+AvRes AudioEncoder::endFilter() {
+    if (mFilterGraph.empty()) {
+        return AvError::Again;
+    }
+    AvPtr<AVFrame> avFrame = makeAvPtr<AVFrame>();
+    avFrame.reset();
+    const AvRes filtered = mFilterGraph.filterFrame(avFrame);
+    return filtered.ok ? encode(*avFrame) : filtered;
+}
+
+AvRes AudioEncoder::encode(AVFrame& frame) {
+    if (!isReadable(frame, *context())) {
         logger::log(kLogWarning, logName())
-            << "sendFrame(): not of the encoder's channels and format: " << avFrame->nb_samples
-            << " samples, " << ffmpeg_ext::channelCount(*avFrame) << " channels, "
-            << static_cast<AVSampleFormat>(avFrame->format);
+            << "sendFrame(): not of the encoder's channels and format: " << frame.nb_samples << " samples, "
+            << ffmpeg_ext::channelCount(frame) << " channels, " << static_cast<AVSampleFormat>(frame.format);
         return AvError::InvalidArgument;
     }
-    if (const AvRes aligned = alignSamples(*avFrame); !aligned.ok) {
+    if (const AvRes aligned = alignSamples(frame); !aligned.ok) {
         return aligned;
     }
-    return avcodec_send_frame(&codec, avFrame.get());
+    return avcodec_send_frame(context(), &frame);
 }
 
 AvRes AudioEncoder::handleFilterFailure(const AvRes& res, const AudioFrame& frame) {

@@ -167,13 +167,33 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
     if (!filtered.ok) {
         return handleFilterFailure(filtered, local);
     }
-    if (!encoderAccepts(codec, *avFrame)) {
+    return encode(*avFrame);
+}
+
+AvRes VideoEncoder::sendFiltered() {
+    AvPtr<AVFrame> avFrame = makeAvPtr<AVFrame>();
+    const AvRes filtered = mFilterGraph.receiveFrame(avFrame);
+    return filtered.ok ? encode(*avFrame) : filtered;
+}
+
+AvRes VideoEncoder::endFilter() {
+    if (mFilterGraph.empty()) {
+        return AvError::Again;
+    }
+    AvPtr<AVFrame> avFrame = makeAvPtr<AVFrame>();
+    avFrame.reset();
+    const AvRes filtered = mFilterGraph.filterFrame(avFrame);
+    return filtered.ok ? encode(*avFrame) : filtered;
+}
+
+AvRes VideoEncoder::encode(AVFrame& frame) {
+    if (!encoderAccepts(*context(), frame)) {
         logger::log(kLogWarning, logName())
-            << "sendFrame(): not of the encoder's size and format: " << avFrame->width << "x"
-            << avFrame->height << " " << static_cast<AVPixelFormat>(avFrame->format);
+            << "sendFrame(): not of the encoder's size and format: " << frame.width << "x" << frame.height
+            << " " << static_cast<AVPixelFormat>(frame.format);
         return AvError::InvalidArgument;
     }
-    return avcodec_send_frame(&codec, avFrame.get());
+    return avcodec_send_frame(context(), &frame);
 }
 
 AvRes VideoEncoder::handleFilterFailure(const AvRes& res, const VideoFrame& frame) {

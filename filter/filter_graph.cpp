@@ -155,9 +155,8 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
         return aligned;
     }
     const AVColorRange label = rangeLabel(*mGraph);
-    AVColorRange ownRange = AVCOL_RANGE_UNSPECIFIED;
     if (input != nullptr) {
-        ownRange = input->color_range;
+        mOwnRange = input->color_range;
         if (label != AVCOL_RANGE_UNSPECIFIED) {
             input->color_range = label;
         }
@@ -167,13 +166,37 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
     if (res.ok) {
         res = takeFiltered(output);
     }
+    return give(res, output, frame);
+}
+
+AvRes FilterGraphBase::receiveFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame) {
+    frame.reset();
+    if (mGraph == nullptr) {
+        return AvError::Again;
+    }
+    if (!mFailure.ok) {
+        return mFailure;
+    }
+    if (mSink == nullptr) {
+        return AvError::InvalidArgument;
+    }
+    AvPtr<AVFrame> output = makeAvPtr<AVFrame>();
+    if (output == nullptr) {
+        return AvError::OutOfMemory;
+    }
+    const AvRes res = takeFiltered(output);
+    return give(res, output, frame);
+}
+
+AvRes FilterGraphBase::give(const AvRes& res, AvPtr<AVFrame>& output, AvPtr<AVFrame>& frame) {
     if (!res.ok) {
         return res.error == AvError::Again ? res : giveUp(res);
     }
+    const AVColorRange label = rangeLabel(*mGraph);
     // What comes out may be an earlier picture; the pictures of one stream have one range.
     if (label != AVCOL_RANGE_UNSPECIFIED &&
         (output->color_range == label || output->color_range == AVCOL_RANGE_UNSPECIFIED)) {
-        output->color_range = ownRange;
+        output->color_range = mOwnRange;
     }
     output->pict_type = AV_PICTURE_TYPE_NONE;
     frame = std::move(output);

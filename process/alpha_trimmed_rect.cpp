@@ -144,8 +144,12 @@ Rect alphaTrimmedRect(const Picture& picture) {
         return {};
     }
 
+    // A row in the middle is likely to reach further than most, so that little is left to look at in the
+    // others.
+    const int middle = top + (last - top) / 2;
+
     // The leftmost column, and in it the lowest row.
-    int left = firstX;
+    int left = std::min(firstX, alpha.first(middle, 0, firstX) + 1);
     int lowestKnown = top;
     for (int y = last; y > top; --y) {
         const int x = alpha.first(y, 0, left);
@@ -165,6 +169,7 @@ Rect alphaTrimmedRect(const Picture& picture) {
             break;
         }
     }
+    right = std::max(right, alpha.last(std::min(middle, bottom), right + 1, width));
     for (int y = top; y <= bottom; ++y) {
         right = std::max(right, alpha.last(y, right + 1, width));
     }

@@ -77,6 +77,39 @@ def summary(figures):
     return lines
 
 
+# Figures that compare with a reference of ours and not with what others have written.
+OWN_REFERENCES = ("times one ", "times the naive loop", "times plain")
+
+
+def advantage(figure):
+    """By how much the library is faster than a peer; None where a figure compares with no peer."""
+    if figure.name.startswith(OWN_REFERENCES) or figure.unit or figure.value <= 0:
+        return None
+    if figure.name.startswith("times "):
+        return figure.value
+    return 1 / figure.value if " / " in figure.name and figure.aim is not None else None
+
+
+def is_ahead(figure):
+    """Whether it is faster than the peer, or costs no more on top of what it calls than it is allowed to."""
+    return advantage(figure) >= 1 or (" / " in figure.name and figure.verdict == "reached")
+
+
+def standings(figures):
+    """One line for each program that compares with peers: whether the library is ahead of them."""
+    lines = []
+    for program, rows in by_program(figures).items():
+        compared = [row for row in rows if advantage(row) is not None]
+        behind = [row for row in compared if not is_ahead(row)]
+        if compared:
+            component = program.removesuffix("_benchmark")
+            names = "; ".join(f"{row.group}: {row.name} {number(row.value)}" for row in behind)
+            lines.append(f"{component}: ahead in all {len(compared)} comparisons with peers" if not behind else
+                         f"{component}: ahead in {len(compared) - len(behind)} of {len(compared)} comparisons with "
+                         f"peers, not in {names}")
+    return lines
+
+
 def cell(text):
     return text.replace("|", "\\|")
 
@@ -88,6 +121,7 @@ def markdown(about, figures):
     lines += ["", first]
     if missing:
         lines += [""] + [f"- {line}" for line in missing]
+    lines += [""] + [f"- {line}" for line in standings(figures)]
     lines += ["", "A floor is what a figure has to hold where it does not reach its aim. The load is the average number of",
               "running threads in the minute before, the benchmark's own one included: figures of compute-bound code",
               "are worth little where it is higher than the number of CPUs."]
@@ -193,7 +227,7 @@ def main(arguments):
     folder.mkdir(parents=True, exist_ok=True)
     (folder / "benchmarks.md").write_text(markdown(about, figures), encoding="utf-8")
     (folder / "benchmarks.svg").write_text(svg(about, figures), encoding="utf-8")
-    print("\n".join(summary(figures)))
+    print("\n".join(summary(figures) + standings(figures)))
     print(f"written: {folder / 'benchmarks.md'}, {folder / 'benchmarks.svg'}")
     return 0
 

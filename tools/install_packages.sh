@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes sure that the packages of one or more purposes are installed:
-#   tools/install_packages.sh build test demo style
+#   tools/install_packages.sh build test demo bench style
 # Only what is missing is installed, with apt-get, as root or through sudo. On a system without dpkg nothing is
 # installed; the build then says itself what it does not find.
 set -euo pipefail
@@ -31,6 +31,11 @@ test   fonts-terminus-otb a font of bitmaps
 test   python3            checks the sources against the project rules
 demo   ffmpeg             makes the sample file
 demo   fonts-dejavu-core  the font of the texts in its recording
+bench  libyuv-dev         a peer: blending of planes and packed pixels
+bench  libpixman-1-dev    a peer: blending of packed pixels
+bench  libzimg-dev        a peer: colour ranges
+bench  libopencv-dev      a peer: blending, and reading of files
+bench  fonts-dejavu-core  the font of the captions
 style  clang-format-14    checks the layout of the sources
 style  clang-tidy-14      looks for defects in the sources
 style  python3            runs clang-tidy on many files

@@ -177,6 +177,72 @@ void benchmarkThreads(const Options& options, Size size, double aim) {
             comparison.ratio("one thread", "two threads", Comparison::Column::Wall), "", atLeast(aim)});
 }
 
+// FFmpeg's filters for one overlay after the other: the same luma or colours.
+std::string overlayChain(const std::vector<Overlay>& overlays, bool rgb) {
+    std::string chain;
+    for (std::size_t i = 0; i < overlays.size(); ++i) {
+        chain += fmt::format("[{}][in{}]overlay=x={}:y={}{}{}", i == 0 ? "in0" : fmt::format("t{}", i), i + 1,
+                             overlays[i].position.x, overlays[i].position.y, rgb ? ":format=rgb" : "",
+                             i + 1 < overlays.size() ? fmt::format("[t{}];", i + 1) : "");
+    }
+    return chain;
+}
+
+// Eight overlays of an eighth to a half of the screen, which overlap; the pictures without alpha hide what is
+// below them.
+std::vector<Overlay> manyOverlays(AVPixelFormat withAlpha, AVPixelFormat opaque, Size screen) {
+    std::vector<Overlay> overlays;
+    for (int i = 0; i < 8; ++i) {
+        const Size size{screen.width * (8 - i) / 12 & ~1, screen.height * (8 - i) / 12 & ~1};
+        const Point position{screen.width * i / 20 & ~1, screen.height * (i * 5 % 8) / 16 & ~1};
+        overlays.push_back({makePicture(i % 3 == 1 ? opaque : withAlpha, size), position, 1.0});
+    }
+    return overlays;
+}
+
+// A list of overlays beside one call for each, and beside a chain of FFmpeg's filters, which knows planar
+// formats and RGBA.
+void benchmarkList(const Options& options, const char* name, AVPixelFormat format, AVPixelFormat withAlpha,
+                   AVPixelFormat peerFormat, AVPixelFormat peerWithAlpha) {
+    const Size size = options.shortRun ? Size{384, 216} : Size{3840, 2160};
+    const std::string title = fmt::format("8 overlays on {} {}x{}", name, size.width, size.height);
+    if (!options.wants(title)) {
+        return;
+    }
+    Picture screen = makePicture(format, size);
+    const std::vector<Overlay> overlays = manyOverlays(withAlpha, format, size);
+    Picture peerScreen = makePicture(peerFormat, size);
+    std::vector<Overlay> peers = manyOverlays(peerWithAlpha, peerFormat, size);
+    std::vector<FilterPeer::Input> inputs = {{peerFormat, size.width, size.height}};
+    std::vector<FilterPeer::Planes> planes = {planesOf(peerScreen)};
+    for (Overlay& each : peers) {
+        const Size part = each.picture.frameSize();
+        inputs.push_back({each.picture.pixelFormat(), part.width, part.height});
+        planes.push_back(planesOf(each.picture));
+    }
+    FilterPeer chain(overlayChain(peers, format == AV_PIX_FMT_RGBA), inputs);
+
+    Comparison comparison(title);
+    const auto add = [&comparison](const std::string& competitor, std::function<void()> once) {
+        comparison.add(competitor, [once = std::move(once)](Stopwatch& stopwatch) {
+            stopwatch.start();
+            once();
+            stopwatch.stop();
+        });
+    };
+    add("list", [&] { compose(screen, overlays, CheckColorRange::Yes, 1); });
+    add("one call each", [&] {
+        for (const Overlay& each : overlays) {
+            compose(screen, each.picture, each.position, CheckColorRange::Yes, each.opacity, 1);
+        }
+    });
+    add("FFmpeg overlay chain", [&] { chain.run(planes); });
+    comparison.run(options.repetitions);
+    report({title, "list", comparison.seconds("list") * 1e6, "us"});
+    comparison.reportTimes("list", "one call each", atLeast(1.2));
+    comparison.reportTimes("list", "FFmpeg overlay chain", atLeast(5));
+}
+
 }  // namespace
 }  // namespace vidorra::bench
 
@@ -185,6 +251,10 @@ int main(int argc, char** argv) try {
     vidorra::bench::benchmarkLogo(options);
     vidorra::bench::benchmarkThreads(options, {1920, 1080}, 1.4);
     vidorra::bench::benchmarkThreads(options, {3840, 2160}, 1.7);
+    vidorra::bench::benchmarkList(options, "NV12", AV_PIX_FMT_NV12, vidorra::NVA12, AV_PIX_FMT_YUV420P,
+                                  AV_PIX_FMT_YUVA420P);
+    vidorra::bench::benchmarkList(options, "RGBA", AV_PIX_FMT_RGBA, AV_PIX_FMT_RGBA, AV_PIX_FMT_RGBA,
+                                  AV_PIX_FMT_RGBA);
 } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

@@ -56,6 +56,23 @@ class BenchReport(unittest.TestCase):
             "missed: logo: compose: 50.00 us (at most 25)",
         ])
 
+    def test_one_line_a_program_tells_whether_the_library_is_ahead_of_its_peers(self):
+        lines = [
+            "figure\tone_benchmark\tNV12\ttimes peer\t3.9\t\tat least\t3.3\t\treached\t1\n",
+            "figure\tone_benchmark\tNV12\ttimes other\t0.9\t\tat least\t1\t\tmissed\t1\n",
+            "figure\tone_benchmark\tNV12\ttimes the naive loop\t0.5\t\tat least\t5\t\tmissed\t1\n",
+            "figure\tone_benchmark\tNV12\tof its limit\t0.5\t\tat least\t1\t\tmissed\t1\n",
+            "figure\ttwo_benchmark\tlogo\tours / theirs, CPU\t1.01\t\tat most\t1.02\t\treached\t1\n",
+            "figure\ttwo_benchmark\tlogo\tours / others, CPU\t0.5\t\tat most\t0.4\t\tmissed\t1\n",
+            "figure\tthree_benchmark\tlogo\ta picture\t1.01\tus\t\t\t\t\t1\n",
+            "figure\tfour_benchmark\tlogo\tours / theirs, CPU\t1.1\t\tat most\t1.05\t\tmissed\t1\n",
+        ]
+        self.assertEqual(bench_report.standings(bench_report.read(lines)[1]), [
+            "one: ahead in 1 of 2 comparisons with peers, not in NV12: times other 0.900",
+            "two: ahead in all 2 comparisons with peers",
+            "four: ahead in 0 of 1 comparisons with peers, not in logo: ours / theirs, CPU 1.100",
+        ])
+
     def test_a_bar_is_as_long_as_the_way_to_the_aim_whichever_way_that_goes(self):
         low, times, _, double, nothing = self.figures
         self.assertAlmostEqual(bench_report.relative(low.value, low), 0.7 / 0.95)
@@ -89,7 +106,7 @@ class BenchReport(unittest.TestCase):
             for _ in range(2):
                 subprocess.run([PROGRAM, "--short"], check=True, stdout=subprocess.DEVNULL, env=environment)
             about, figures = bench_report.read(results.read_text().splitlines())
-            self.assertLessEqual({"processor", "compiler", "FFmpeg", "short run"}, about.keys())
+            self.assertLessEqual({"processor", "caches", "compiler", "FFmpeg", "short run"}, about.keys())
             self.assertEqual({figure.program for figure in figures}, {pathlib.Path(PROGRAM).name})
             # Both runs are there, and a short one judges nothing.
             self.assertEqual(len(figures), 2 * len({figure.name for figure in figures}))

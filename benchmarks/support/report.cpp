@@ -19,15 +19,41 @@ namespace {
 
 bool isShortRun = false;
 
-std::string processor() {
+// The first value of a key of /proc/cpuinfo.
+std::string cpuInfo(std::string_view key) {
     std::ifstream file("/proc/cpuinfo");
     for (std::string line; std::getline(file, line);) {
         const std::size_t colon = line.find(": ");
-        if (line.rfind("model name", 0) == 0 && colon != std::string::npos) {
+        const std::string name = line.substr(0, line.find_last_not_of("\t :", line.find(':')) + 1);
+        if (name == key && colon != std::string::npos) {
             return line.substr(colon + 2);
         }
     }
     return "unknown";
+}
+
+// Virtual machines tell a name that several processors share: family and model tell them apart.
+std::string processor() {
+    return fmt::format("{} (family {}, model {})", cpuInfo("model name"), cpuInfo("cpu family"),
+                       cpuInfo("model"));
+}
+
+// "L1 Data 32K, L2 Unified 512K", of the first CPU.
+std::string caches() {
+    std::string result;
+    for (int i = 0;; ++i) {
+        const std::string folder = fmt::format("/sys/devices/system/cpu/cpu0/cache/index{}/", i);
+        std::string level;
+        std::string type;
+        std::string size;
+        if (!(std::ifstream(folder + "level") >> level) || !(std::ifstream(folder + "type") >> type) ||
+            !(std::ifstream(folder + "size") >> size)) {
+            return result.empty() ? "unknown" : result;
+        }
+        if (type != "Instruction") {
+            result += fmt::format("{}L{} {} {}", result.empty() ? "" : ", ", level, type, size);
+        }
+    }
 }
 
 // The sets of instructions that the kernels are written for.
@@ -64,6 +90,7 @@ void append(std::string_view lines) {
     static const bool aboutIsWritten = [&file] {
         file << fmt::format("about\tprocessor\t{}, {} CPUs, {}\n", processor(),
                             std::thread::hardware_concurrency(), instructions())
+             << fmt::format("about\tcaches\t{}\n", caches())
              << fmt::format("about\tcompiler\t{}\n", compiler())
              << fmt::format("about\tFFmpeg\t{}\n", av_version_info());
         return true;

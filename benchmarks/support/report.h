@@ -45,8 +45,8 @@ std::string verdict(double value, const std::optional<Aim>& aim);
 ///
 /// separated by tabs, where BOUND is "at least" or "at most", what does not apply is empty, and LOAD is the
 /// average number of running threads of the machine in the last minute. Before the first figure of a program
-/// stand lines "about WHAT VALUE" that tell the processor, the compiler and FFmpeg. Throws std::runtime_error
-/// when the file cannot be written.
+/// stand lines "about WHAT VALUE" that tell the processor, its caches, the compiler and FFmpeg. Throws
+/// std::runtime_error when the file cannot be written.
 void report(const Figure& figure);
 
 /// Says that figures from now on mean nothing, in what is printed and in the file: none is judged.

@@ -5,13 +5,9 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <vidorra/vidorra.h>
 
-#include "audio_blocks.h"
-#include "mp4_writer.h"
 #include "options.h"
 #include "programme.h"
 
@@ -37,46 +33,28 @@ public:
 
     [[nodiscard]] std::uint64_t frames() const { return mFrames; }
 
-    /// Says what was encoded, and which packets carry the mark of a lost signal.
+    /// Says what was encoded, and which packets carry the mark of a lost signal. After finish().
     void summarise(std::ostream& output) const;
 
 private:
-    /// What one encoder gave.
-    struct Tally {
-        std::uint64_t packets = 0;
-        std::uint64_t bytes = 0;
-        std::uint64_t noSignal = 0;
-        // The stretches of packets with the mark: the times of the first and the last one, in seconds.
-        std::vector<std::pair<double, double>> stretches;
-        bool inStretch = false;
-    };
-
     [[nodiscard]] static bool signalIsLost(const vidorra::Timestamp& time);
-    void encodeAudio(const vidorra::AudioFrame& frame);
-    void write(vidorra::EncoderBase& encoder, int stream, Tally& tally);
-    static void summarise(std::ostream& output, const char* what, const vidorra::EncoderBase& encoder,
-                          const Tally& tally);
+    void addVideo(const objstream::object& configs);
 
     std::string mPath;
-    // Before all that holds pictures of its memory, the encoder among them.
+    // Before all that holds pictures of its memory, the writer among them.
     std::unique_ptr<Accelerator> mAccelerator;
-    std::unique_ptr<vidorra::VideoEncoder> mVideo;
-    std::unique_ptr<vidorra::AudioEncoder> mAudio;
-    Mp4Writer mWriter;
-    int mVideoStream = 0;
-    int mAudioStream = 0;
-    Tally mVideoTally;
-    Tally mAudioTally;
+    vidorra::MediaFileWriter mWriter;
+    vidorra::MediaFileWriter::Track mVideo = 0;
+    std::optional<vidorra::MediaFileWriter::Track> mAudio;
+    vidorra::WriterReport mReport;
 
+    vidorra::Size mSize;
     std::optional<Programme> mProgramme;
     vidorra::Picture mLatest;
     vidorra::SMPTE12TimecodeProvider mTimecodes;
     std::string mFirstTimecode;
     std::string mLastTimecode;
     std::uint64_t mFrames = 0;
-
-    vidorra::Resampler mResampler;
-    std::optional<AudioBlocks> mBlocks;
 };
 
 }  // namespace demo

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <type_traits>
 
 #include "process/alphablend/equations.h"
 #include "process/alphablend/kernels.h"
@@ -17,30 +16,12 @@ namespace {
 using pixel_format::NV12;
 using pixel_format::NVA12;
 
-RowPair rowPair(const Planes<NV12, unsigned char*>& planes, std::ptrdiff_t pair) {
-    const std::ptrdiff_t lumaStep = std::ptrdiff_t{2} * planes.linesize[0];
-    unsigned char* luma = planes.data[0] + pair * lumaStep;
-    return {.luma = {luma, luma + planes.linesize[0]},
-            .chroma = planes.data[1] + pair * planes.linesize[1],
-            .lumaStep = lumaStep,
-            .chromaStep = planes.linesize[1]};
-}
-
-template <class F>
-SourceRowPair sourceRowPair(const Planes<F, const unsigned char*>& planes, std::ptrdiff_t pair) {
-    const std::ptrdiff_t lumaStep = std::ptrdiff_t{2} * planes.linesize[0];
-    const unsigned char* luma = planes.data[0] + pair * lumaStep;
-    SourceRowPair rows = {.luma = {luma, luma + planes.linesize[0]},
-                          .chroma = planes.data[1] + pair * planes.linesize[1],
-                          .alpha = {},
-                          .lumaStep = lumaStep,
-                          .chromaStep = planes.linesize[1]};
-    if constexpr (std::is_same_v<F, NVA12>) {
-        rows.alphaStep = std::ptrdiff_t{2} * planes.linesize[3];
-        rows.alpha[0] = planes.data[3] + pair * rows.alphaStep;
-        rows.alpha[1] = rows.alpha[0] + planes.linesize[3];
+// Rows between which nothing lies are one long row.
+void joinRows(std::ptrdiff_t& rows, std::ptrdiff_t& bytes, int dstLinesize, int srcLinesize) {
+    if (rows > 0 && bytes == dstLinesize && bytes == srcLinesize) {
+        bytes *= rows;
+        rows = 1;
     }
-    return rows;
 }
 
 // Full opacity: only the source's own alpha counts.
@@ -48,11 +29,8 @@ struct BlenderRefNoGlobalAlpha {
     const Kernels* set = &kernels();
 
     // The equation with an alpha of 255 gives the source itself.
-    void blendNv12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
-        const auto bytes = static_cast<std::size_t>(columns);
-        std::memcpy(dst.luma[0], src.luma[0], bytes);
-        std::memcpy(dst.luma[1], src.luma[1], bytes);
-        std::memcpy(dst.chroma, src.chroma, bytes);
+    void blendRow(unsigned char* dst, const unsigned char* src, std::ptrdiff_t count) const {
+        std::memcpy(dst, src, static_cast<std::size_t>(count));
     }
     void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
         set->blendNva12(dst, src, columns);
@@ -64,8 +42,8 @@ struct BlenderRefWithGlobalAlpha {
     unsigned char opacity;
     const Kernels* set = &kernels();
 
-    void blendNv12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
-        set->fadeNv12(dst, src, columns, opacity);
+    void blendRow(unsigned char* dst, const unsigned char* src, std::ptrdiff_t count) const {
+        set->fade(dst, src, count, opacity);
     }
     void blendNva12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns) const {
         set->fadeNva12(dst, src, columns, opacity);
@@ -76,25 +54,43 @@ struct BlenderRefWithGlobalAlpha {
     }
 };
 
-// Deliberate: an odd last row of luma stays as it is.
+// Deliberate: an odd last row of luma stays unchanged, and of the U,V pair that an odd last column covers by
+// half, U is blended and V stays.
 template <class Blender>
 void blendPlanesOfSameSizeImpl(const Planes<NV12, unsigned char*>& dst,
                                const Planes<NV12, const unsigned char*>& src, const Blender& blender) {
     if (dst.width < 1) {
         return;
     }
-    const std::ptrdiff_t last = dst.width - 1;
-    for (std::ptrdiff_t pair = 0; pair < dst.height >> 1; ++pair) {
-        const RowPair to = rowPair(dst, pair);
-        const SourceRowPair from = sourceRowPair(src, pair);
-        blender.blendNv12(to, from, dst.width & ~1);
-        if ((dst.width & 1) != 0) {
-            to.luma[0][last] = blender.blendLast(from.luma[0][last], to.luma[0][last]);
-            to.luma[1][last] = blender.blendLast(from.luma[1][last], to.luma[1][last]);
-            // Deliberate: the U of the half-covered pair, never its V.
-            to.chroma[last] = blender.blendLast(from.chroma[last], to.chroma[last]);
+    // One plane after the other: the hardware follows two streams better than six.
+    for (const int plane : {0, 1}) {
+        std::ptrdiff_t even = dst.width & ~1;
+        std::ptrdiff_t rows = plane == 0 ? dst.height & ~1 : dst.height >> 1;
+        if ((dst.width & 1) == 0) {
+            joinRows(rows, even, dst.linesize[plane], src.linesize[plane]);
+        }
+        for (std::ptrdiff_t row = 0; row < rows; ++row) {
+            unsigned char* to = dst.data[plane] + row * dst.linesize[plane];
+            const unsigned char* from = src.data[plane] + row * src.linesize[plane];
+            blender.blendRow(to, from, even);
+            if ((dst.width & 1) != 0) {
+                to[even] = blender.blendLast(from[even], to[even]);
+            }
         }
     }
+}
+
+RowPair rowPair(const Planes<NV12, unsigned char*>& planes, std::ptrdiff_t pair) {
+    unsigned char* luma = planes.data[0] + 2 * pair * planes.linesize[0];
+    return {{luma, luma + planes.linesize[0]}, planes.data[1] + pair * planes.linesize[1]};
+}
+
+SourceRowPair rowPair(const Planes<NVA12, const unsigned char*>& planes, std::ptrdiff_t pair) {
+    const unsigned char* luma = planes.data[0] + 2 * pair * planes.linesize[0];
+    const unsigned char* alpha = planes.data[3] + 2 * pair * planes.linesize[3];
+    return {{luma, luma + planes.linesize[0]},
+            planes.data[1] + pair * planes.linesize[1],
+            {alpha, alpha + planes.linesize[3]}};
 }
 
 // Deliberate: an odd last row or column stays as it is.
@@ -105,7 +101,7 @@ void blendPlanesOfSameSizeImpl(const Planes<NV12, unsigned char*>& dst,
         return;
     }
     for (std::ptrdiff_t pair = 0; pair < dst.height >> 1; ++pair) {
-        blender.blendNva12(rowPair(dst, pair), sourceRowPair(src, pair), dst.width & ~1);
+        blender.blendNva12(rowPair(dst, pair), rowPair(src, pair), dst.width & ~1);
     }
 }
 
@@ -169,13 +165,16 @@ void blendRgb24Planes(unsigned char** dst, const int* dstLinesize, int dstWidth,
         return;
     }
     const Kernels& set = kernels();
-    for (std::ptrdiff_t row = 0; row < part->rows; ++row) {
+    std::ptrdiff_t rows = part->rows;
+    std::ptrdiff_t bytes = part->bytes;
+    joinRows(rows, bytes, dstLinesize[0], srcLinesize[0]);
+    for (std::ptrdiff_t row = 0; row < rows; ++row) {
         unsigned char* to = part->dst + row * dstLinesize[0];
         const unsigned char* from = part->src + row * srcLinesize[0];
         if (byte->value() == 255) {
-            std::memcpy(to, from, static_cast<std::size_t>(part->bytes));
+            std::memcpy(to, from, static_cast<std::size_t>(bytes));
         } else {
-            set.blend24({to, from, dstLinesize[0], srcLinesize[0]}, part->bytes, byte->value());
+            set.blend24({to, from}, bytes, byte->value());
         }
     }
 }
@@ -197,7 +196,7 @@ void blend_image_rgb32_ref(int* pixelOffsets, unsigned char* dst, int dstLinesiz
         unsigned char* to = part->dst + row * dstLinesize;
         const unsigned char* from = part->src + row * srcLinesize;
         if (usual) {
-            set.blend32({to, from, dstLinesize, srcLinesize}, part->bytes / 4, pixelOffsets[3], opacity);
+            set.blend32({to, from}, part->bytes / 4, pixelOffsets[3], opacity);
         } else {
             blendRow32(pixelOffsets, to, from, part->bytes, opacity);
         }

@@ -7,7 +7,7 @@ namespace vidorra::alphablend {
 namespace {
 
 constexpr Kernels kVector16 = {.name = "vector16",
-                               .fadeNv12 = vector16::fadeNv12,
+                               .fade = vector16::fade,
                                .blendNva12 = vector16::blendNva12,
                                .fadeNva12 = vector16::fadeNva12,
                                .blend32 = vector16::blend32,
@@ -15,14 +15,14 @@ constexpr Kernels kVector16 = {.name = "vector16",
 
 #if defined(__x86_64__)
 constexpr Kernels kAvx2 = {.name = "avx2",
-                           .fadeNv12 = avx2::fadeNv12,
+                           .fade = avx2::fade,
                            .blendNva12 = avx2::blendNva12,
                            .fadeNva12 = avx2::fadeNva12,
                            .blend32 = avx2::blend32,
                            .blend24 = avx2::blend24};
 
 constexpr Kernels kAvx512 = {.name = "avx512",
-                             .fadeNv12 = avx512::fadeNv12,
+                             .fade = avx512::fade,
                              .blendNva12 = avx512::blendNva12,
                              .fadeNva12 = avx512::fadeNva12,
                              .blend32 = avx512::blend32,

@@ -5,30 +5,22 @@
 
 namespace vidorra::alphablend {
 
-/// Two rows of luma and the row of U,V pairs below them. The steps lead to the rows of the next pair, which
-/// kernels may fetch ahead; 0 where there is none.
+/// Two rows of luma and the row of U,V pairs below them.
 struct RowPair {
     unsigned char* luma[2];
     unsigned char* chroma;
-    std::ptrdiff_t lumaStep = 0;
-    std::ptrdiff_t chromaStep = 0;
 };
+/// The same of NVA12, with the two rows of alpha.
 struct SourceRowPair {
     const unsigned char* luma[2];
     const unsigned char* chroma;
-    /// Only of NVA12.
     const unsigned char* alpha[2];
-    std::ptrdiff_t lumaStep = 0;
-    std::ptrdiff_t chromaStep = 0;
-    std::ptrdiff_t alphaStep = 0;
 };
 
-/// A row of packed pixels, with steps to the next one as above.
+/// A row of packed pixels.
 struct PackedRows {
     unsigned char* dst;
     const unsigned char* src;
-    std::ptrdiff_t dstStep = 0;
-    std::ptrdiff_t srcStep = 0;
 };
 
 /// The inner loops of blending, for one set of instructions. All sets give the same bytes. No kernel reads or
@@ -36,8 +28,8 @@ struct PackedRows {
 struct Kernels {
     const char* name;
 
-    /// NV12 with an opacity from 1 to 254. `columns` is even.
-    void (*fadeNv12)(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity);
+    /// A row of samples, of luma or of U,V pairs, with an opacity from 1 to 254.
+    void (*fade)(unsigned char* dst, const unsigned char* src, std::ptrdiff_t count, unsigned opacity);
     /// NVA12 onto NV12 at full opacity. `columns` is even.
     void (*blendNva12)(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns);
     /// NVA12 onto NV12 with an opacity from 1 to 254. `columns` is even.

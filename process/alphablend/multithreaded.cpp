@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -107,15 +109,44 @@ bool clip(Dst& dst, Src& src, const Point& position) {
     return true;
 }
 
-// What a thread does: rows of both are blended. It owns all that it reads but the pixels, nothing of it lies
-// on the caller's stack.
+// Rows of both planes, for one thread.
 template <class Dst, class Src>
 struct Slice {
     Dst dst;
     Src src;
     Opacity opacity{0};
+};
 
-    void operator()() const { blendPlanesOfSameSize(dst, src, opacity); }
+// Rows that a thread takes at a time, whole rows of chroma.
+constexpr std::int64_t kRowsPerStep = 32;
+
+// What the threads of a blend share: its slices, and how far they are. All of them own it together, nothing
+// of it lies on the caller's stack.
+template <class Dst, class Src, std::size_t Threads>
+struct SharedSlices {
+    std::array<Slice<Dst, Src>, Threads> slices{};
+    // Of each slice, the first row that nobody has taken.
+    std::array<std::atomic<std::int64_t>, Threads> taken{};
+
+    // Blends what nobody has taken yet of a slice.
+    void work(std::size_t index) {
+        const Slice<Dst, Src>& slice = slices[index];
+        const std::int64_t height = slice.dst.height;
+        for (;;) {
+            const std::int64_t row = taken[index].fetch_add(kRowsPerStep, std::memory_order_relaxed);
+            if (row >= height) {
+                return;
+            }
+            Dst dst = slice.dst;
+            Src src = slice.src;
+            moveRows(dst, row, 1);
+            moveRows(src, row, 1);
+            const std::int64_t rows = std::min(kRowsPerStep, height - row);
+            setSize(dst, dst.width, rows);
+            setSize(src, src.width, rows);
+            blendPlanesOfSameSize(dst, src, slice.opacity);
+        }
+    }
 };
 
 // Divides a task for planes of one size into at most `threads` slices, and gives their number.
@@ -161,15 +192,23 @@ void blendPlanesMultithreaded(Planes<Format1, Pointer1> dst, Planes<Format2, Poi
         return;
     }
     const auto threads = static_cast<std::int64_t>(getNumberOfThreads<Threads>(numThreads));
-    using Part = Slice<Planes<Format1, Pointer1>, Planes<Format2, Pointer2>>;
-    std::array<Part, Threads> slices{};
-    const std::size_t count = divide(Part{dst, src, opacity}, threads, slices);
+    if (threads == 1) {
+        blendPlanesOfSameSize(dst, src, opacity);
+        return;
+    }
+    using Shared = SharedSlices<decltype(dst), decltype(src), Threads>;
+    const auto shared = std::make_shared<Shared>();
+    const std::size_t count =
+        divide(Slice<decltype(dst), decltype(src)>{dst, src, opacity}, threads, shared->slices);
     // When a thread cannot be started the destructors of these wait for the ones before it.
     std::array<std::future<void>, Threads> workers;
     for (std::size_t i = 1; i < count; ++i) {
-        workers[i] = std::async(std::launch::async, slices[i]);
+        workers[i] = std::async(std::launch::async, [shared, i] { shared->work(i); });
     }
-    slices[0]();
+    // A thread takes a while to begin: the caller goes on with what is left of the other slices.
+    for (std::size_t i = 0; i < count; ++i) {
+        shared->work(i);
+    }
     for (std::size_t i = 1; i < count; ++i) {
         workers[i].wait();
     }

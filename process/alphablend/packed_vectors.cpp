@@ -10,104 +10,103 @@
 namespace vidorra::alphablend {
 namespace {
 
-// How far ahead the second prefetch goes. The next block alone comes too late for memory that is in no cache;
-// a longer way is worth 10 to 20 % there.
-constexpr std::ptrdiff_t kFar = 2048;
-
-VIDORRA_INLINE void prefetch(const PackedRows& rows, std::ptrdiff_t at, std::ptrdiff_t bytes) {
-    fetchAhead<kFar>(
-        at, bytes,
-        [&](std::ptrdiff_t i) VIDORRA_INLINED {
-            __builtin_prefetch(rows.dst + i, 1);
-            __builtin_prefetch(rows.src + i);
-        },
-        [&](std::ptrdiff_t i) VIDORRA_INLINED {
-            __builtin_prefetch(rows.dst + rows.dstStep + i, 1);
-            __builtin_prefetch(rows.src + rows.srcStep + i);
-        });
-}
-
+// What is left of a row from byte `at` on.
 PackedRows rest(const PackedRows& rows, std::ptrdiff_t at) {
-    return {rows.dst + at, rows.src + at, rows.dstStep, rows.srcStep};
+    return {rows.dst + at, rows.src + at};
 }
 
-// (s * a + d * (255 - a) + 128) divided by 255: with t for the sum, (t + t / 256) / 256. The sum is
-// (s - d) * a + 256 * d - d + 128, where the difference may wrap.
+// (t + 128) / 255, rounded down, of sums t + 128 that fit 16 bits.
+VIDORRA_INLINE Lanes<16> dividedBy255(const Lanes<16>& sum) {
+#if defined(__SSE2__)
+    return (Lanes<16>)_mm_mulhi_epu16((__m128i)sum, _mm_set1_epi16(257));
+#else
+    return (sum + (sum >> 8)) >> 8;
+#endif
+}
+
+// Samples in lanes, with the weights alpha and 255 - alpha.
+VIDORRA_INLINE Lanes<16> blend255Lanes(Lanes<16> s, Lanes<16> d, Lanes<16> alpha) {
+    const Lanes<16> complement = alpha ^ static_cast<std::uint16_t>(255);
+    return dividedBy255(s * alpha + d * complement + static_cast<std::uint16_t>(128));
+}
+
 VIDORRA_INLINE void blend255Vector16(unsigned char* dst, const Lanes<16>& s, const Lanes<16>& alphaEven,
                                      const Lanes<16>& alphaOdd) {
     Lanes<16> d;
     load<16>(d, dst);
     const Lanes<16> low = Lanes<16>{} + static_cast<std::uint16_t>(0xff);
-    const Lanes<16> half = Lanes<16>{} + static_cast<std::uint16_t>(128);
-    const Lanes<16> dEven = d & low;
-    const Lanes<16> dOdd = d >> 8;
-    const Lanes<16> even = ((s & low) - dEven) * alphaEven + (d << 8) - dEven + half;
-    const Lanes<16> odd = ((s >> 8) - dOdd) * alphaOdd + (d & ~low) - dOdd + half;
-    store<16>(dst, ((even + (even >> 8)) >> 8) | ((odd + (odd >> 8)) & ~low));
+    store<16>(dst, blend255Lanes(s & low, d & low, alphaEven) | blend255Lanes(s >> 8, d >> 8, alphaOdd) << 8);
 }
 
-using Pixels __attribute__((vector_size(16))) = std::uint32_t;
+// A 16-bit lane for each half of four pixels, the same in all.
+VIDORRA_INLINE Lanes<16> halves(std::uint16_t first, std::uint16_t second) {
+    return Lanes<16>{first, second, first, second, first, second, first, second};
+}
 
-// What is the same for all pixels: masks that take the weight of the alpha byte away, so that the
-// destination's alpha stays.
-struct PackedMasks {
-    Pixels alpha;
-    Pixels even;
-    Pixels odd;
-    int shift;
-
-    explicit PackedMasks(int alphaOffset)
-        : alpha(Pixels{} + (0xffU << (8 * alphaOffset))),
-          even(Pixels{} + weights(alphaOffset, 0)),
-          odd(Pixels{} + weights(alphaOffset, 1)),
-          shift(8 * alphaOffset) {}
-
-private:
-    static std::uint32_t weights(int alphaOffset, int first) {
-        return alphaOffset == first ? 0xffff0000U : alphaOffset == first + 2 ? 0x0000ffffU : 0xffffffffU;
-    }
-};
-
-template <bool kFull>
-VIDORRA_INLINE void blend32Step(unsigned char* dst, const Pixels& s, const PackedMasks& masks,
-                                unsigned opacity) {
-    Pixels alpha = (s & masks.alpha) >> masks.shift;
+// Four pixels of which the byte at kAlpha is the alpha. That byte gets the weight 0, so that the
+// destination's stays.
+template <int kAlpha, bool kFull>
+VIDORRA_INLINE void blend32Step(unsigned char* dst, const unsigned char* src, unsigned opacity) {
+    Lanes<16> s;
+    load<16>(s, src);
+    const Lanes<16> withAlpha = kAlpha % 2 == 0 ? s & static_cast<std::uint16_t>(0xff) : s >> 8;
+    constexpr int kHalf = kAlpha / 2;
+    Lanes<16> alpha = __builtin_shufflevector(withAlpha, withAlpha, kHalf, kHalf, 2 + kHalf, 2 + kHalf,
+                                              4 + kHalf, 4 + kHalf, 6 + kHalf, 6 + kHalf);
     if constexpr (!kFull) {
-        // The upper lane of a pixel is 0 and stays so.
-        alpha = (Pixels)(((Lanes<16>)alpha * static_cast<std::uint16_t>(opacity) +
-                          static_cast<std::uint16_t>(255)) >>
-                         8);
+        alpha = (alpha * static_cast<std::uint16_t>(opacity) + static_cast<std::uint16_t>(255)) >> 8;
     }
-    alpha |= alpha << 16;
-    blend255Vector16(dst, (Lanes<16>)s, (Lanes<16>)(alpha & masks.even), (Lanes<16>)(alpha & masks.odd));
+    const Lanes<16> colours = alpha & (kHalf == 0 ? halves(0, 0xff) : halves(0xff, 0));
+    if constexpr (kAlpha % 2 == 0) {
+        blend255Vector16(dst, s, colours, alpha);
+    } else {
+        blend255Vector16(dst, s, alpha, colours);
+    }
 }
 
-template <bool kFull>
-VIDORRA_INLINE void blend32RowVector16(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset,
-                                       unsigned opacity) {
-    const PackedMasks masks(alphaOffset);
+// The alphas of two pixels.
+constexpr std::uint64_t alphasOfTwo(int alphaOffset) {
+    return std::uint64_t{0xff000000ff} << (8 * alphaOffset);
+}
+
+template <int kAlpha, bool kFull>
+VIDORRA_INLINE void blend32RowVector16(const PackedRows& rows, std::ptrdiff_t pixels, unsigned opacity) {
+    constexpr std::uint64_t kMask = alphasOfTwo(kAlpha);
     unsigned char* const dst = rows.dst;
     const unsigned char* const src = rows.src;
     const std::ptrdiff_t bytes = 4 * pixels;
     std::ptrdiff_t i = 0;
     for (; i + kBlock <= bytes; i += kBlock) {
-        prefetch(rows, i, bytes);
-        Pixels s[4];
-        std::memcpy(s, src + i, sizeof(s));
-        const Words any = (Words)((s[0] | s[1] | s[2] | s[3]) & masks.alpha);
-        if ((any[0] | any[1]) == 0) {
+        fetchAhead(dst + i, src + i);
+        std::uint64_t any = 0;
+        for (int j = 0; (any & kMask) == 0 && j < kBlock; j += 8) {
+            any = wordAt(src + i + j);
+        }
+        if ((any & kMask) == 0) {
             continue;
         }
-        for (int j = 0; j < 4; ++j) {
-            blend32Step<kFull>(dst + i + 16 * j, s[j], masks, opacity);
+        for (int j = 0; j < kBlock; j += 16) {
+            blend32Step<kAlpha, kFull>(dst + i + j, src + i + j, opacity);
         }
     }
     for (; i + 16 <= bytes; i += 16) {
-        Pixels s;
-        std::memcpy(&s, src + i, sizeof(s));
-        blend32Step<kFull>(dst + i, s, masks, opacity);
+        blend32Step<kAlpha, kFull>(dst + i, src + i, opacity);
     }
-    kPlainKernels.blend32(rest(rows, i), (bytes - i) / 4, alphaOffset, opacity);
+    kPlainKernels.blend32(rest(rows, i), (bytes - i) / 4, kAlpha, opacity);
+}
+
+template <bool kFull>
+void blend32Vector16(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity) {
+    switch (alphaOffset) {
+    case 0:
+        return blend32RowVector16<0, kFull>(rows, pixels, opacity);
+    case 1:
+        return blend32RowVector16<1, kFull>(rows, pixels, opacity);
+    case 2:
+        return blend32RowVector16<2, kFull>(rows, pixels, opacity);
+    default:
+        return blend32RowVector16<3, kFull>(rows, pixels, opacity);
+    }
 }
 
 }  // namespace
@@ -116,22 +115,19 @@ namespace vector16 {
 
 void blend32(const PackedRows& rows, std::ptrdiff_t pixels, int alphaOffset, unsigned opacity) {
     if (opacity == 255) {
-        blend32RowVector16<true>(rows, pixels, alphaOffset, opacity);
+        blend32Vector16<true>(rows, pixels, alphaOffset, opacity);
     } else {
-        blend32RowVector16<false>(rows, pixels, alphaOffset, opacity);
+        blend32Vector16<false>(rows, pixels, alphaOffset, opacity);
     }
 }
 
 void blend24(const PackedRows& rows, std::ptrdiff_t bytes, unsigned opacity) {
-    unsigned char* const dst = rows.dst;
-    const unsigned char* const src = rows.src;
     const Lanes<16> alpha = Lanes<16>{} + static_cast<std::uint16_t>(opacity);
     std::ptrdiff_t i = 0;
     for (; i + 16 <= bytes; i += 16) {
-        prefetch(rows, i, bytes);
         Lanes<16> s;
-        load<16>(s, src + i);
-        blend255Vector16(dst + i, s, alpha, alpha);
+        load<16>(s, rows.src + i);
+        blend255Vector16(rows.dst + i, s, alpha, alpha);
     }
     kPlainKernels.blend24(rest(rows, i), bytes - i, opacity);
 }
@@ -197,27 +193,17 @@ VIDORRA_AVX2 inline void blend32RowAvx2(const PackedRows& rows, std::ptrdiff_t p
                                         unsigned opacity) {
     unsigned char* const dst = rows.dst;
     const unsigned char* const src = rows.src;
+    const std::ptrdiff_t bytes = 4 * pixels;
     const Spread& spread = kFull ? kSpread[alphaOffset] : kSpreadFaded[alphaOffset];
     const __m256i spreadLow = spreadAvx2(spread.low);
     const __m256i spreadHigh = spreadAvx2(spread.high);
     const __m256i complement = _mm256_set1_epi16(kComplement);
-    const __m256i alphaMask = _mm256_set1_epi32(static_cast<int>(0xffU << (8 * alphaOffset)));
+    const std::uint64_t two = alphasOfTwo(alphaOffset);
+    const __m256i alphaMask = _mm256_set1_epi64x(static_cast<long long>(two));
     const __m128i alphaShift = _mm_cvtsi32_si128(8 * alphaOffset);
     const __m256i byteMask = _mm256_set1_epi32(0xff);
     const __m256i factor = _mm256_set1_epi32(static_cast<int>(opacity));
-    std::ptrdiff_t i = 0;
-    for (; i + 8 <= pixels; i += 8) {
-        prefetch(rows, 4 * i, 4 * pixels);
-        const __m256i s = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 4 * i));
-        if (_mm256_testz_si256(s, alphaMask) != 0) {
-            continue;
-        }
-        auto* to = reinterpret_cast<__m256i*>(dst + 4 * i);
-        const __m256i d = _mm256_loadu_si256(to);
-        if (kFull && _mm256_testc_si256(s, alphaMask) != 0) {
-            _mm256_storeu_si256(to, _mm256_blendv_epi8(s, d, alphaMask));
-            continue;
-        }
+    const auto blended = [&](__m256i s, __m256i d) VIDORRA_AVX2 {
         __m256i alpha = s;
         if constexpr (!kFull) {
             alpha = _mm256_and_si256(_mm256_srl_epi32(s, alphaShift), byteMask);
@@ -225,9 +211,31 @@ VIDORRA_AVX2 inline void blend32RowAvx2(const PackedRows& rows, std::ptrdiff_t p
         }
         const __m256i weightsLow = _mm256_xor_si256(_mm256_shuffle_epi8(alpha, spreadLow), complement);
         const __m256i weightsHigh = _mm256_xor_si256(_mm256_shuffle_epi8(alpha, spreadHigh), complement);
-        _mm256_storeu_si256(to, blend255Avx2(s, d, weightsLow, weightsHigh));
+        return blend255Avx2(s, d, weightsLow, weightsHigh);
+    };
+    std::ptrdiff_t i = 0;
+    for (; i + kBlock <= bytes; i += kBlock) {
+        fetchAhead(dst + i, src + i);
+        const __m256i s[] = {load32(src + i), load32(src + i + 32)};
+        // A look at two pixels alone costs next to nothing where there are no runs.
+        const std::uint64_t first = wordAt(src + i) & two;
+        if (first == 0 && _mm256_testz_si256(_mm256_or_si256(s[0], s[1]), alphaMask) != 0) {
+            continue;
+        }
+        const __m256i d[] = {load32(dst + i), load32(dst + i + 32)};
+        if (kFull && first == two && _mm256_testc_si256(_mm256_and_si256(s[0], s[1]), alphaMask) != 0) {
+            store32(dst + i, _mm256_blendv_epi8(s[0], d[0], alphaMask));
+            store32(dst + i + 32, _mm256_blendv_epi8(s[1], d[1], alphaMask));
+            continue;
+        }
+        store32(dst + i, blended(s[0], d[0]));
+        store32(dst + i + 32, blended(s[1], d[1]));
     }
-    vector16::blend32(rest(rows, 4 * i), pixels - i, alphaOffset, opacity);
+    if (i + 32 <= bytes) {
+        store32(dst + i, blended(load32(src + i), load32(dst + i)));
+        i += 32;
+    }
+    vector16::blend32(rest(rows, i), (bytes - i) / 4, alphaOffset, opacity);
 }
 
 VIDORRA_AVX512 inline __m512i blend255Avx512(__m512i s, __m512i d, __m512i weightsLow, __m512i weightsHigh) {
@@ -256,7 +264,8 @@ VIDORRA_AVX512 inline void blend32RowAvx512(const PackedRows& rows, std::ptrdiff
     const __m512i spreadLow = spreadAvx512(spread.low);
     const __m512i spreadHigh = spreadAvx512(spread.high);
     const __m512i complement = _mm512_set1_epi16(kComplement);
-    const __m512i alphaMask = _mm512_set1_epi32(static_cast<int>(0xffU << (8 * alphaOffset)));
+    const std::uint64_t two = alphasOfTwo(alphaOffset);
+    const __m512i alphaMask = _mm512_set1_epi64(static_cast<long long>(two));
     const __m128i alphaShift = _mm_cvtsi32_si128(8 * alphaOffset);
     const __m512i byteMask = _mm512_set1_epi32(0xff);
     const __m512i factor = _mm512_set1_epi32(static_cast<int>(opacity));
@@ -272,13 +281,15 @@ VIDORRA_AVX512 inline void blend32RowAvx512(const PackedRows& rows, std::ptrdiff
     };
     std::ptrdiff_t i = 0;
     for (; i + 16 <= pixels; i += 16) {
-        prefetch(rows, 4 * i, 4 * pixels);
+        fetchAhead(dst + 4 * i, src + 4 * i);
         const __m512i s = _mm512_loadu_si512(src + 4 * i);
-        if (_mm512_test_epi32_mask(s, alphaMask) == 0) {
+        const std::uint64_t first = wordAt(src + 4 * i) & two;
+        if (first == 0 && _mm512_test_epi32_mask(s, alphaMask) == 0) {
             continue;
         }
         const __m512i d = _mm512_loadu_si512(dst + 4 * i);
-        if (kFull && _mm512_cmpneq_epi32_mask(_mm512_and_si512(s, alphaMask), alphaMask) == 0) {
+        if (kFull && first == two &&
+            _mm512_cmpneq_epi32_mask(_mm512_and_si512(s, alphaMask), alphaMask) == 0) {
             // Bit by bit: where the mask is set the destination, else the source.
             _mm512_storeu_si512(dst + 4 * i, _mm512_ternarylogic_epi32(alphaMask, d, s, 0xca));
             continue;
@@ -310,11 +321,14 @@ VIDORRA_AVX2 void blend24(const PackedRows& rows, std::ptrdiff_t bytes, unsigned
     const unsigned char* const src = rows.src;
     const __m256i weights = _mm256_set1_epi16(static_cast<short>((255 - opacity) << 8 | opacity));
     std::ptrdiff_t i = 0;
-    for (; i + 32 <= bytes; i += 32) {
-        prefetch(rows, i, bytes);
-        auto* to = reinterpret_cast<__m256i*>(dst + i);
-        const __m256i s = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + i));
-        _mm256_storeu_si256(to, blend255Avx2(s, _mm256_loadu_si256(to), weights, weights));
+    for (; i + 64 <= bytes; i += 64) {
+        fetchAhead(dst + i, src + i);
+        store32(dst + i, blend255Avx2(load32(src + i), load32(dst + i), weights, weights));
+        store32(dst + i + 32, blend255Avx2(load32(src + i + 32), load32(dst + i + 32), weights, weights));
+    }
+    if (i + 32 <= bytes) {
+        store32(dst + i, blend255Avx2(load32(src + i), load32(dst + i), weights, weights));
+        i += 32;
     }
     vector16::blend24(rest(rows, i), bytes - i, opacity);
 }
@@ -338,7 +352,7 @@ VIDORRA_AVX512 void blend24(const PackedRows& rows, std::ptrdiff_t bytes, unsign
     const __m512i weights = _mm512_set1_epi16(static_cast<short>((255 - opacity) << 8 | opacity));
     std::ptrdiff_t i = 0;
     for (; i + 64 <= bytes; i += 64) {
-        prefetch(rows, i, bytes);
+        fetchAhead(dst + i, src + i);
         const __m512i s = _mm512_loadu_si512(src + i);
         const __m512i d = _mm512_loadu_si512(dst + i);
         _mm512_storeu_si512(dst + i, blend255Avx512(s, d, weights, weights));

@@ -7,13 +7,9 @@
 namespace vidorra::alphablend {
 namespace {
 
-void fadeNv12(const RowPair& dst, const SourceRowPair& src, std::ptrdiff_t columns, unsigned opacity) {
-    for (std::ptrdiff_t x = 0; x < columns; ++x) {
-        for (int row = 0; row < 2; ++row) {
-            unsigned char& luma = dst.luma[row][x];
-            luma = blend256(src.luma[row][x], luma, opacity, opacity);
-        }
-        dst.chroma[x] = blend256(src.chroma[x], dst.chroma[x], opacity, opacity);
+void fade(unsigned char* dst, const unsigned char* src, std::ptrdiff_t count, unsigned opacity) {
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
+        dst[i] = blend256(src[i], dst[i], opacity, opacity);
     }
 }
 
@@ -62,7 +58,7 @@ void blend24(const PackedRows& rows, std::ptrdiff_t bytes, unsigned opacity) {
 }  // namespace
 
 const Kernels kPlainKernels = {.name = "plain",
-                               .fadeNv12 = fadeNv12,
+                               .fade = fade,
                                .blendNva12 = blendNva12,
                                .fadeNva12 = fadeNva12,
                                .blend32 = blend32,

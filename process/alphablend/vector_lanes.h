@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "process/instructions.h"
+
 // What the kernels on vectors share. Vectors wider than the registers of the baseline never cross a call: all
 // that handles them is inlined.
 #pragma GCC diagnostic ignored "-Wpsabi"
@@ -33,22 +35,35 @@ VIDORRA_INLINE void store(unsigned char* bytes, const Lanes<N>& lanes) {
     std::memcpy(bytes, &lanes, N);
 }
 
-using Words __attribute__((vector_size(16))) = std::uint64_t;
+VIDORRA_INLINE std::uint64_t wordAt(const unsigned char* bytes) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof(word));
+    return word;
+}
 
-// Columns between two prefetches and between two looks for runs of one alpha.
+#if defined(__x86_64__)
+VIDORRA_AVX2 inline __m256i load32(const unsigned char* bytes) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
+}
+
+VIDORRA_AVX2 inline void store32(unsigned char* bytes, __m256i vector) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), vector);
+}
+#endif
+
+// Columns or bytes between two looks for runs of one alpha.
 constexpr std::ptrdiff_t kBlock = 64;
 
-// Fetches the next block, and the one that lies `kFar` further on, which at the end of a row is in the next
-// one.
-template <std::ptrdiff_t kFar, class Fetch, class FetchNext>
-VIDORRA_INLINE void fetchAhead(std::ptrdiff_t x, std::ptrdiff_t columns, const Fetch& fetch,
-                               const FetchNext& fetchNext) {
-    fetch(x + kBlock);
-    if (x + kFar < columns) {
-        fetch(x + kFar);
-    } else if (x + kFar < 2 * columns) {
-        fetchNext(x + kFar - columns);
-    }
+// Fetches what lies a little further on, in these rows or, as a rule, the next ones. It gains where
+// arithmetic and memory keep each other waiting, as in the packed formats, and costs where many streams or
+// little arithmetic leave the work to the hardware. Addresses past the end of a picture do no harm here, but
+// would as pointers.
+VIDORRA_INLINE void fetchAhead(const unsigned char* dst, const unsigned char* src) {
+    constexpr std::uintptr_t kFar = 1024;
+    // NOLINTBEGIN(performance-no-int-to-ptr): nothing is read through them.
+    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(dst) + kFar), 1);
+    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(src) + kFar));
+    // NOLINTEND(performance-no-int-to-ptr)
 }
 
 }  // namespace vidorra::alphablend

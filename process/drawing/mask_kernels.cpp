@@ -83,29 +83,56 @@ void blendRowsVector16(const Bytes& dst, const Coverages& coverages, int bytes, 
 
 #if defined(__x86_64__)
 
-VIDORRA_AVX2 __m256i lanes8(const std::uint8_t* bytes) {
-    return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes)));
+VIDORRA_AVX2 __m128i load8(const std::uint8_t* bytes) {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(bytes));
 }
 
-// The results in the low half.
-VIDORRA_AVX2 __m128i mixed8(const std::uint8_t* dst, const std::uint8_t* coverages, const std::uint8_t* fresh,
-                            __m256i alpha) {
+VIDORRA_AVX2 __m128i load4(const std::uint8_t* bytes) {
+    int word;
+    load(word, bytes);
+    return _mm_cvtsi32_si128(word);
+}
+
+// The results in the low half, of the bytes in the low halves.
+VIDORRA_AVX2 __m128i mixed8(__m128i dst, __m128i coverages, __m128i fresh, __m256i alpha) {
     const __m256i everywhere = _mm256_setr_epi8(0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12, 0, 0, 0,
                                                 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12);
     const __m256i highest = _mm256_setr_epi8(3, 7, 11, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 3,
                                              7, 11, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-    const __m256i old = lanes8(dst);
-    const __m256i change = _mm256_mullo_epi32(_mm256_sub_epi32(lanes8(fresh), old), alpha);
-    const __m256i sum =
-        _mm256_add_epi32(_mm256_shuffle_epi8(old, everywhere), _mm256_mullo_epi32(change, lanes8(coverages)));
+    const __m256i old = _mm256_cvtepu8_epi32(dst);
+    const __m256i change = _mm256_mullo_epi32(_mm256_sub_epi32(_mm256_cvtepu8_epi32(fresh), old), alpha);
+    const __m256i sum = _mm256_add_epi32(_mm256_shuffle_epi8(old, everywhere),
+                                         _mm256_mullo_epi32(change, _mm256_cvtepu8_epi32(coverages)));
     const __m256i packed = _mm256_shuffle_epi8(sum, highest);
     return _mm_unpacklo_epi32(_mm256_castsi256_si128(packed), _mm256_extracti128_si256(packed, 1));
 }
 
+// Rows of 4 to 7 bytes, as the chroma of small letters has: their first and last four are one vector.
+VIDORRA_AVX2 void blendNarrowRowsAvx2(const Bytes& dst, const Coverages& coverages, int bytes, int rows,
+                                      const Ink& ink) {
+    const __m256i alpha = _mm256_set1_epi32(static_cast<int>(ink.alpha));
+    const int end = bytes - 4;
+    const __m128i fresh =
+        _mm_unpacklo_epi32(load4(ink.bytes.data()), load4(ink.bytes.data() + end % ink.step));
+    for (int y = 0; y < rows; ++y) {
+        std::uint8_t* line = dst.row(y);
+        const std::uint8_t* covered = coverages.row(y);
+        const __m128i coverage = _mm_unpacklo_epi32(load4(covered), load4(covered + end));
+        const __m128i mixed =
+            mixed8(_mm_unpacklo_epi32(load4(line), load4(line + end)), coverage, fresh, alpha);
+        store(line, _mm_cvtsi128_si32(mixed));
+        store(line + end, _mm_extract_epi32(mixed, 1));
+    }
+}
+
 VIDORRA_AVX2 void blendRowsAvx2(const Bytes& dst, const Coverages& coverages, int bytes, int rows,
                                 const Ink& ink) {
+    if (bytes < 4) {
+        blendRowsPlain(dst, coverages, bytes, rows, ink);
+        return;
+    }
     if (bytes < 8) {
-        blendRowsVector16(dst, coverages, bytes, rows, ink);
+        blendNarrowRowsAvx2(dst, coverages, bytes, rows, ink);
         return;
     }
     const __m256i alpha = _mm256_set1_epi32(static_cast<int>(ink.alpha));
@@ -114,14 +141,16 @@ VIDORRA_AVX2 void blendRowsAvx2(const Bytes& dst, const Coverages& coverages, in
     for (int y = 0; y < rows; ++y) {
         std::uint8_t* line = dst.row(y);
         const std::uint8_t* covered = coverages.row(y);
-        const __m128i last = mixed8(line + end, covered + end, ink.bytes.data() + endPhase, alpha);
+        const __m128i last =
+            mixed8(load8(line + end), load8(covered + end), load8(ink.bytes.data() + endPhase), alpha);
         Phase phase(ink, 8);
         for (int i = 0; i < end; i += 8, phase.advance()) {
             std::uint64_t any;
             load(any, covered + i);
             if (any != 0) {
                 _mm_storel_epi64(reinterpret_cast<__m128i*>(line + i),
-                                 mixed8(line + i, covered + i, ink.bytes.data() + phase.value(), alpha));
+                                 mixed8(load8(line + i), load8(covered + i),
+                                        load8(ink.bytes.data() + phase.value()), alpha));
             }
         }
         _mm_storel_epi64(reinterpret_cast<__m128i*>(line + end), last);

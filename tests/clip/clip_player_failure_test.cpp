@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <condition_variable>
 #include <cstring>
 #include <functional>
 #include <future>
-#include <mutex>
 #include <stdexcept>
+#include <thread>
 
 #include "live_server.h"
 #include "playing.h"
@@ -62,6 +61,15 @@ void expectSoon(const std::function<void()>& operation) {
     const auto start = steady_clock::now();
     operation();
     EXPECT_LT(steady_clock::now() - start, 5s);
+}
+
+// Waits until so many threads of destroyed players are left.
+void expectThreads(std::size_t count) {
+    const auto start = steady_clock::now();
+    while (ClipPlayer::unfinishedThreads() != count && steady_clock::now() - start < kSoon) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(ClipPlayer::unfinishedThreads(), count);
 }
 
 TEST(ClipPlayerFailure, OfOpeningIsAStatus) {
@@ -205,16 +213,14 @@ TEST(ClipPlayerStop, DoesNotWaitForASourceThatCannotBeInterrupted) {
         inside.set_value();
         release.get_future().wait();
     });
-    const std::size_t before = ClipPlayer::unfinishedThreads();
+    // Those of other tests end by themselves.
+    expectThreads(0);
     auto player = std::make_unique<ClipPlayer>(std::move(source));
     inside.get_future().wait();
     expectSoon([&player] { player.reset(); });
-    EXPECT_EQ(ClipPlayer::unfinishedThreads(), before + 1);
+    EXPECT_EQ(ClipPlayer::unfinishedThreads(), 1U);
     release.set_value();
-    const auto start = steady_clock::now();
-    while (ClipPlayer::unfinishedThreads() > before && steady_clock::now() - start < kSoon) {
-    }
-    EXPECT_EQ(ClipPlayer::unfinishedThreads(), before);
+    expectThreads(0);
 }
 
 struct Source {

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Runs the example programs on good and bad files:
-#   examples_test.sh READ_FRAMES DEMO WORK_DIR
+#   examples_test.sh EXAMPLES_DIR DEMO WORK_DIR
 set -euo pipefail
-read_frames=$1 demo=$2 work=$3
+examples=$1 demo=$2 work=$3
 failures=0
 
 # expect WHAT PATTERN TEXT: a line of the text matches the extended regular expression.
@@ -35,9 +35,32 @@ ffmpeg -hide_banner -loglevel error -nostdin -y -f lavfi -i testsrc2=size=320x18
 echo "no media at all" >"$work/text.mp4"
 ffmpeg -hide_banner -loglevel error -nostdin -y -f lavfi -i sine -t 0.2 "$work/sound.wav"
 
-output=$("$read_frames" "$work/clip.mp4")
+output=$("$examples/read_frames" "$work/clip.mp4")
 expect "read_frames" '^video frame 320x180, yuv420p .*, pts 0\.0+,' "$output"
-expect_failure "read_frames without a file" 1 'No such file' "$read_frames" "$work/missing.mp4"
+expect_failure "read_frames without a file" 1 'No such file' "$examples/read_frames" "$work/missing.mp4"
+
+# facts FILE: its streams with codec, duration and number of packets.
+facts() {
+    ffprobe -v error -count_packets -show_entries stream=codec_name,duration,nb_read_packets -of csv=p=0 "$1" | paste -sd' '
+}
+"$examples/record" "$work/record.mp4" 2>/dev/null >/dev/null
+expect_equal "what record records" "$(facts "$work/record.mp4")" "mpeg4,10.000000,250 aac,10.000000,432"
+"$examples/transcode" "$work/clip.mp4" "$work/transcoded.mp4" 2>/dev/null >/dev/null
+# All frames, those that the decoder holds back included.
+expect "what transcode makes" '^h264,1\.000000,25 aac,1\.' "$(facts "$work/transcoded.mp4")"
+"$examples/remux" "$work/record.mp4" "$work/remuxed.mkv" >/dev/null
+expect_equal "what remux copies" \
+    "$(ffmpeg -v error -i "$work/remuxed.mkv" -c copy -f streamhash - | cut -d= -f2 | paste -sd' ')" \
+    "$(ffmpeg -v error -i "$work/record.mp4" -c copy -f streamhash - | cut -d= -f2 | paste -sd' ')"
+expect_equal "the segments" "$("$examples/segments" "$work/record.mp4" "$work/segments" 2>/dev/null | wc -l)" 5
+expect_equal "what the playlist plays" \
+    "$(ffprobe -v error -count_packets -show_entries stream=codec_name,nb_read_packets -of csv=p=0 "$work/segments/index.m3u8" |
+        grep . | sort -u | paste -sd' ')" "mpeg4,250"
+for example in remux transcode segments; do
+    expect_failure "$example without files" 2 "^usage: $example " "$examples/$example"
+    expect_failure "$example without input" 1 'No such file' "$examples/$example" "$work/missing.mp4" "$work/none.mkv"
+done
+expect_equal "what failed examples leave" "$(find "$work" -name 'none.mkv*' -type f | wc -l)" 0
 
 output=$("$demo" "$work/clip.mp4")
 expect "the demo's head" 'clip\.mp4: QuickTime / MOV, 1\.[0-9]+ s$' "$output"
@@ -65,7 +88,7 @@ recording=(-o "$work/out.mp4" --config "$work/encoders.json" --sheet "$work/shee
 output=$("$demo" "$work/clip.mp4" --seconds 3 "${recording[@]}")
 expect "the recording" '^recorded .*out\.mp4: 90 frames of 160x90, timecodes from 00:00:00:00 ' "$output"
 expect "the recorded video" '^  video: mpeg4, 90 packets,' "$output"
-expect "the lost signal" '^    30 of them marked as without signal: 2\.000 s to 2\.967 s$' "$output"
+expect "the lost signal" '^    30 of them marked as without signal: 2\.000 s to 3\.000 s$' "$output"
 expect_equal "frames that can be decoded" \
     "$(ffprobe -v error -count_frames -select_streams v -show_entries stream=nb_read_frames,width,height,r_frame_rate \
         -of csv=p=0 "$work/out.mp4")" "160,90,30/1,90"

@@ -245,7 +245,7 @@ TEST(ScriptedServing, GoesAtOnceWhileItsThreadWaitsForRoom) {
         const auto start = steady_clock::now();
         reader.reset();
         EXPECT_LT(steady_clock::now() - start, seconds(30));
-        EXPECT_THAT(log.texts(), IsEmpty()) << "the frame that waited was not skipped";
+        EXPECT_THAT(log.texts(), testing::IsEmpty()) << "the frame that waited was not skipped";
     }
 }
 

@@ -203,16 +203,26 @@ TEST(Recipe, ARecordingHoldsItsFrames) {
     config["height"] = 48;
     config["timebase_num"] = 1;
     config["timebase_den"] = 25;
-    config["options"]["flags"] = "+global_header";
-    VideoEncoder encoder(config);
-    recipes::record(encoder, frames, path.c_str());
+    objstream::object configs;
+    configs["video"] = config;
+    configs["audio"]["codec"] = "aac";
+    configs["audio"]["options"]["ar"] = 48000;
+    configs["audio"]["options"]["ac"] = 2;
+    AudioBuffer second(AV_CH_LAYOUT_MONO, AV_SAMPLE_FMT_S16);
+    second.setSampleRate(44100);
+    second.loadSamples(std::vector<short>(44100, 1000));
+    const WriterReport report =
+        recipes::record(configs, frames, AudioFrame(second, Timestamp({}, 0)), path.c_str());
+    EXPECT_EQ(report.tracks.at(0).packets, 25U);
+    EXPECT_EQ(report.tracks.at(1).end, Timestamp(Timebase(1, 48000), 48000));
     FormatContext recorded;
     open(recorded, path);
     int packets = 0;
     for (Packet packet = recorded.readPacket(); !recorded.isEOF(); packet = recorded.readPacket()) {
         ++packets;
     }
-    EXPECT_EQ(packets, 25);
+    // And those of a second of sound.
+    EXPECT_EQ(packets, 25 + 48);
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ namespace vidorra {
 ///
 /// Frames are of the encoder's rate and channels. Nothing collects samples: an encoder with a frame size of
 /// its own, codecContext()->frame_size, takes frames of that size, and a shorter one as its last.
-/// docs/RECIPES.md tells how to make them.
+/// MediaFileWriter makes them; docs/RECIPES.md tells how else.
 ///
 /// Owns: what EncoderBase owns, a filter graph and a resampler. Threads: one at a time.
 class VIDORRA_API AudioEncoder : public EncoderBase {
@@ -57,7 +57,18 @@ public:
     /// frame that the filter keeps for now. Throws as Resampler::resample() and Frame::toAvFrame() do.
     AvRes sendFrame(const AudioFrame& frame);
 
+    /// Sends one more of the frames that the filter has made of those that it got: some filters make several
+    /// of one, and sendFrame() sends the first. Receive the packets first. AvError::Again when there is none
+    /// for now, also without a filter; AvError::Eof when the filter has ended; otherwise as sendFrame().
+    AvRes sendFiltered();
+
+    /// Tells the filter that no frame follows, and sends the first of those that it still held.
+    /// sendFiltered() sends the others, and sendEndOfStream() then ends the codec. Results as of
+    /// sendFiltered().
+    AvRes endFilter();
+
 private:
+    AvRes encode(AVFrame& frame);
     AvRes handleFilterFailure(const AvRes& res, const AudioFrame& frame);
 
     FilterGraphAudio mFilterGraph;

@@ -79,7 +79,7 @@ public:
     /// Begins the end of the stream: receivePacket() gives what is left, then AvError::Eof. AvError::Eof for
     /// a stream that is ending already, AvError::Again when packets have to be received first,
     /// AvError::InvalidArgument when the codec is not open. It does not reach a filter in front of the codec:
-    /// frames that are still in there are lost.
+    /// frames that are still in there are lost unless endFilter() of the derived class was called before.
     AvRes sendEndOfStream();
 
     /// Ends the stream and throws away the packets that are left. Gives whether the end was reached. FFmpeg

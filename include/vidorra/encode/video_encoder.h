@@ -75,6 +75,16 @@ public:
     /// converted, std::runtime_error for one that is too small to be, std::bad_alloc when there is no memory.
     AvRes sendFrame(const VideoFrame& frame);
 
+    /// Sends one more of the frames that the filter has made of those that it got: some filters make several
+    /// of one, and sendFrame() sends the first. Receive the packets first. AvError::Again when there is none
+    /// for now, also without a filter; AvError::Eof when the filter has ended; otherwise as sendFrame().
+    AvRes sendFiltered();
+
+    /// Tells the filter that no frame follows, and sends the first of those that it still held.
+    /// sendFiltered() sends the others, and sendEndOfStream() then ends the codec. Results as of
+    /// sendFiltered().
+    AvRes endFilter();
+
     /// The format in which an encoder takes pictures of the format `wanted`: that one, else the first one in
     /// the encoder's list that agrees about alpha, else the first one. AV_PIX_FMT_NONE for an encoder without
     /// a list, which may take any. Throws std::runtime_error when there is no encoder for the codec.
@@ -90,6 +100,7 @@ private:
     void logMissingSettings(const objstream::object& config) const;
     void openVaapiDevice(const objstream::object& config);
     void readEncoderLinesize();
+    AvRes encode(AVFrame& frame);
     AvRes handleFilterFailure(const AvRes& res, const VideoFrame& frame);
 
     // Released from the last to the first.

@@ -63,6 +63,12 @@ public:
     /// range.
     AvRes filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame);
 
+    /// Takes one more of the frames that the graph has made, and gives it none: after filterFrame() the rest
+    /// of what a frame has become, and after its null frame all that the graph still held. AvError::Again
+    /// when there is none for now, also without a graph; AvError::Eof when the graph has ended. The handle is
+    /// empty then.
+    AvRes receiveFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>& frame);
+
 protected:
     std::unique_ptr<AVFilterGraph, void (*)(AVFilterGraph*)> mGraph;
     // Both belong to the graph.
@@ -73,12 +79,15 @@ protected:
 
 private:
     AvRes takeFiltered(AvPtr<AVFrame>& output);
+    AvRes give(const AvRes& res, AvPtr<AVFrame>& output, AvPtr<AVFrame>& frame);
     AvRes collectWaiting(std::size_t wanted);
     AvRes giveUp(const AvRes& failure);
 
     // What every call gives once a graph has failed or ended; its filters are gone then.
     AvRes mFailure = 0;
     bool mHasWarned = false;
+    // Of the latest picture that went in.
+    AVColorRange mOwnRange = AVCOL_RANGE_UNSPECIFIED;
 };
 
 /// A graph of pictures.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "vidorra/core/export.h"
 #include "vidorra/core/geometry.h"
 #include "vidorra/picture/picture.h"
@@ -38,5 +40,30 @@ enum class CheckColorRange { Yes = 0, No = 1 };
 /// std::system_error when a thread cannot be started, after which parts of the overlay may have been drawn.
 VIDORRA_API void compose(Picture& dst, const Picture& overlay, Point position, CheckColorRange check,
                          double opacity, int threads);
+
+/// One picture of a composition: what compose() draws, where, and with which opacity.
+struct Overlay {
+    Picture picture;
+    Point position;
+    double opacity = 1.0;
+};
+
+/// Draws all overlays on `dst` in their order, a later one over an earlier one. Gives the bytes that a call
+/// of compose() for each of them gives, in less time:
+///
+///     compose(screen, {{background, Point{0, 0}}, {logo, Point{1500, 60}, 0.5}}, CheckColorRange::Yes, 1);
+///
+/// It goes through `dst` in bands of rows, each of which stays in the processor's cache until all overlays
+/// have been drawn on it, and leaves out what a later overlay without alpha hides at full opacity.
+///
+/// `threads` as above; each thread takes one band after the other. None is started when nothing is blended,
+/// that is, when all overlays without alpha are at full opacity, and never more than there are bands.
+///
+/// All overlays are checked before the first one is drawn: the first that is refused throws what compose()
+/// throws, and `dst` stays unchanged. Throws the errors of VDR_ALPHABLEND_NUM_THREADS likewise, if anything
+/// is blended; and std::system_error when a thread cannot be started, after which some bands may have been
+/// drawn.
+VIDORRA_API void compose(Picture& dst, const std::vector<Overlay>& overlays, CheckColorRange check,
+                         int threads);
 
 }  // namespace vidorra

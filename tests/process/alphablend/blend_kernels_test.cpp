@@ -82,7 +82,7 @@ void addRuns(std::uint8_t* begin, std::ptrdiff_t count, std::mt19937& random) {
     }
 }
 
-TEST_P(BlendKernels, FadeNv12ByItsEquationForAllOperands) {
+TEST_P(BlendKernels, FadeByItsEquationForAllOperands) {
     const Bytes s = slowRamp();
     const Bytes d = fastRamp();
     for (unsigned opacity = 1; opacity < 255; ++opacity) {
@@ -90,13 +90,9 @@ TEST_P(BlendKernels, FadeNv12ByItsEquationForAllOperands) {
         for (std::size_t i = 0; i < d.size(); ++i) {
             expected[i] = referenceBlend256(s[i], d[i], static_cast<int>(opacity), static_cast<int>(opacity));
         }
-        std::array<Bytes, 3> rows = {d, d, d};
-        kernels().fadeNv12({{rows[0].data(), rows[1].data()}, rows[2].data()},
-                           {{s.data(), s.data()}, s.data(), {nullptr, nullptr}},
-                           static_cast<std::ptrdiff_t>(d.size()), opacity);
-        for (const Bytes& row : rows) {
-            ASSERT_EQ(row, expected) << "opacity " << opacity;
-        }
+        Bytes row = d;
+        kernels().fade(row.data(), s.data(), static_cast<std::ptrdiff_t>(d.size()), opacity);
+        ASSERT_EQ(row, expected) << "opacity " << opacity;
     }
 }
 
@@ -268,8 +264,8 @@ TEST_P(BlendKernels, GiveTheBytesOfThePlainLoopsForAllLengthsAndTouchNoOthers) {
                 call(kernels(), actual);
                 ASSERT_EQ(actual.bytes, expected.bytes) << name << ", length " << length;
             };
-            expectSame("fadeNv12", [&](const Kernels& set, RowMemory& dst) {
-                set.fadeNv12(dst.pair(), src.sourcePair(), even, opacity);
+            expectSame("fade", [&](const Kernels& set, RowMemory& dst) {
+                set.fade(dst.row(0), src.row(0), static_cast<std::ptrdiff_t>(length), opacity);
             });
             expectSame("blendNva12", [&](const Kernels& set, RowMemory& dst) {
                 set.blendNva12(dst.pair(), src.sourcePair(), even);
@@ -312,7 +308,9 @@ TEST_P(BlendKernels, ReadNothingOutsideOfTheirRows) {
         std::array<Bytes, 3> expected = dst;
         const RowPair toExpected = {{expected[0].data(), expected[1].data()}, expected[2].data()};
         const auto run = [&](const Kernels& set, const RowPair& pair) {
-            set.fadeNv12(pair, from, columns, 77);
+            set.fade(pair.luma[0], from.luma[0], columns, 77);
+            set.fade(pair.luma[1], from.luma[1], columns - 1, 77);
+            set.fade(pair.chroma, from.chroma, columns, 77);
             set.blendNva12(pair, from, columns);
             set.fadeNva12(pair, from, columns, 200);
             set.blend32({pair.luma[0], from.luma[0]}, columns / 4, 3, 255);

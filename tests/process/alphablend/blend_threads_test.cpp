@@ -9,8 +9,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
+#include <latch>
+#include <memory>
 #include <random>
 #include <string>
 #include <system_error>
@@ -26,6 +29,22 @@ namespace {
 
 std::atomic<int> startedThreads = 0;
 std::atomic<int> allowedThreads = INT_MAX;
+// What started threads wait for before they begin, if anything.
+std::atomic<std::latch*> gate = nullptr;
+
+struct Start {
+    void* (*function)(void*);
+    void* argument;
+};
+
+void* beginAtTheGate(void* argument) {
+    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
+    if (std::latch* latch = gate) {
+        latch->wait();
+    }
+    return start->function(start->argument);
+}
+
 // How many processors the library is told of; the true number where it is negative.
 int toldProcessors = -1;
 
@@ -45,7 +64,15 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
         return EAGAIN;
     }
     ++startedThreads;
-    return next(thread, attributes, start, argument);
+    if (gate == nullptr) {
+        return next(thread, attributes, start, argument);
+    }
+    auto held = std::make_unique<Start>(Start{start, argument});
+    const int result = next(thread, attributes, beginAtTheGate, held.get());
+    if (result == 0) {
+        static_cast<void>(held.release());
+    }
+    return result;
 }
 
 namespace vidorra::alphablend {
@@ -314,6 +341,79 @@ TEST_F(BlendThreads, ThatCannotBeStartedEndAComposeWithTheirErrorAndNoViewIsLeft
     allowedThreads = INT_MAX;
     EXPECT_NO_THROW(compose(dst, overlay, {0, 0}, CheckColorRange::Yes, 0.5, 4));
     EXPECT_EQ(startedThreads, 3);
+}
+
+TEST_F(BlendThreads, ThatStartLateLeaveTheirRowsToTheCaller) {
+    const int height = 512;
+    Raster src(RasterFormat::Argb, 8, height, 0, 0, mRandom);
+    Raster dst(RasterFormat::Argb, 8, height, 0, 0, mRandom);
+    Raster expected = dst;
+    test::referenceBlend(RasterFormat::Argb, expected, src, 0, 0, 1.0);
+    // The last byte that changes is written by whoever draws the last rows.
+    int last = 0;
+    for (int byte = 0; byte < 32; ++byte) {
+        last = expected.at(0, byte, height - 1) != dst.at(0, byte, height - 1) ? byte : last;
+    }
+    ASSERT_NE(expected.at(0, last, height - 1), dst.at(0, last, height - 1));
+    const volatile unsigned char& lastByte = dst.at(0, last, height - 1);
+
+    std::latch open(1);
+    std::thread opener([&] {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (lastByte != expected.at(0, last, height - 1) && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(lastByte, expected.at(0, last, height - 1));
+        open.count_down();
+    });
+    gate = &open;
+    EXPECT_EQ(startedBy(dst, src, 0, 0, 1.0, 4), 3);
+    gate = nullptr;
+    opener.join();
+    EXPECT_EQ(dst.difference(expected), "");
+}
+
+TEST_F(BlendThreads, OfAListOfOverlaysAreStartedOnceForAllOfThem) {
+    struct Row {
+        int height;
+        double opacity;
+        int numThreads;
+        int started;
+    };
+    const Row rows[] = {{.height = 256, .opacity = 0.5, .numThreads = 1, .started = 0},
+                        {.height = 256, .opacity = 0.5, .numThreads = 3, .started = 2},
+                        {.height = 256, .opacity = 0.5, .numThreads = 99, .started = 7},
+                        // One band, which one thread takes.
+                        {.height = 16, .opacity = 0.5, .numThreads = 8, .started = 0},
+                        {.height = 256, .opacity = 1.0, .numThreads = 8, .started = 0}};
+    for (const Row& row : rows) {
+        // Lines of 16 KiB, of which a band has no more than 16.
+        Picture dst(Size{5461, row.height}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+        const Picture overlay(Size{8, row.height}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+        startedThreads = 0;
+        compose(dst, {{overlay, {0, 0}, row.opacity}, {overlay, {16, 0}, row.opacity}}, CheckColorRange::Yes,
+                row.numThreads);
+        EXPECT_EQ(startedThreads, row.started) << "row " << &row - rows;
+    }
+}
+
+TEST_F(BlendThreads, OfAListThatCannotBeStartedEndTheCallWithTheirError) {
+    Picture dst(Size{5461, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+    const Picture overlay(Size{8, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+    startedThreads = 0;
+    allowedThreads = 1;
+    EXPECT_THROW(compose(dst, {{overlay, {0, 0}, 0.5}}, CheckColorRange::Yes, 4), std::system_error);
+    EXPECT_TRUE(overlay.editable());
+    EXPECT_TRUE(dst.editable());
+}
+
+TEST_F(BlendThreads, OfAListAreReadFromTheEnvironmentWhenAnythingIsBlended) {
+    Picture dst(Size{5461, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+    const Picture overlay(Size{8, 64}, AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG, 16);
+    set("some");
+    EXPECT_THROW_TEXT(std::invalid_argument, "stoi",
+                      compose(dst, {{overlay, {0, 0}, 0.5}}, CheckColorRange::Yes, 4));
+    EXPECT_NO_THROW(compose(dst, {{overlay, {0, 0}, 1.0}}, CheckColorRange::Yes, 4));
 }
 
 }  // namespace

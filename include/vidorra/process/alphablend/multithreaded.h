@@ -19,9 +19,10 @@ template <std::size_t Threads>
 [[nodiscard]] unsigned long getNumberOfThreads(int requested);
 
 /// Blends the part of `src` that shows when its top left corner lies at `position`, on up to `Threads`
-/// threads: each takes an even number of rows, at least 4 of them, the calling one the topmost. The threads
-/// are started for this call and have ended when it returns. Null plane pointers stay null. `numThreads` as
-/// for getNumberOfThreads(), whose errors leave it before anything is drawn.
+/// threads: each takes an even number of rows, at least 4 of them, the calling one the topmost, and then what
+/// the others have not begun. The threads are started for this call and have ended when it returns. Null
+/// plane pointers stay null. `numThreads` as for getNumberOfThreads(), whose errors leave it before anything
+/// is drawn.
 ///
 /// An odd position of semi-planar rasters moves their U,V pairs by whole pairs: down where the destination is
 /// moved into, up where the source is.
