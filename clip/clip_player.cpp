@@ -1,6 +1,5 @@
 #include "vidorra/clip/clip_player.h"
 
-#include <chrono>
 #include <stdexcept>
 #include <utility>
 
@@ -10,9 +9,6 @@
 
 namespace vidorra {
 namespace {
-
-// How long the destructor waits for the thread. A wait that can be interrupted ends much sooner.
-constexpr std::chrono::milliseconds kPatience{1};
 
 void validate(const PlayOptions& options) {
     if (options.ahead.count() < 0 || options.standInAfter.count() < 0) {
@@ -29,10 +25,7 @@ public:
           mThread([playback = mPlayback] { playback->run(); }) {}
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
-    ~Implementation() {
-        mPlayback->stop();
-        mThread.end(kPatience);
-    }
+    ~Implementation() { mPlayback->stop(); }
 
     Playback& playback() const noexcept { return *mPlayback; }
     PlayBuffer& buffer() const noexcept { return mPlayback->buffer(); }

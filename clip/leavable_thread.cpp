@@ -1,12 +1,16 @@
 #include "clip/leavable_thread.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <utility>
 
 namespace vidorra {
 namespace {
+
+// A wait that can be interrupted ends much sooner.
+constexpr std::chrono::milliseconds kPatience{1};
 
 std::atomic<std::size_t>& leftThreads() noexcept {
     static std::atomic<std::size_t> count{0};
@@ -36,9 +40,9 @@ LeavableThread::LeavableThread(std::function<void()> work)
           }
       }) {}
 
-void LeavableThread::end(std::chrono::milliseconds patience) {
+LeavableThread::~LeavableThread() {
     std::unique_lock lock(mState->mutex);
-    if (mState->changed.wait_for(lock, patience, [this] { return mState->ended; })) {
+    if (mState->changed.wait_for(lock, kPatience, [this] { return mState->ended; })) {
         lock.unlock();
         mThread.join();
         return;

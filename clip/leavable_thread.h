@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -18,9 +17,8 @@ public:
     LeavableThread(const LeavableThread&) = delete;
     LeavableThread& operator=(const LeavableThread&) = delete;
 
-    /// Waits for the end of the work, for up to `patience`, and leaves the thread after that. To be called
-    /// once, before the destructor.
-    void end(std::chrono::milliseconds patience);
+    /// Waits a millisecond for the end of the work, and leaves the thread after that.
+    ~LeavableThread();
 
     /// How many threads were left and have not ended yet.
     [[nodiscard]] static std::size_t left() noexcept;
