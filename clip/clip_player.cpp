@@ -27,8 +27,8 @@ public:
     Implementation& operator=(const Implementation&) = delete;
     ~Implementation() { mPlayback->stop(); }
 
-    Playback& playback() const noexcept { return *mPlayback; }
-    PlayBuffer& buffer() const noexcept { return mPlayback->buffer(); }
+    [[nodiscard]] Playback& playback() const noexcept { return *mPlayback; }
+    [[nodiscard]] PlayBuffer& buffer() const noexcept { return mPlayback->buffer(); }
 
 private:
     const std::shared_ptr<Playback> mPlayback;

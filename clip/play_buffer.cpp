@@ -75,7 +75,7 @@ void PlayBuffer::begin(bool audio, bool video, const Timestamp& duration) {
 }
 
 template <class FrameType>
-void PlayBuffer::add(Lane<FrameType>& lane, FrameType&& frame, std::int64_t duration, std::size_t bytes) {
+void PlayBuffer::add(Lane<FrameType>& lane, FrameType frame, std::int64_t duration, std::size_t bytes) {
     if (!mBase) {
         // After an outage, early enough to read ahead.
         const bool again = mEnd > 0 && mStart;

@@ -86,7 +86,7 @@ private:
     using Deadline = std::chrono::steady_clock::time_point;
 
     template <class FrameType>
-    void add(Lane<FrameType>& lane, FrameType&& frame, std::int64_t duration, std::size_t bytes);
+    void add(Lane<FrameType>& lane, FrameType frame, std::int64_t duration, std::size_t bytes);
     template <class FrameType>
     void removeFirst(Lane<FrameType>& lane, std::deque<Held<FrameType>>& removed, std::uint64_t& skipped);
     void removePassed(Removed& removed);
