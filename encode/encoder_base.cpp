@@ -127,7 +127,7 @@ tl::expected<Packet, AvError> EncoderBase::receivePacket() {
     if (!res.ok) {
         return tl::unexpected(res.error);
     }
-    // Moved and not referenced once more, which could fail.
+    // Moved, since making another reference could fail.
     Packet packet;
     av_packet_move_ref(&packet, received.get());
     if (wasNoSignalAt(Timestamp(mCodecContext->time_base, packet.pts))) {
@@ -141,7 +141,7 @@ AvRes EncoderBase::sendEndOfStream() {
 }
 
 bool EncoderBase::drain() {
-    // A stream that has ended already refuses to end again, and is drained all the same.
+    // A stream that has already ended refuses to end again, and is drained anyway.
     static_cast<void>(avcodec_send_frame(mCodecContext.get(), nullptr));
     for (;;) {
         const AvPtr<AVPacket> packet = makeAvPtr<AVPacket>();

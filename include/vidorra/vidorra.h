@@ -1,10 +1,10 @@
 #pragma once
 
-/// Everything public of the library.
+/// Includes all public headers of the library.
 
 #include "logger/logger.h"
 #include "objstream/object.h"
-// Ours, and not of every device's maker.
+// Part of our implementation; a device maker's package may lack it.
 #if __has_include("objstream/json.h")
 #include "objstream/json.h"
 #endif

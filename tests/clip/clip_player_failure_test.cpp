@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <future>
 #include <stdexcept>
@@ -254,6 +255,7 @@ INSTANTIATE_TEST_SUITE_P(Servers, ClipPlayerDestructor,
 
 TEST(ClipPlayerStop, EndsTheWaitForAFifoWithoutAWriter) {
     const std::string path = test::temporaryFolder() / "player.fifo";
+    std::filesystem::remove(path);
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     auto player = std::make_unique<ClipPlayer>(path);
     EXPECT_FALSE(player->waitUntil(State::Buffering, 50ms));

@@ -32,7 +32,7 @@ protected:
         return result;
     }
 
-    // What the codec is given, instead of being given it.
+    // Receives what would be sent to the codec.
     struct Seen {
         int frames = 0;
         int format = AV_SAMPLE_FMT_NONE;

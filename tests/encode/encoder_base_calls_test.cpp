@@ -1,4 +1,4 @@
-// How encoders call FFmpeg, and what they make of answers that FFmpeg seldom gives.
+// How encoders call FFmpeg, and how they handle results that FFmpeg rarely returns.
 #include <gmock/gmock.h>
 
 #include <memory>

@@ -9,13 +9,13 @@ extern "C" {
 #include <libavutil/channel_layout.h>
 }
 
-// The old fields of channel layouts are deprecated on the generations that have both.
+// The old channel layout fields are deprecated in versions that have both.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace vidorra::ffmpeg_ext {
 namespace {
 
-// Which fields there are depends on the generation; all of them are looked at where they exist.
+// The fields depend on the FFmpeg version; all that exist are checked.
 template <class T>
 concept HasOldLayout = requires(T object) {
     object.channel_layout;
@@ -173,7 +173,7 @@ TEST(ChannelMask, OfChannelsInAnOrderOfTheirOwnIsMissing) {
     setCustomLayout(*parameters);
     EXPECT_EQ(channelMask(*parameters), 0U);
     EXPECT_EQ(channelCount(*parameters), 2);
-    // What it held is released, which the address sanitizer sees.
+    // Its list is released, which the address sanitizer checks.
     setChannelMask(*parameters, AV_CH_LAYOUT_MONO);
     EXPECT_EQ(channelMask(*parameters), AV_CH_LAYOUT_MONO);
 }

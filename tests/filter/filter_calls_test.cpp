@@ -22,7 +22,7 @@ extern "C" {
 namespace vidorra::test {
 namespace {
 
-// Each one fails what it names; the rest goes on to FFmpeg.
+// Each one fails the calls that it names; all others are passed to FFmpeg.
 struct Failures {
     std::string lookup;
     // The name of an instance, or of the kind of filter.
@@ -33,13 +33,13 @@ struct Failures {
     bool list = false;
     bool text = false;
     bool frame = false;
-    // A code for what the source is given.
+    // The code for frames sent to the source.
     int sending = 0;
     int sendingFlags = -1;
     // How often frames were sent and sources made.
     int sent = 0;
     int sources = 0;
-    // A code for what the sink is asked for.
+    // The code for frames requested from the sink.
     int receiving = 0;
     // What the source was given.
     std::string arguments;

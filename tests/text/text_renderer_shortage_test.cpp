@@ -1,5 +1,5 @@
-// A heap of which any single allocation fails, and one that is measured. The functions of this program take
-// the place of the heap's own in all libraries.
+// A heap in which a single chosen allocation fails, and one that is measured. This program's functions
+// replace the heap functions in all libraries.
 #include <gtest/gtest.h>
 
 #include <malloc.h>
@@ -70,8 +70,8 @@ protected:
         return drawn(renderer.render(text, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG, {}, {}));
     }
 
-    // Lets each allocation of `call` fail alone, until it makes no more; `check` follows each call. How many
-    // failed.
+    // Lets each allocation of `call` fail in turn, until it makes no more; calls `check` after each. Returns
+    // how many failed.
     static long failEach(const std::function<void()>& prepare, const std::function<void()>& call,
                          const std::function<void(bool thrown)>& check) {
         for (long succeeding = 0;; ++succeeding) {
@@ -168,7 +168,7 @@ TEST(TextMemory, AllCharactersOneAfterTheOtherTakeNoMoreThanTheGlyphsMay) {
             most = std::max(most, heapInUse() - before);
         }
     }
-    // What the bound is for: all of them take more.
+    // The bound is needed: all glyphs together take more.
     EXPECT_GT(most, std::size_t{15} << 20);
     EXPECT_LT(most, std::size_t{17} << 20);
 }
