@@ -122,6 +122,7 @@ void ClipPass::open() {
         mVideo = track->decoder.isVideo() ? track.get() : mVideo;
     }
     mInput->select(indices);
+    mWarnings.emplace(mOptions.warnings, name, mSelected.size() > 1);
 }
 
 std::vector<std::string> ClipPass::unusedOptions() const {
@@ -327,8 +328,8 @@ void ClipPass::readPacket() {
     }
     Track* track = got ? trackOf(packet->stream_index) : nullptr;
     if (track != nullptr) {
-        const std::optional<Ticks> time = sourceTime(packet->dts, *track);
-        got = !time || *time < outOf(mOptions) + kPastEnd;
+        mWarnings->check(*packet, track->stream, mInput->start());
+        got = sourceTime(packet->dts, *track).value_or(0) < outOf(mOptions) + kPastEnd;
     }
     if (!got) {
         mEnding = true;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "clip/clip_input.h"
+#include "clip/clip_warnings.h"
 #include "clip/frame_cutter.h"
 #include "clip/packet_gate.h"
 #include "clip/ticks.h"
@@ -102,6 +103,7 @@ private:
     std::deque<PlacedFrame> mAhead;
     // The track whose decoder may have frames.
     Track* mCurrent = nullptr;
+    std::optional<ClipWarnings> mWarnings;
     // Where the last packet of sound ends, when the container counts samples.
     std::optional<Ticks> mSoundEnd;
     std::size_t mDrained = 0;

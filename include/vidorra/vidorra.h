@@ -13,6 +13,7 @@
 #include "vdr_utils/warning.h"
 #include "vdr_utils/warnings_store_async.h"
 #include "vidorra/audio/resampler.h"
+#include "vidorra/clip/clip_player.h"
 #include "vidorra/clip/clip_reader.h"
 #include "vidorra/core/av_error.h"
 #include "vidorra/core/av_ptr.h"

@@ -16,6 +16,10 @@
 #include "vidorra/picture/audio_frame.h"
 #include "vidorra/picture/video_frame.h"
 
+namespace vx::vdr::utils {
+class WarningsStoreAsync;
+}
+
 namespace vidorra {
 
 /// The result of ClipReader::read(): a picture or sound, with its position in the clip. Converts to false
@@ -121,6 +125,10 @@ struct ClipOptions {
     /// Nothing means the default, which is safe for files of unknown origin: local files and byte sources
     /// open nothing further, and network sources open network protocols only.
     std::optional<std::vector<std::string>> protocols;
+
+    /// Where to raise warnings for the user about what the source is like, as MediaFileReader does; null for
+    /// nowhere. They are withdrawn at the end of a pass.
+    std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> warnings;
 };
 
 /// Counts what a ClipReader has corrected or left out so far.
