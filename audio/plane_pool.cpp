@@ -13,12 +13,12 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// Blocks are an eighth larger than what they are made for, as the size of buffers goes up and down a little,
-// and at most eight times as large as what they are used for.
+// Blocks are an eighth larger than the first request, since the size of buffers varies a little, and at most
+// eight times as large as a later request.
 constexpr std::size_t kSpareShare = 8;
 constexpr std::size_t kLargestUse = 8;
 constexpr std::size_t kSmallestBlock = 1024;
-// Some generations of FFmpeg count the bytes in an int.
+// Some FFmpeg versions count the bytes in an int.
 constexpr std::size_t kLargestBlock = INT_MAX;
 
 }  // namespace
@@ -32,7 +32,7 @@ MemBuffer PlanePool::get(std::size_t size) {
     const bool fits = size <= mBlock && (mBlock <= kSmallestBlock || mBlock / kLargestUse <= size);
     if (mPool == nullptr || !fits) {
         mBlock = std::clamp(size + size / kSpareShare, kSmallestBlock, kLargestBlock);
-        // The planes that are still used keep the pool that they are from.
+        // Planes in use keep their old pool alive.
         mPool.reset(av_buffer_pool_init(static_cast<int>(mBlock), nullptr));
     }
     AVBufferRef* block = mPool != nullptr ? av_buffer_pool_get(mPool.get()) : nullptr;

@@ -9,15 +9,15 @@ struct AVBufferPool;
 
 namespace vidorra {
 
-/// Memory for planes of samples, which serves again when its last reference goes: on whatever thread that is,
-/// and when the pool is gone already. Planes of about the same size are meant to follow each other.
+/// Memory for planes of samples, reused after its last reference is released. That may happen on any thread,
+/// and after the pool's destruction. It is made for successive planes of about the same size.
 ///
 /// Threads: one at a time.
 class PlanePool {
 public:
     PlanePool() noexcept;
 
-    /// Undefined bytes, `size` of them, in private memory. Throws std::bad_alloc when there is none.
+    /// `size` undefined bytes in private memory. Throws std::bad_alloc when there is no memory.
     [[nodiscard]] MemBuffer get(std::size_t size);
 
 private:

@@ -25,8 +25,8 @@ namespace {
 // No channel, which is also how FFmpeg marks a silent one.
 constexpr int kNoChannel = -1;
 
-// FFmpeg's resampling filter: its length in samples, the logarithm of the number of positions between two
-// samples that have one, and the share of the narrower band that passes.
+// FFmpeg's resampling filter: its length in samples, the binary logarithm of the number of filter phases
+// between two samples, and the share of the narrower band that passes.
 constexpr int kFilterTaps = 32;
 constexpr int kPhaseBits = 5;
 constexpr double kCutoff = 1.0;
@@ -81,7 +81,7 @@ void Resampler::build() {
         throw std::bad_alloc();
     }
     SwrContext* context = owned.get();
-    // The results of settings are not looked at: without a valid one the initialisation fails.
+    // The results of the settings are not checked: without valid settings the initialisation fails.
     ffmpeg_ext::setResamplerLayouts(*context, mInput.channelLayout(), mOutput.channelLayout());
     av_opt_set_sample_fmt(context, "in_sample_fmt", mInput.sampleFormat(), 0);
     av_opt_set_int(context, "in_sample_rate", mInput.sampleRate(), 0);
@@ -91,7 +91,7 @@ void Resampler::build() {
     av_opt_set_int(context, "phase_shift", kPhaseBits, 0);
     av_opt_set_double(context, "cutoff", kCutoff, 0);
     if (mChannelMap != kNoMap) {
-        // FFmpeg would read behind the channels that the input has.
+        // Otherwise FFmpeg would read past the channels of the input.
         mInputMap = std::make_unique<InputMap>();
         mInputMap->fill(kNoChannel);
         std::transform(mChannelMap.begin(), mChannelMap.end(), mInputMap->begin(),
@@ -100,7 +100,7 @@ void Resampler::build() {
                        });
         swr_set_channel_mapping(context, mInputMap->data());
     }
-    // Nor is any other failure: every conversion fails without an initialisation.
+    // Other failures are not checked either: without an initialisation every conversion fails.
     if (swr_init(context) == AVERROR(ENOMEM)) {
         throw std::bad_alloc();
     }
@@ -108,13 +108,13 @@ void Resampler::build() {
     mContext = std::move(owned);
 }
 
-// Gives up the filter, so that the next call makes another one, and throws.
+// Releases the filter, so that the next call makes a new one, and throws.
 void Resampler::fail(int code) {
     mContext.reset();
     if (code == AVERROR(ENOMEM)) {
         throw std::bad_alloc();
     }
-    // Taken for a count of samples, for which there is no size, it has its error.
+    // As a count of samples, which has no size, the code gets the error of such a count.
     static_cast<void>(mOutput.planeSize(static_cast<unsigned long>(code)));
 }
 
@@ -171,9 +171,11 @@ void Resampler::setChannelMapping(const std::string& map) {
         throw std::runtime_error("Too many channels in channel map");
     }
     const std::uint64_t layout = ffmpeg_ext::defaultChannelMask(static_cast<int>(names.size()));
-    std::transform(names.begin(), names.end(), mChannelMap.begin(), [layout](const std::string& name) {
+    auto channels = kNoMap;
+    std::transform(names.begin(), names.end(), channels.begin(), [layout](const std::string& name) {
         return channelIndex(layout, ffmpeg_ext::channelMaskFromName(name));
     });
+    mChannelMap = channels;
 }
 
 Timestamp Resampler::getDelay() const {

@@ -56,12 +56,14 @@ std::optional<int> openPipe(const std::string& url) {
     if (url.compare(0, kPipe.size(), kPipe) == 0) {
         return fcntl(std::atoi(url.c_str() + kPipe.size()), F_DUPFD_CLOEXEC, 0);
     }
+    constexpr std::string_view kFile = "file:";
+    const char* path = url.c_str() + (url.compare(0, kFile.size(), kFile) == 0 ? kFile.size() : 0);
     struct stat status {};
-    if (stat(url.c_str(), &status) != 0 || !S_ISFIFO(status.st_mode)) {
+    if (stat(path, &status) != 0 || !S_ISFIFO(status.st_mode)) {
         return std::nullopt;
     }
     // Does not wait for somebody to write into it.
-    return open(url.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    return open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }
 
 // Whether a demuxer of FFmpeg takes the URL by its name alone and opens what it needs.
@@ -226,7 +228,11 @@ bool ClipInput::read(AVPacket& packet) {
     mInterruption.limit(mOptions.readTimeout);
     for (;;) {
         const int read = av_read_frame(mContext.get(), &packet);
-        if (read >= 0) {
+        const int error = mContext->pb != nullptr ? mContext->pb->error : 0;
+        const bool failed = error < 0 && error != AVERROR_EOF;
+        // FFmpeg gives what it has of a packet in which the source failed.
+        const bool isCut = failed && (packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
+        if (read >= 0 && !isCut) {
             if (mSelected.count(packet.stream_index) != 0) {
                 return true;
             }
@@ -234,15 +240,18 @@ bool ClipInput::read(AVPacket& packet) {
             av_packet_unref(&packet);
             continue;
         }
-        // Demuxers say of many failures that they are the end.
-        const int error = mContext->pb != nullptr ? mContext->pb->error : 0;
-        if (mInterruption.due() || (read != AVERROR_EOF && read != AVERROR(EAGAIN))) {
+        av_packet_unref(&packet);
+        if (!isCut && (mInterruption.due() || (read != AVERROR_EOF && read != AVERROR(EAGAIN)))) {
             fail(read, "cannot read");
         }
-        if (error < 0 && error != AVERROR_EOF) {
+        // Demuxers say of many failures that they are the end.
+        if (failed) {
             fail(error, "cannot read");
         }
         if (read == AVERROR_EOF) {
+            if (mStream) {
+                mStream->rethrow();
+            }
             return false;
         }
         std::this_thread::sleep_for(kPause);
@@ -252,6 +261,10 @@ bool ClipInput::read(AVPacket& packet) {
 bool ClipInput::seek(Ticks to) {
     mInterruption.limit(mOptions.readTimeout);
     const std::int64_t target = timestampOf(to + mStart).value;
+    if (mContext->pb != nullptr) {
+        // A failure at the place that is left does not count any more.
+        mContext->pb->error = 0;
+    }
     const int sought = av_seek_frame(mContext.get(), -1, target, AVSEEK_FLAG_BACKWARD);
     if (sought < 0 && mInterruption.due()) {
         fail(sought, "cannot seek in");

@@ -122,6 +122,7 @@ void ClipPass::open() {
         mVideo = track->decoder.isVideo() ? track.get() : mVideo;
     }
     mInput->select(indices);
+    mWarnings.emplace(mOptions.warnings, name, mSelected.size() > 1);
 }
 
 std::vector<std::string> ClipPass::unusedOptions() const {
@@ -157,8 +158,9 @@ void ClipPass::goTo(Ticks to, Ticks back) {
     mFrom = to;
     mBack = back;
     mCutter = FrameCutter(rangeFrom(to));
-    mGate = mVideo != nullptr && to > 0 && back != kWithoutLeavingOut ? PacketGate(to + mInput->start())
-                                                                      : PacketGate();
+    // What is left out by mistake has to be read again.
+    const bool mayLeaveOut = mVideo != nullptr && to > 0 && back != kWithoutLeavingOut && mInput->canSeek();
+    mGate = mayLeaveOut ? PacketGate(to + mInput->start()) : PacketGate();
     mCurrent = nullptr;
     mSoundEnd.reset();
     mDrained = 0;
@@ -195,20 +197,34 @@ void ClipPass::findLead() {
     }
 }
 
-void ClipPass::seek(Ticks to) {
+bool ClipPass::canReach(Ticks time) const {
+    return mInput->canSeek() || std::all_of(mSelected.begin(), mSelected.end(), [time](const auto& track) {
+               return track->clock.end().value_or(0) <= time;
+           });
+}
+
+void ClipPass::seek(Ticks to, bool isFollowed) {
+    mIsFollowed = isFollowed;
     if (mInput->canSeek()) {
         goTo(to, kFirstBack);
-        return;
+    } else {
+        skipTo(to);
     }
-    Ticks position = 0;
-    for (const auto& track : mSelected) {
-        position = std::max(position, track->clock.end().value_or(0));
-    }
-    if (to < position) {
-        throw FFmpegError(AvError(AVERROR(ESPIPE)), fmt::format("cannot seek in {}", mOrigin.name()));
-    }
+}
+
+// Reads on up to a time.
+void ClipPass::skipTo(Ticks to) {
     mFrom = to;
-    mCutter = FrameCutter(rangeFrom(to));
+    FrameCutter cutter(rangeFrom(to));
+    // One that was read already may be what shows then.
+    while (!mAhead.empty()) {
+        cutter.add(std::move(mAhead.front()));
+        mAhead.pop_front();
+    }
+    while (std::optional<PlacedFrame> frame = mCutter.next()) {
+        cutter.add(std::move(*frame));
+    }
+    mCutter = std::move(cutter);
 }
 
 Ticks ClipPass::keyPictureBefore(Ticks time) {
@@ -312,8 +328,8 @@ void ClipPass::readPacket() {
     }
     Track* track = got ? trackOf(packet->stream_index) : nullptr;
     if (track != nullptr) {
-        const std::optional<Ticks> time = sourceTime(packet->dts, *track);
-        got = !time || *time < outOf(mOptions) + kPastEnd;
+        mWarnings->check(*packet, track->stream, mInput->start());
+        got = sourceTime(packet->dts, *track).value_or(0) < outOf(mOptions) + kPastEnd;
     }
     if (!got) {
         mEnding = true;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "clip/clip_input.h"
+#include "clip/clip_warnings.h"
 #include "clip/frame_cutter.h"
 #include "clip/packet_gate.h"
 #include "clip/ticks.h"
@@ -35,6 +36,9 @@ public:
     ClipPass& operator=(const ClipPass&) = delete;
     ~ClipPass();
 
+    /// Whether next() and seek() can go on. After an exception the source may be closed for good.
+    [[nodiscard]] bool isOpen() const noexcept { return mInput != nullptr && !mSelected.empty(); }
+
     [[nodiscard]] const ClipInput& input() const noexcept { return *mInput; }
     [[nodiscard]] const std::vector<ClipTrack>& tracks() const noexcept { return mTracks; }
     [[nodiscard]] std::vector<std::string> unusedOptions() const;
@@ -47,8 +51,12 @@ public:
     /// nothing for the first packets, and a loop would have a hole there.
     [[nodiscard]] Ticks lead() const noexcept { return mLead; }
 
-    /// Continues at a time: with the picture that shows then, and the sample at it.
-    void seek(Ticks to);
+    /// Whether seek() can go to a time. It cannot go back in a source that cannot seek.
+    [[nodiscard]] bool canReach(Ticks time) const;
+
+    /// Continues at a time that canReach() allows: with the picture that shows then, and the sample at it.
+    /// `isFollowed` as in the constructor.
+    void seek(Ticks to, bool isFollowed);
 
     /// The time of the last key picture at or before a time, or else that time. Loses the place: seek() has
     /// to follow.
@@ -59,6 +67,7 @@ private:
 
     void open();
     void goTo(Ticks to, Ticks back);
+    void skipTo(Ticks to);
     void findLead();
     [[nodiscard]] std::optional<PlacedFrame> nextCut();
     void advance();
@@ -73,7 +82,7 @@ private:
     const ClipOptions& mOptions;
     Interruption& mInterruption;
     ClipCounts& mCounts;
-    const bool mIsFollowed;
+    bool mIsFollowed;
 
     std::unique_ptr<ClipInput> mInput;
     std::vector<ClipTrack> mTracks;
@@ -94,6 +103,7 @@ private:
     std::deque<PlacedFrame> mAhead;
     // The track whose decoder may have frames.
     Track* mCurrent = nullptr;
+    std::optional<ClipWarnings> mWarnings;
     // Where the last packet of sound ends, when the container counts samples.
     std::optional<Ticks> mSoundEnd;
     std::size_t mDrained = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <stdexcept>
 #include <utility>
 
@@ -159,6 +160,9 @@ ClipFrame ClipReader::Implementation::read() {
     } catch (...) {
         // Another call tries again to open the source for the first time.
         mEnded = mPass != nullptr || mNumber != 0;
+        if (mPass != nullptr && !mPass->isOpen()) {
+            mPass.reset();
+        }
         if (mInterruption.stopped()) {
             return {};
         }
@@ -202,8 +206,8 @@ bool ClipReader::Implementation::convert(PlacedFrame& placed, ClipFrame& frame) 
 }
 
 void ClipReader::Implementation::beginNextPass() {
-    // A pass without frames would be followed by more of them.
-    if (!isFollowed() || !mEnd || !mPass->input().canSeek()) {
+    // A pass without frames would be followed by more of them, and stamps end with the time that is counted.
+    if (!isFollowed() || !mEnd || *mEnd > kMostTicks - mBase || !mPass->input().canSeek()) {
         mEnded = true;
         return;
     }
@@ -220,16 +224,24 @@ void ClipReader::Implementation::seek(const Timestamp& to, SeekTo mode) {
         throw std::invalid_argument("ClipReader::seek(): the time is null");
     }
     open();
-    Ticks target = zero() + std::max<Ticks>(ticksOf(to), 0);
+    const Ticks first = zero();
+    Ticks target = first + std::max<Ticks>(ticksOf(to), 0);
+    if (!mPass->canReach(target)) {
+        throw FFmpegError(AvError(AVERROR(ESPIPE)), "cannot seek in " + mOrigin.name());
+    }
+    // Where the rest fails, the place is lost: the reader is at its end until another call of seek().
+    mEnded = true;
+    std::unique_ptr<ClipPass> pass = std::move(mPass);
     if (mode == SeekTo::KeyFrame) {
-        target = std::max(zero(), mPass->keyPictureBefore(target));
+        target = std::max(first, pass->keyPictureBefore(target));
     }
     // To where everything begins, which may be before the first frame.
-    target = target == zero() ? mIn : target;
-    mPass->seek(target);
+    target = target == first ? mIn : target;
     mBase = 0;
     mNumber = 0;
     mEnd.reset();
+    pass->seek(target, isFollowed());
+    mPass = std::move(pass);
     mEnded = false;
     mPosition.store(timestampOf(target - zero()).value);
 }

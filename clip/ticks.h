@@ -24,15 +24,17 @@ inline constexpr Ticks kMicrosecond = 706;
 /// Times that differ by this much or less are equal in microseconds.
 inline constexpr Ticks kHalfMicrosecond = 353;
 
-/// A count of units of `base`. Nothing for a time that is not set, and beyond a hundred years, which no clip
+/// The greatest time that is counted, a bit more than a hundred years: four of them can be added.
+inline constexpr Ticks kMostTicks = std::numeric_limits<Ticks>::max() / 4;
+
+/// A count of units of `base`. Nothing for a time that is not set, and beyond kMostTicks, which no clip
 /// means.
 inline std::optional<Ticks> ticksOf(std::int64_t value, AVRational base) {
-    constexpr Ticks kMost = std::numeric_limits<Ticks>::max() / 4;
     if (value == AV_NOPTS_VALUE || base.num <= 0 || base.den <= 0) {
         return std::nullopt;
     }
     const Ticks ticks = av_rescale_q(value, base, kTickBase);
-    return ticks >= -kMost && ticks <= kMost ? std::optional(ticks) : std::nullopt;
+    return ticks >= -kMostTicks && ticks <= kMostTicks ? std::optional(ticks) : std::nullopt;
 }
 
 /// The nearest time in microseconds.

@@ -4,6 +4,15 @@
 #include <cstdlib>
 
 namespace vidorra {
+namespace {
+
+// The end of a frame, which does not pass what can be counted. A duration that FFmpeg could not count is
+// negative.
+Ticks endOf(Ticks begin, Ticks duration) {
+    return duration >= 0 && duration <= kMostTicks - begin ? begin + duration : std::max(begin, kMostTicks);
+}
+
+}  // namespace
 
 TrackClock::Place TrackClock::placeFirst(std::optional<Ticks> stamp, Ticks tolerance) const {
     if (!mFromStart) {
@@ -28,7 +37,7 @@ TrackClock::Place TrackClock::placePicture(std::optional<Ticks> stamp, Ticks dur
         place = {*stamp, false};
     }
     mLast = place.time;
-    mEnd = place.time + std::max<Ticks>(duration, 0);
+    mEnd = endOf(place.time, std::max<Ticks>(duration, 0));
     return place;
 }
 
@@ -49,7 +58,7 @@ TrackClock::Place TrackClock::placeSound(std::optional<Ticks> stamp, int samples
         mRate = rate;
     }
     mSamples += samples;
-    mEnd = mAnchor + ticksOfSamples(mSamples, rate);
+    mEnd = endOf(mAnchor, ticksOfSamples(mSamples, rate));
     return place;
 }
 

@@ -1,5 +1,5 @@
-# What is installed: libvidorra.so, the public headers, the headers of our own closed interfaces, and the descriptions
-# through which CMake and pkg-config find the library with its dependencies.
+# Installs libvidorra.so, the public headers, the headers of our own closed interfaces, and the files with which CMake
+# and pkg-config find the library and its dependencies.
 include(CMakePackageConfigHelpers)
 
 set(config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vidorra)
@@ -22,7 +22,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/vidorraConfigVersion.cmake
         DESTINATION ${config_dir})
 
-# The prefix is said relative to the file, so that an installed tree can be moved, as `cmake --install --prefix` does.
+# The prefix is relative to the file, so that an installed tree can be moved, as by `cmake --install --prefix`.
 file(RELATIVE_PATH VIDORRA_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" VIDORRA_PC_TO_PREFIX ${VIDORRA_PC_TO_PREFIX})
 string(REGEX REPLACE ">=[0-9.]+" "" VIDORRA_PC_FFMPEG_MODULES "${VIDORRA_FFMPEG_MODULE_TEXT}")

@@ -1,8 +1,7 @@
-# The closed interfaces, each a target NAME::NAME. A device's maker puts a package of their own in place of ours with
+# The closed interfaces, each a target NAME::NAME. A device maker replaces ours with another package by
 #   -DVIDORRA_<NAME>_PACKAGE=<CMake package that defines NAME::NAME>
-# Ours is compiled into libvidorra.so; a package's is linked to it. docs/PLATFORM.md says more.
-# The headers of most are public, in platform/NAME/include; those of the internal ones are seen by our sources only, in
-# platform/NAME/internal.
+# Ours is compiled into libvidorra.so; a package's is linked to it. See docs/PLATFORM.md.
+# Most headers are public, in platform/NAME/include. Only our sources see the internal ones, in platform/NAME/internal.
 set(VIDORRA_PLATFORM_LIBRARIES "")
 set(VIDORRA_PLATFORM_PACKAGES "")
 set(VIDORRA_PLATFORM_OWN "")
@@ -35,7 +34,7 @@ macro(vidorra_platform name)
     endif()
 endmacro()
 
-# Here and not in platform/, since the targets of a package are seen in and below the folder that looks for it.
+# Here and not in platform/, since a package's targets are visible only in and below the folder that finds it.
 vidorra_platform(logger)
 vidorra_platform(vdr_utils)
 vidorra_platform(udmabuf)

@@ -1,7 +1,7 @@
-# How the project's targets are made. Each folder is an OBJECT library, compiled once; libvidorra.so and the static
-# library that the tests of private parts link are both made of those objects.
+# Makes the project's targets. Each folder is an OBJECT library, compiled once; libvidorra.so and the static library for
+# tests of private parts both consist of those objects.
 
-# Flags of every target of ours.
+# The flags of all our targets.
 add_library(vidorra_flags INTERFACE)
 target_compile_options(vidorra_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                                                -Woverloaded-virtual -Werror=deprecated-declarations)
@@ -16,7 +16,7 @@ if(VIDORRA_SANITIZE)
                                                    -fno-omit-frame-pointer)
     target_link_options(vidorra_flags INTERFACE -fsanitize=${VIDORRA_SANITIZE})
     if(VIDORRA_SANITIZE MATCHES undefined)
-        # FFmpeg's enumerations grow with its generations: values outside of them are met, and have text forms.
+        # FFmpeg's enumerations grow with its versions: values outside them occur, and have text forms.
         target_compile_options(vidorra_flags INTERFACE -fno-sanitize=enum)
     endif()
 endif()
@@ -30,14 +30,14 @@ function(vidorra_objects name)
     set_property(GLOBAL APPEND PROPERTY VIDORRA_OBJECT_LIBRARIES ${name})
 endfunction()
 
-# Joins all folders in libvidorra.so and in its static twin for tests of private parts.
+# Joins all folders into libvidorra.so, and into a static library for tests of private parts.
 function(vidorra_add_library)
     add_library(vidorra SHARED)
     add_library(vidorra_internal STATIC EXCLUDE_FROM_ALL)
     add_library(vidorra::vidorra ALIAS vidorra)
     set_target_properties(vidorra PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-    # A symbol that nothing defines is found when the library is linked, not in its caller's program. The sanitizers'
-    # symbols come with the program.
+    # Undefined symbols are errors when the library is linked, not in its caller's program. The program provides the
+    # sanitizers' symbols.
     if(NOT VIDORRA_SANITIZE)
         target_link_options(vidorra PRIVATE -Wl,--no-undefined)
     endif()

@@ -26,7 +26,8 @@ Color::Color(const std::string& text) {
 std::istream& operator>>(std::istream& stream, Color& color) {
     std::string word;
     stream >> word;
-    // Deliberate: only the bad bit counts, so that an exhausted stream reaches the constructor, which throws.
+    // Deliberate: only the bad bit is checked, so that an exhausted stream reaches the constructor, which
+    // throws.
     if (!stream.bad()) {
         color = Color(word);
     }
@@ -35,8 +36,8 @@ std::istream& operator>>(std::istream& stream, Color& color) {
 
 std::ostream& operator<<(std::ostream& stream, const Color& color) {
     const std::ios_base::fmtflags flags = stream.flags();
-    // Deliberate: bytes are characters to a stream, on which these manipulators have no effect but the
-    // padding of the first. Callers rely on the form as it is, and on the fill staying.
+    // Deliberate: a stream writes bytes as characters, so these manipulators only pad the first. Callers
+    // rely on this form, and on the fill character that stays set.
     stream << "#" << std::hex << std::setfill('0') << std::setw(2) << color.red << color.green << color.blue
            << color.alpha;
     stream.flags(flags);

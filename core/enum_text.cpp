@@ -57,7 +57,7 @@ std::istream& operator>>(std::istream& stream, AVPixelFormat& format) {
 std::istream& operator>>(std::istream& stream, AVColorRange& range) {
     const std::string word = readWord(stream);
     const int found = av_color_range_from_name(word.c_str());
-    // Before its version 9, FFmpeg takes every word that begins with a name.
+    // Before version 9 FFmpeg accepts every word that begins with a name.
     if (found < 0 || word != av_color_range_name(static_cast<AVColorRange>(found))) {
         throw vidorra::BadCast(fmt::format("Unknown color range {}", word));
     }

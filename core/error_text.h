@@ -9,7 +9,7 @@ extern "C" {
 
 namespace vidorra {
 
-/// FFmpeg's text for an error code, alone.
+/// FFmpeg's text for an error code, without the code.
 inline std::string errorText(int code) {
     std::array<char, 255> text{};
     av_strerror(code, text.data(), text.size());

@@ -30,8 +30,7 @@ std::optional<logger::Level> mapLevel(int level) {
     return std::nullopt;
 }
 
-// Runs on whichever thread FFmpeg logs from, and keeps no state between calls: that is what makes it safe
-// there.
+// Runs on any thread from which FFmpeg logs. It is thread-safe because it keeps no state between calls.
 void ffmpeg_log_callback(void* ptr, int level, const char* format, va_list args) {
     // The bits above hold a colour.
     const int plainLevel = level & 0xff;
@@ -50,7 +49,7 @@ void ffmpeg_log_callback(void* ptr, int level, const char* format, va_list args)
         // FFmpeg names its sources by their whole URLs.
         logger::print(*mapped, "%s", vidorra::withoutPasswords(buffer.data()).c_str());
     } catch (const std::exception&) {
-        // No memory for the line, and nothing may leave into FFmpeg.
+        // There is no memory for the line, and FFmpeg must not see exceptions.
     }
 }
 

@@ -17,7 +17,7 @@ Size Size::scaledProportional(Size target) const {
     const double ratio = static_cast<double>(width) / height;
     const double targetShape = std::abs(targetRatio);
     const double shape = std::abs(ratio);
-    // Deliberate: shapes that close count as equal, so that no pixel is lost to rounding.
+    // Deliberate: shapes this close count as equal, so that rounding loses no pixel.
     if (std::abs(targetShape - shape) <= 0.01) {
         return target;
     }
@@ -31,7 +31,7 @@ Rect Rect::intersected(const Rect& other) const {
     if (width == 0 || height == 0 || other.width == 0 || other.height == 0) {
         return {};
     }
-    // Deliberate: strict comparisons, rectangles that touch are not apart.
+    // Deliberate: strict comparisons, since rectangles that touch are not apart.
     if (x > right(other) || right(*this) < other.x || y > bottom(other) || bottom(*this) < other.y) {
         return {};
     }

@@ -17,7 +17,7 @@ void Metadata::addValue(std::string key, const char* value) {
     addValue(std::move(key), std::string(value));
 }
 
-// Deliberate: keys are passed by value throughout, as callers know it; those that only look up copy them too.
+// Deliberate: all functions take keys by value, also those that only look up: this is the known interface.
 // NOLINTBEGIN(performance-unnecessary-value-param)
 bool Metadata::hasKey(std::string key) const {
     return mValues.count(key) != 0;

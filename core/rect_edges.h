@@ -6,7 +6,7 @@
 
 namespace vidorra {
 
-// The edges of a rectangle, computed wide: near the limits of 32 bits they lie beyond.
+// The edges of a rectangle, in 64 bits because they can exceed the limits of 32 bits.
 inline std::int64_t right(const Rect& rect) {
     return std::int64_t{rect.x} + rect.width;
 }

@@ -14,8 +14,8 @@ std::string withoutPasswords(std::string_view text) {
     std::string result;
     std::size_t copied = 0;
     for (std::size_t mark = text.find(kMark); mark != text.npos; mark = text.find(kMark, mark + 1)) {
-        // As FFmpeg splits a URL: the user's part ends at the last "@" before the path, and its first ":"
-        // ends the name.
+        // As in FFmpeg: the user part of a URL ends at the last "@" before the path, and its first ":" ends
+        // the name.
         const std::size_t user = mark + kMark.size();
         const std::size_t path = std::min(text.find_first_of("/?#", user), text.size());
         const std::string_view authority = text.substr(user, path - user);

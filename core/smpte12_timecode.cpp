@@ -9,7 +9,7 @@
 namespace vidorra {
 namespace {
 
-// Whole frames a second, rounded up; 1 where the time base has no meaning.
+// Whole frames a second, rounded up; 1 for a meaningless time base.
 long nominalRate(Timebase timebase) {
     if (timebase.num <= 0 || timebase.den <= 0) {
         return 1;

@@ -15,7 +15,7 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// Truncation as the hardware does it: what does not fit, a NaN included, becomes the lowest value.
+// Truncates as the hardware does: a value that does not fit, including NaN, becomes the lowest value.
 template <class Int>
 Int truncateTo(float value) {
     constexpr auto kLowest = static_cast<float>(std::numeric_limits<Int>::min());
@@ -27,14 +27,14 @@ std::uint64_t magnitude(std::int32_t number) {
     return static_cast<std::uint64_t>(wide < 0 ? -wide : wide);
 }
 
-// The count of a stamp on the scale that it is compared on. The numerator is left out deliberately, callers
-// rely on it.
+// The count of a stamp on the scale for comparison. Deliberate: the numerator is ignored, callers rely on
+// it.
 std::int64_t onScale(const Timestamp& time, std::uint64_t scale) {
     if (time.timebase.den == 0) {
         return 0;
     }
     const std::int64_t product = wrappingMultiply(time.value, static_cast<std::int64_t>(scale));
-    // The one quotient that does not fit wraps as well.
+    // The only quotient that does not fit wraps too.
     return time.timebase.den == -1 ? wrappingSubtract(0, product) : product / time.timebase.den;
 }
 
@@ -78,7 +78,7 @@ Timestamp Timestamp::operator*(float factor) const {
 }
 
 Timestamp Timestamp::operator/(float divisor) const {
-    // Deliberate: the base changes and not the count.
+    // Deliberate: the base changes, not the count.
     const float denominator = static_cast<float>(timebase.den) * divisor;
     return {Timebase(timebase.num, truncateTo<std::int32_t>(denominator)), value, isNull};
 }

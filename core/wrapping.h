@@ -4,7 +4,7 @@
 
 namespace vidorra {
 
-/// Arithmetic on time stamps, which wraps: files do hold unset and extreme stamps.
+/// Arithmetic on time stamps that wraps, since files contain unset and extreme stamps.
 constexpr std::int64_t wrappingAdd(std::int64_t a, std::int64_t b) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
 }

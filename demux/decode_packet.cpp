@@ -43,7 +43,7 @@ Result decodePacket(const std::string& url, const DecoderBase& decoder, const Pa
         }
         return received;
     }
-    // The decoder was full. The frame that came out makes room for the packet.
+    // The decoder was full. Receiving a frame makes room for the packet.
     if (!received) {
         return sendFailure(url, decoder, packet, received.error());
     }

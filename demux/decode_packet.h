@@ -11,8 +11,8 @@
 
 namespace vidorra {
 
-/// Decodes one packet of `url` to at most one frame. Failures are logged and returned; AvError::Again without
-/// a log line says that the decoder wants more input.
+/// Decodes one packet of `url` into at most one frame. Failures are logged and returned; AvError::Again,
+/// without a log line, means that the decoder needs more input.
 tl::expected<AvPtr<AVFrame>, AvError> decodePacket(const std::string& url, const DecoderBase& decoder,
                                                    const Packet& packet);
 

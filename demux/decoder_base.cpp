@@ -14,7 +14,7 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// Ends the stream of a decoder and throws away what it still holds, by way of `frame`.
+// Ends the stream of a decoder and discards what it still holds; uses `frame` to receive it.
 AvRes discardFrames(AVCodecContext& codec, AVFrame& frame) {
     const AvRes sent = avcodec_send_packet(&codec, nullptr);
     if (!sent.ok && sent.error != AvError::Eof) {
@@ -33,7 +33,7 @@ AvRes discardFrames(AVCodecContext& codec, AVFrame& frame) {
 DecoderBase::DecoderBase() : mCodecContext(ffmpeg_ext::adopt<AVCodecContext>(nullptr)) {}
 
 DecoderBase::~DecoderBase() {
-    // Deliberate: nothing is drained, and nothing logged, after a failure that was told already.
+    // Deliberate: after a failure that was already reported nothing is drained or logged.
     if (!mCodecContext || mFailed) {
         return;
     }
@@ -43,7 +43,7 @@ DecoderBase::~DecoderBase() {
             logFormatted(kLogError, mPrefix, "Decoder draining is failed: {}", res);
         }
     } catch (...) {
-        // No memory for the log line.
+        // There is no memory for the log line.
     }
 }
 
@@ -108,7 +108,7 @@ Dictionary DecoderBase::prepareCodec(std::optional<ChosenCodec> chosen, const AV
 
 void DecoderBase::openCodec(Dictionary& options) {
     const AVCodec* codec = context().codec;
-    // FFmpeg does nothing for a codec that is open already.
+    // FFmpeg does nothing for an open codec.
     const bool givenUp = isGivenUp();
     logger::log(kLogCodec, mPrefix) << "opening codec: \"" << codec->name << "\"";
     const AvRes res = avcodec_open2(mCodecContext.get(), codec, options.address());
@@ -129,8 +129,9 @@ AvRes DecoderBase::drain() {
     }
     const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
     const AvRes res = frame ? watched(discardFrames(codec, *frame)) : AvRes(AvError::OutOfMemory);
-    // Deliberate: after a failure too. A decoder whose stream has ended refuses everything until it is
-    // flushed, and the last frame of many files, a sample cut in half for one, cannot be decoded.
+    // Deliberate: even after a failure. A decoder whose stream has ended refuses everything until it is
+    // flushed, and the last frame of many files cannot be decoded, for example because a sample is cut in
+    // half.
     if (!isGivenUp() && avcodec_is_open(&codec) != 0) {
         avcodec_flush_buffers(&codec);
     }

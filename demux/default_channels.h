@@ -4,8 +4,8 @@
 
 namespace vidorra {
 
-/// Gives a stream or a frame without a channel mask the usual one for its number of channels. Gives whether
-/// it has a mask then: there are numbers without a usual one.
+/// Sets the usual mask for the number of channels on a stream or frame without a channel mask. Returns
+/// whether it then has a mask: some numbers have no usual one.
 template <class T>
 bool setDefaultChannelMask(T& object) {
     if (ffmpeg_ext::channelMask(object) == 0) {

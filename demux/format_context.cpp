@@ -42,7 +42,7 @@ void setDefaultChannelMasks(const AVFormatContext& context) {
 
 FormatContext::FormatContext() : mInterrupted(std::make_unique<std::atomic<bool>>(false)) {}
 
-// Deliberate: not noexcept, since the source that was moved from stays usable and so needs a mark of its own.
+// Deliberate: not noexcept, since the moved-from source stays usable and so needs its own interrupt flag.
 // NOLINTNEXTLINE(performance-noexcept-move-constructor)
 FormatContext::FormatContext(FormatContext&& other) : FormatContext() {
     *this = std::move(other);
@@ -84,7 +84,7 @@ bool FormatContext::open(const std::string& format, bool findStreamInfo,
     if (mFormatContext == nullptr) {
         throw std::bad_alloc();
     }
-    // Constant from some generation on.
+    // Const in later FFmpeg versions.
     auto* inputFormat = format.empty() ? nullptr : av_find_input_format(format.c_str());
     if (!format.empty() && inputFormat == nullptr) {
         logFormatted(kLogWarning, {},
@@ -143,7 +143,7 @@ void FormatContext::close() {
     try {
         logger::log(kLogSource) << shownUrl(mUrl) << " closed, " << mPacketsRead << " packets read";
     } catch (...) {
-        // No memory for the line. The destructor and the move come here too, and nothing may leave those.
+        // There is no memory for the line. The destructor and the move also call this and must not throw.
     }
 }
 
@@ -187,7 +187,7 @@ Packet FormatContext::readPacket() {
         if (*time != AV_NOPTS_VALUE) {
             *time = av_rescale_q(*time, timebase, kMicroseconds);
         }
-        // FFmpeg makes an unset time of one that is too large for microseconds.
+        // FFmpeg turns a time that is too large for microseconds into an unset one.
         if (*time != AV_NOPTS_VALUE) {
             *time = wrappingAdd(*time, mTimeOrigin);
         }
@@ -221,7 +221,7 @@ void FormatContext::setKeyFrameFlag(Packet& packet) const {
 
 std::unique_ptr<DecoderBase>& FormatContext::getCodecContext(unsigned streamIndex) {
     const auto found = mDecoders.find(static_cast<int>(streamIndex));
-    // Deliberate: a decoder that is given up for want of memory is replaced. It would fail for ever.
+    // Deliberate: a decoder that is given up after a lack of memory is replaced, since it would always fail.
     if (found != mDecoders.end() && !(found->second && found->second->isGivenUp())) {
         return found->second;
     }
@@ -231,7 +231,7 @@ std::unique_ptr<DecoderBase>& FormatContext::getCodecContext(unsigned streamInde
     if (streamIndex >= mFormatContext->nb_streams) {
         throw std::out_of_range("Index in getCodecContext");
     }
-    // A null decoder is kept too: a stream that failed once is not tried again.
+    // A null decoder is stored too, so that a stream that failed once is not tried again.
     return mDecoders[static_cast<int>(streamIndex)] = makeDecoder(*mFormatContext->streams[streamIndex]);
 }
 
@@ -250,7 +250,7 @@ std::unique_ptr<DecoderBase> FormatContext::makeDecoder(const AVStream& stream) 
             return nullptr;
         }
         Dictionary options = decoder->prepareCodec(std::move(chosen), parameters);
-        // One thread a stream: neither frames nor slices in parallel.
+        // One thread for each stream: neither frames nor slices in parallel.
         av_dict_set(options.address(), "thread_type", "0", 0);
         decoder->openCodec(options);
         return decoder;

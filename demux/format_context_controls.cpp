@@ -43,7 +43,7 @@ bool sameExtradata(const AVCodecParameters& a, const AVCodecParameters& b) {
            std::memcmp(a.extradata, b.extradata, static_cast<std::size_t>(a.extradata_size)) == 0;
 }
 
-// Whether a decoder of one stream can go on with the other. Deliberate: the bit rate plays no part.
+// Whether a decoder of one stream can continue with the other. Deliberate: the bit rate is ignored.
 bool sameParameters(const AVCodecParameters& a, const AVCodecParameters& b) {
     if (a.codec_type != b.codec_type || a.codec_id != b.codec_id || a.codec_tag != b.codec_tag ||
         a.format != b.format || a.bits_per_coded_sample != b.bits_per_coded_sample ||

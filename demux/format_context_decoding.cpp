@@ -19,7 +19,7 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// Whether `decoder` is there and of the type that `operation` decodes; a wrong type is logged.
+// Whether `decoder` exists and has the type that `operation` decodes; a wrong type is logged.
 bool canDecode(const DecoderBase* decoder, AVMediaType wanted, const char* operation, const std::string& url,
                int stream) {
     if (decoder == nullptr) {
@@ -35,7 +35,7 @@ bool canDecode(const DecoderBase* decoder, AVMediaType wanted, const char* opera
     return false;
 }
 
-// Brings a frame and the duration of its packet together.
+// Fits a frame to the duration of its packet.
 void repairDuration(AVFrame& frame) {
     const std::int64_t duration = ffmpeg_ext::frameDuration(frame);
     if (duration <= 0 || frame.sample_rate <= 0) {
@@ -76,8 +76,8 @@ AudioFrame FormatContext::decodeAudioPacket(const Packet& packet) {
     if (!frame) {
         return {};
     }
-    // Deliberate: a frame that AudioBuffer could not hold is logged instead of thrown, since trouble of a
-    // decoder does not reach the reader's caller.
+    // Deliberate: a frame that AudioBuffer cannot hold is logged and not an exception, since a decoder's
+    // problems do not reach the reader's caller.
     if (!setDefaultChannelMask(**frame)) {
         if (mRefusedSounds.insert(packet.stream_index).second) {
             logFormatted(kLogWarning, {}, "Sound of {}:{} gives no frames: {} channels have no channel mask",

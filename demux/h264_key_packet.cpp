@@ -5,7 +5,7 @@
 namespace vidorra {
 namespace {
 
-// Sixteen bytes, which GCC and clang keep in a vector register where there is one.
+// Sixteen bytes, which GCC and clang keep in a vector register if there is one.
 using Bytes = std::uint8_t __attribute__((vector_size(16)));
 
 constexpr std::size_t kBlock = 128;
@@ -16,9 +16,9 @@ Bytes load(const std::uint8_t* from) {
     return bytes;
 }
 
-// Whether two zero bytes in a row begin within the kBlock bytes from here on. Reads one byte more.
+// Whether two consecutive zero bytes begin within the kBlock bytes from `block` on. Reads one byte more.
 bool hasTwoZeros(const std::uint8_t* block) {
-    // All ones in the lanes where a pair was found.
+    // All ones in the lanes that begin a pair.
     decltype(Bytes() == Bytes()) found{};
     for (std::size_t i = 0; i < kBlock; i += sizeof(Bytes)) {
         found |= (load(block + i) | load(block + i + 1)) == 0;
@@ -29,9 +29,9 @@ bool hasTwoZeros(const std::uint8_t* block) {
     return (halves[0] | halves[1]) != 0;
 }
 
-// The address of the next start code 0, 0, 1 in [position, end), null without one. Two zero bytes in a row
-// are rare in coded data, so nearly all of a packet is skipped in blocks: a look at each byte can take longer
-// than reading the packet from its file, and a search for a single byte stops at every 256th.
+// The address of the next start code 0, 0, 1 in [position, end), null without one. Two consecutive zero
+// bytes are rare in coded data, so nearly all of a packet is skipped in blocks. Checking each byte can take
+// longer than reading the packet from its file, and a search for a single byte stops at every 256th.
 const std::uint8_t* findStartCode(const std::uint8_t* position, const std::uint8_t* end) {
     while (end - position >= 3) {
         const std::uint8_t* stop = end - 2;
@@ -60,7 +60,7 @@ bool isH264KeyPacket(const std::uint8_t* data, std::size_t size) {
         return false;
     }
     unsigned seen = 0;
-    // A start code must have the byte behind it inside the packet too.
+    // The byte after a start code must be inside the packet too.
     const std::uint8_t* end = data + size - 1;
     for (const std::uint8_t* code = findStartCode(data, end); code != nullptr;
          code = findStartCode(code + 4, end)) {

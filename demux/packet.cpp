@@ -8,7 +8,7 @@
 namespace vidorra {
 namespace {
 
-// No flag of FFmpeg; it stays with a packet because references and moves copy all flags.
+// Not a flag of FFmpeg. A packet keeps it because references and moves copy all flags.
 constexpr int kNoSignalFlag = 0x1000;
 
 void setBit(int& flags, int bit, bool on) {

@@ -25,7 +25,7 @@ struct HardwareChoice {
     std::array<Option, 2> options;
 };
 
-// In the order in which they are tried.
+// The choices, in the order in which they are tried.
 constexpr std::array<HardwareChoice, 5> kHardwareChoices = {{
     {AV_CODEC_ID_H264, "h264_qsv", {{{"async_depth", "1"}}}},
     {AV_CODEC_ID_H264, "h264_omx", {{{"bframes_disabled", "1"}}}},

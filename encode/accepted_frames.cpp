@@ -16,7 +16,7 @@ bool encoderAccepts(const AVCodecContext& encoder, const AVFrame& frame) {
     if (frame.format != encoder.pix_fmt || frame.width != encoder.width || frame.height != encoder.height) {
         return false;
     }
-    // To an FFmpeg without this format its number is another one.
+    // An FFmpeg without this format uses its number for another one.
     if (encoder.pix_fmt == ffmpeg_ext::kNva12 && !ffmpeg_ext::hasNva12()) {
         return false;
     }

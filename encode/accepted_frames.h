@@ -5,8 +5,8 @@ struct AVFrame;
 
 namespace vidorra {
 
-/// Whether a picture is one that an open video encoder can read: most encoders take what they are given for a
-/// picture of their own size and format, and read wrong memory where it is not.
+/// Whether an open video encoder can read a picture. Most encoders assume that every picture has their own
+/// size and format, and otherwise read out of bounds.
 bool encoderAccepts(const AVCodecContext& encoder, const AVFrame& frame);
 
 }  // namespace vidorra

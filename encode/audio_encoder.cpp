@@ -34,7 +34,7 @@ void checkMediaType(const AVCodecContext& context) {
     }
 }
 
-// Encoders read as many planes and channels as they were opened for, without a look at the frame.
+// Encoders read as many planes and channels as they were opened for, without checking the frame.
 bool isReadable(const AVFrame& frame, const AVCodecContext& context) {
     return frame.nb_samples > 0 && frame.format == context.sample_fmt &&
            ffmpeg_ext::channelCount(frame) == ffmpeg_ext::channelCount(context);
@@ -49,7 +49,7 @@ AudioEncoder::AudioEncoder(const objstream::object& config) : EncoderBase(config
     codec.sample_fmt = static_cast<AVSampleFormat>(
         config["sample_fmt"].getValue<int>(ffmpeg_ext::firstSampleFormat(*codec.codec)));
     setOptions(config["options"]);
-    // Deliberate: this overrides a layout of the options.
+    // Deliberate: this overrides a layout from the options.
     switch (ffmpeg_ext::channelCount(codec)) {
     case 1:
         ffmpeg_ext::setChannelMask(codec, kMono);
@@ -84,7 +84,7 @@ AvRes AudioEncoder::sendFrame(const AudioFrame& frame) {
     if (samples.sampleFormat() == codec.sample_fmt) {
         local = frame;
     } else {
-        // Deliberate: metadata and side data stay behind.
+        // Deliberate: metadata and side data are dropped.
         local = AudioFrame(mResampler.resample(samples, samples.sampleRate(),
                                                static_cast<long>(samples.channelLayout()), codec.sample_fmt),
                            frame.timestamp());
@@ -127,7 +127,7 @@ AvRes AudioEncoder::encode(AVFrame& frame) {
     if (const AvRes aligned = alignSamples(frame); !aligned.ok) {
         return aligned;
     }
-    return avcodec_send_frame(context(), &frame);
+    return send(&frame);
 }
 
 AvRes AudioEncoder::handleFilterFailure(const AvRes& res, const AudioFrame& frame) {

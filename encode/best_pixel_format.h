@@ -4,9 +4,9 @@
 
 namespace vidorra {
 
-/// The format in which to give an encoder pictures of the format `wanted`: that one where the encoder lists
-/// it, else the first one of the list that agrees about alpha, else the first one. AV_PIX_FMT_NONE where
-/// there is no list or an empty one. Throws std::logic_error without an encoder.
+/// The format in which to send pictures of the format `wanted` to an encoder: `wanted` if the encoder lists
+/// it, otherwise the first listed format that agrees about alpha, otherwise the first listed format.
+/// AV_PIX_FMT_NONE when there is no list or it is empty. Throws std::logic_error without an encoder.
 AVPixelFormat bestPixelFormat(const AVCodec* encoder, AVPixelFormat wanted);
 
 }  // namespace vidorra

@@ -10,9 +10,9 @@
 namespace vidorra {
 namespace {
 
-// How many letters have to be added, left out or replaced to make one text the other.
+// How many letters must be added, removed or replaced to turn one text into the other.
 std::size_t editDistance(std::string_view a, std::string_view b) {
-    // Between what was seen of `a` and each beginning of `b`.
+    // The distances between the part of `a` seen so far and each prefix of `b`.
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), 0U);
     for (const char letter : a) {

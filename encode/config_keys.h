@@ -8,8 +8,8 @@
 
 namespace vidorra {
 
-/// Logs each key of a configuration that is not among the known ones, with the known one that is most like
-/// it, at level 2. An encoder ignores such keys. `logName` begins the lines.
+/// Logs each unknown key of a configuration with the most similar known key, at level 2. Encoders ignore
+/// such keys. The lines begin with `logName`.
 void logUnknownKeys(const objstream::object& config, std::initializer_list<std::string_view> known,
                     const std::string& logName);
 

@@ -123,11 +123,12 @@ tl::expected<Packet, AvError> EncoderBase::receivePacket() {
     if (!received) {
         return tl::unexpected(AvError::OutOfMemory);
     }
-    const AvRes res = avcodec_receive_packet(mCodecContext.get(), received.get());
+    const AvRes res = mIsGivenUp ? AvRes(AvError::OutOfMemory)
+                                 : watched(avcodec_receive_packet(mCodecContext.get(), received.get()));
     if (!res.ok) {
         return tl::unexpected(res.error);
     }
-    // Moved and not referenced once more, which could fail.
+    // Moved, since making another reference could fail.
     Packet packet;
     av_packet_move_ref(&packet, received.get());
     if (wasNoSignalAt(Timestamp(mCodecContext->time_base, packet.pts))) {
@@ -136,12 +137,24 @@ tl::expected<Packet, AvError> EncoderBase::receivePacket() {
     return packet;
 }
 
+AvRes EncoderBase::send(const AVFrame* frame) {
+    return mIsGivenUp ? AvRes(AvError::OutOfMemory) : watched(avcodec_send_frame(mCodecContext.get(), frame));
+}
+
+AvRes EncoderBase::watched(AvRes res) noexcept {
+    mIsGivenUp = res.error == AvError::OutOfMemory;
+    return res;
+}
+
 AvRes EncoderBase::sendEndOfStream() {
-    return avcodec_send_frame(mCodecContext.get(), nullptr);
+    return send(nullptr);
 }
 
 bool EncoderBase::drain() {
-    // A stream that has ended already refuses to end again, and is drained all the same.
+    if (mIsGivenUp) {
+        return false;
+    }
+    // A stream that has already ended refuses to end again, and is drained anyway.
     static_cast<void>(avcodec_send_frame(mCodecContext.get(), nullptr));
     for (;;) {
         const AvPtr<AVPacket> packet = makeAvPtr<AVPacket>();

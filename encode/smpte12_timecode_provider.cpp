@@ -9,17 +9,17 @@
 namespace vidorra {
 namespace {
 
-// How a fractional frame rate is counted at the next whole one.
+// How the frames of a fractional rate are counted at the next whole rate.
 struct Cycle {
     // `skips` numbers are skipped in `seconds` seconds.
     std::int64_t seconds;
     std::int64_t skips;
-    // In numbers: the length, and how many at the begin have no drop mark.
+    // In numbers: the length, and how many at the start have no drop mark.
     std::int64_t length;
     std::int64_t plain;
 };
 
-// `rest` is what the rate has above a whole number, in units of 1/num.
+// `rest` is the fractional part of the rate, in units of 1/num.
 Cycle cycleOf(std::int64_t num, std::int64_t rest, std::int64_t fps) {
     const std::int64_t missing = num - rest;
     const std::int64_t common = std::lcm(num, missing);
@@ -36,7 +36,7 @@ SMPTE12Timecode SMPTE12TimecodeProvider::nextTimecode(const Timestamp& timestamp
     if (num <= 0 || den <= 0) {
         throw std::invalid_argument("SMPTE12TimecodeProvider: the frame duration must be positive");
     }
-    // Deliberate: numbers count from 0, and the remainders below would not.
+    // Deliberate: numbers are not negative, and the remainders below would be.
     if (timestamp.value < 0) {
         throw std::invalid_argument("SMPTE12TimecodeProvider: the time must not be negative");
     }
@@ -47,7 +47,7 @@ SMPTE12Timecode SMPTE12TimecodeProvider::nextTimecode(const Timestamp& timestamp
     if (rest != 0) {
         ++fps;
         cycle = cycleOf(num, rest, fps);
-        // Deliberate: whole microseconds whatever the time base says, and whole seconds of them.
+        // Deliberate: the time counts as microseconds, whatever its base, and is truncated to whole seconds.
         number =
             wrappingAdd(number, wrappingMultiply(timestamp.value / 1000000, cycle.skips) / cycle.seconds);
     }

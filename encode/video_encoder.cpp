@@ -34,7 +34,7 @@ void requireVideo(const AVCodecContext& context) {
     }
 }
 
-// Deliberate: the name in the configuration decides, also where the codec was chosen by its id.
+// Deliberate: the name in the configuration decides, even if the codec was chosen by its id.
 bool namesOmxEncoder(const objstream::object& config) {
     if (!config.hasKey("codec")) {
         return false;
@@ -80,7 +80,7 @@ VideoEncoder::VideoEncoder(const objstream::object& config)
 
 VideoEncoder::~VideoEncoder() = default;
 
-// The codec refuses these without a word about them. Options can have set them as well.
+// The codec refuses these without an explanation. Options may have set them instead.
 void VideoEncoder::logMissingSettings(const objstream::object& config) const {
     const AVCodecContext& codec = *codecContext();
     if (codec.width <= 0 || codec.height <= 0) {
@@ -130,12 +130,12 @@ void VideoEncoder::openVaapiDevice(const objstream::object& config) {
     if (codec.hw_frames_ctx == nullptr) {
         throw std::bad_alloc();
     }
-    // The format of the pictures stays: it is what the filters get.
+    // The filters still get pictures in their own format.
     codec.pix_fmt = AV_PIX_FMT_VAAPI;
 }
 
 void VideoEncoder::readEncoderLinesize() {
-    // What the call with these flags means is an addition of the FFmpeg builds that have these encoders.
+    // The FFmpeg builds with these encoders define the meaning of a call with these flags.
     constexpr int kAskForLinesizes = 4;
     const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
     if (!frame) {
@@ -154,7 +154,7 @@ AvRes VideoEncoder::sendFrame(const VideoFrame& frame) {
         return AvError::InvalidArgument;
     }
     AVCodecContext& codec = *context();
-    // Deliberate: a picture that is converted loses its metadata and side data.
+    // Deliberate: a converted picture loses its metadata and side data.
     VideoFrame local =
         frame.picture().pixelFormat() == codec.pix_fmt
             ? frame
@@ -193,7 +193,7 @@ AvRes VideoEncoder::encode(AVFrame& frame) {
             << " " << static_cast<AVPixelFormat>(frame.format);
         return AvError::InvalidArgument;
     }
-    return avcodec_send_frame(context(), &frame);
+    return send(&frame);
 }
 
 AvRes VideoEncoder::handleFilterFailure(const AvRes& res, const VideoFrame& frame) {

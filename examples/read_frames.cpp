@@ -1,21 +1,15 @@
-// Prints what each video packet of a media file gives.
+// Prints every frame of a media file.
 #include <iostream>
 
 #include <vidorra/vidorra.h>
 
-extern "C" {
-#include <libavformat/avformat.h>
-}
-
 int main(int argc, char** argv) try {
-    vidorra::FormatContext source;
-    source.setUrl(argc > 1 ? argv[1] : "clip.mp4");
-    source.open("", true, std::chrono::seconds(2));
-    const int video =
-        av_find_best_stream(source.getAVFormatContext(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    for (vidorra::Packet packet = source.readPacket(); !source.isEOF(); packet = source.readPacket()) {
-        if (packet.stream_index == video) {
-            std::cout << source.decodeVideoPacket(packet) << '\n';
+    vidorra::ClipReader reader(argc > 1 ? argv[1] : "clip.mp4");
+    while (const vidorra::ClipFrame frame = reader.read()) {
+        if (const vidorra::VideoFrame* picture = frame.video()) {
+            std::cout << *picture << '\n';
+        } else if (const vidorra::AudioFrame* sound = frame.audio()) {
+            std::cout << *sound << '\n';
         }
     }
 } catch (const std::exception& error) {

@@ -22,7 +22,7 @@ void measure(const void* data, std::int64_t count, std::int64_t channels, double
         Sum sum;
         for (std::int64_t i = 0; i < count; ++i) {
             const double value = (static_cast<double>(samples[i * channels + channel]) - zero) * scale;
-            // What is no number counts as silence.
+            // A NaN counts as silence.
             const double magnitude = std::isnan(value) ? 0 : std::min(std::abs(value), 1.0);
             sum.peak = std::max(sum.peak, magnitude);
             sum.squares += magnitude * magnitude;

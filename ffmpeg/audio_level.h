@@ -15,8 +15,8 @@ struct AudioLevelRecord {
 };
 
 /// Measures interleaved samples: for each of the first eight channels the greatest magnitude and the root
-/// mean square, both linear with full scale at 1, to which floating-point samples beyond it are limited. An
-/// addition that some builds of FFmpeg have, under its name there. Formats for planes are taken as their
+/// mean square. Both are linear with full scale at 1, and floating-point samples are clamped to full scale.
+/// Some FFmpeg builds have this function, under the same name. Planar formats are treated as their
 /// interleaved counterparts. Nothing is written for an unknown format.
 void av_audio_level_calc(const void* samples, std::int64_t count, std::int64_t channels,
                          AVSampleFormat format, AudioLevelRecord* level);

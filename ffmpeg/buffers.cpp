@@ -11,10 +11,11 @@ extern "C" {
 namespace vidorra::ffmpeg_ext {
 namespace {
 
-// What one buffer of ours carries. It is reached through the opaque pointer of the AVBuffer, which FFmpeg
-// lets anyone read. The opaque pointer of a stranger's buffer is anything, also a small integer, and must not
-// be followed: ours are told by their address, since they all stand in one array. So a look-up is two
-// comparisons and takes no lock. A block is written before its buffer exists and not changed while it lives.
+// The record of one of our buffers. The opaque pointer of the AVBuffer, which FFmpeg lets anyone read,
+// points to it. The opaque pointer of a foreign buffer can be anything, even a small integer, and must not
+// be followed. All our records are in one array, so their address identifies them: a look-up is two
+// comparisons and takes no lock. A block is written before its buffer exists and does not change while the
+// buffer lives.
 struct Block {
     BufferFreeCallback free;
     BufferFlushCallback flush;
@@ -23,13 +24,13 @@ struct Block {
     Block* nextFree;
 };
 
-// As many as there are pages of 4 KiB in 1 GiB, the smallest pieces that a device's memory is divided into.
-// Each takes 40 bytes, so that the array is 10 MiB.
+// The number of 4 KiB pages, the smallest pieces of a device's memory, in 1 GiB. Each block takes 40 bytes,
+// so the array takes 10 MiB.
 constexpr std::size_t kMaxBlocks = 262144;
 static_assert(sizeof(Block) * kMaxBlocks == 10U << 20U);
 
-// In zeroed static memory, of which the system provides only the pages that are touched. Never destroyed:
-// buffers may outlive static destruction.
+// In zeroed static memory: the system provides only the pages that are used. Never destroyed, since buffers
+// may outlive static destruction.
 Block gBlocks[kMaxBlocks];
 
 // Guards the two variables below it.
@@ -96,7 +97,7 @@ int av_buffer_is_external(const AVBufferRef* /*ref*/) {
 }
 
 void av_buffer_set_modified(AVBufferRef* /*ref*/) {
-    // Nothing to record: av_buffer_flush calls back each time, written or not.
+    // Nothing to record: av_buffer_flush always calls back, whether the bytes were written or not.
 }
 
 void av_buffer_flush(AVBufferRef* ref) {

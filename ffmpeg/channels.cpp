@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <new>
 
 #include "ffmpeg/versions.h"
 
@@ -13,8 +14,7 @@ extern "C" {
 #include <libavutil/frame.h>
 }
 
-// While both the fields of the old and of the new channel layout exist, both are kept in step: callers may
-// use either.
+// While the fields of both the old and the new channel layout exist, both are set: callers may use either.
 #if HAVE_CHANNEL_MASK_FIELD
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #endif
@@ -146,7 +146,7 @@ std::string describeChannelMask(std::uint64_t mask) {
 }
 
 std::uint64_t defaultChannelMask(int channels) {
-    // FFmpeg's own table differs by generation above eight channels.
+    // Above eight channels FFmpeg's own table differs between versions.
     constexpr std::array<std::uint64_t, 9> kMasks = {0, 0x4, 0x3, 0xb, 0x107, 0x37, 0x3f, 0x70f, 0x63f};
     constexpr std::uint64_t kHexadecagonal = 0x18003f737;
     if (channels == 16) {
@@ -160,7 +160,11 @@ std::uint64_t defaultChannelMask(int channels) {
 std::uint64_t channelMaskFromName(const std::string& name) {
 #if HAVE_CH_LAYOUT
     AVChannelLayout layout{};
-    if (av_channel_layout_from_string(&layout, name.c_str()) < 0) {
+    const int res = av_channel_layout_from_string(&layout, name.c_str());
+    if (res == AVERROR(ENOMEM)) {
+        throw std::bad_alloc();
+    }
+    if (res < 0) {
         return 0;
     }
     const std::uint64_t mask = layout.order == AV_CHANNEL_ORDER_NATIVE ? layout.u.mask : 0;

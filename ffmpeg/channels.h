@@ -8,7 +8,7 @@ struct AVCodecParameters;
 struct AVFilterLink;
 struct AVFrame;
 
-/// The channels of sounds, whether FFmpeg keeps them as a mask and a number or as a layout.
+/// The channels of audio, whether FFmpeg stores them as a mask and a number or as a layout.
 namespace vidorra::ffmpeg_ext {
 
 /// The channel mask of an audio stream, codec, frame or link between filters, 0 when it has none.
@@ -22,7 +22,7 @@ int channelCount(const AVCodecParameters& parameters);
 int channelCount(const AVCodecContext& context);
 int channelCount(const AVFrame& frame);
 
-/// Sets the mask and with it the number of channels. A mask of 0 leaves both alone.
+/// Sets the mask and the number of channels. A mask of 0 changes neither.
 void setChannelMask(AVCodecParameters& parameters, std::uint64_t mask);
 void setChannelMask(AVCodecContext& context, std::uint64_t mask);
 void setChannelMask(AVFrame& frame, std::uint64_t mask);
@@ -36,10 +36,10 @@ bool sameChannels(const AVCodecParameters& a, const AVCodecParameters& b);
 /// FFmpeg's text for a mask, such as "stereo"; "0 channels" for 0.
 std::string describeChannelMask(std::uint64_t mask);
 
-/// The usual mask for a number of channels, the same on every generation; 0 where there is none.
+/// The usual mask for a number of channels, the same with every FFmpeg version; 0 when there is none.
 std::uint64_t defaultChannelMask(int channels);
 
-/// The mask for FFmpeg's name of a channel or a layout, 0 for an unknown one.
+/// The mask for FFmpeg's name of a channel or a layout; 0 for an unknown name. Throws std::bad_alloc.
 std::uint64_t channelMaskFromName(const std::string& name);
 
 }  // namespace vidorra::ffmpeg_ext

@@ -18,8 +18,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-// While both the fields of the old and of the new channel layout exist, both are kept in step: callers may
-// use either.
+// While the fields of both the old and the new channel layout exist, both are set: callers may use either.
 #if HAVE_CHANNEL_MASK_FIELD
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #endif
@@ -27,7 +26,7 @@ extern "C" {
 namespace vidorra::ffmpeg_ext {
 namespace {
 
-// The numbers of channel options, read by FFmpeg's own reader, which takes expressions and has the usual
+// The numbers of channel options, read by FFmpeg's own parser, which accepts expressions and gives the usual
 // errors.
 struct ChannelOptions {
     const AVClass* avClass;
@@ -96,7 +95,7 @@ int applyLayout(AVCodecContext& context, const char* value) {
     if (res < 0) {
         return res;
     }
-    // It may hold a list of channels, which the context owns from now on.
+    // The layout may have a list of channels, which the context owns from now on.
     av_channel_layout_uninit(&context.ch_layout);
     context.ch_layout = layout;
 #if HAVE_CHANNEL_MASK_FIELD

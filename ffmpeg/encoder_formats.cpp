@@ -27,7 +27,7 @@ AVSampleFormat firstSampleFormat(const AVCodec& codec) {
 std::optional<std::vector<AVPixelFormat>> encoderPixelFormats(const AVCodec& encoder) {
     const AVPixelFormat* list = nullptr;
 #if HAVE_SUPPORTED_CONFIG
-    // Without a context: with one the list depends on its settings.
+    // Without a context, since with one the list depends on its settings.
     const void* configs = nullptr;
     if (avcodec_get_supported_config(nullptr, &encoder, AV_CODEC_CONFIG_PIX_FORMAT, 0, &configs, nullptr) >=
         0) {
@@ -46,7 +46,7 @@ std::optional<std::vector<AVPixelFormat>> encoderPixelFormats(const AVCodec& enc
         }
     }
 #if MJPEG_LISTS_HALF_ITS_FORMATS
-    // It takes these as well, as later generations say.
+    // It accepts these as well, as later versions declare.
     if (std::strcmp(encoder.name, "mjpeg") == 0) {
         formats.insert(formats.end(), {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P});
     }

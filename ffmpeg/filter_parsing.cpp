@@ -36,8 +36,8 @@ int giveDevice(AVFilterGraph& graph, AVBufferRef* device) {
 
 namespace {
 
-// Parses as avfilter_graph_parse_ptr does, in steps, so that filters get their device before they are
-// initialised, where they look for it.
+// Parses as avfilter_graph_parse_ptr does, but in steps, so that filters have their device when they are
+// initialised and look for it.
 class FilterParser {
 public:
     FilterParser(AVFilterGraph& graph, AVBufferRef* device) : mGraph(graph), mDevice(device) {}
@@ -134,8 +134,8 @@ private:
         return 0;
     }
 
-    // Links the open ends of the segment with those of the caller that have the same name, which are taken
-    // out of the caller's list.
+    // Links the open ends of the segment with the caller's ends of the same name, which are removed from the
+    // caller's list.
     template <class Link>
     static int linkAll(AVFilterInOut* ours, AVFilterInOut** theirs, Link link) {
         for (; ours != nullptr; ours = ours->next) {

@@ -19,8 +19,8 @@ extern "C" {
 namespace vidorra::ffmpeg_ext {
 namespace {
 
-// Later generations take the formats of a sink only before it is initialised, and under other names than
-// earlier ones; a filter in front of the sink is the same on all of them.
+// Later versions take the formats of a sink only before it is initialised, and under other names than
+// earlier ones. A filter before the sink works the same with all of them.
 int pin(AVFilterGraph& graph, AVFilterContext& sink, const char* filter, const char* arguments,
         AVFilterContext** end) {
     const int res =
@@ -29,7 +29,7 @@ int pin(AVFilterGraph& graph, AVFilterContext& sink, const char* filter, const c
 }
 
 // Whether an option takes a colour range: it lists "tv" among its values, or is one of the few without a
-// list. Other options are called "range" too.
+// list. The name alone does not tell, since other options are called "range" too.
 bool takesRange(void* object, const AVOption& option) {
     const std::string_view name = option.name;
     if (name == "src_range" || name == "dst_range" || name == "color_ranges") {
@@ -67,7 +67,7 @@ int keepRangeInScaling(AVFilterGraph& graph, AVColorRange range) {
     static_cast<void>(range);
     return 0;
 #else
-    // Without a request the filter gives limited range, whatever it is given.
+    // Without a request the filter's output has limited range, whatever its input has.
     if (range != AVCOL_RANGE_JPEG) {
         return 0;
     }
@@ -84,7 +84,7 @@ int keepRangeInScaling(AVFilterGraph& graph, AVColorRange range) {
             return res;
         }
     }
-    // Those of the description after "sws_flags=" are here. The last one of a name counts.
+    // The description's options after "sws_flags=" are here. The last option of a name counts.
     std::string options = "out_range=full";
     if (graph.scale_sws_opts != nullptr && *graph.scale_sws_opts != '\0') {
         options.append(":").append(graph.scale_sws_opts);
@@ -119,7 +119,7 @@ bool asksForRange(const AVFilterGraph& graph) {
             return true;
         }
     }
-    // Those of the description after "sws_flags=".
+    // The description's options after "sws_flags=".
     const char* options = graph.scale_sws_opts;
     return options != nullptr && std::strstr(options, "_range=") != nullptr;
 }

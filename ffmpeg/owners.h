@@ -16,16 +16,16 @@ struct AVPacket;
 struct SwrContext;
 struct SwsContext;
 
-/// The owners of FFmpeg's objects: the one list of what releases which. Classes that hold a raw pointer,
-/// where their interface says so, call FFmpeg themselves.
+/// The owners of FFmpeg's objects, with the function that releases each. Only classes whose interface has a
+/// raw pointer call FFmpeg themselves.
 namespace vidorra::ffmpeg_ext {
 
 /// The type of the public AvPtr.
 template <class T>
 using Owner = std::unique_ptr<T, void (*)(T*)>;
 
-/// Release an object, which may be null, in FFmpeg's way for its type: a list is freed with all that follows,
-/// a file is closed, and a reference is given up. Graph segments exist in some versions only.
+/// Release an object, which may be null, with FFmpeg's function for its type: a list is freed with all that
+/// follows, a file is closed, a reference is dropped. Graph segments exist only in some versions.
 void release(AVBufferPool* pool);
 void release(AVBufferRef* reference);
 void release(AVCodecContext* context);
@@ -46,7 +46,7 @@ template <class T>
     return {object, [](T* adopted) { release(adopted); }};
 }
 
-/// The same for memory from av_malloc() and its like.
+/// The same for memory from av_malloc() and similar functions.
 [[nodiscard]] Owner<void> adoptMemory(void* memory);
 
 }  // namespace vidorra::ffmpeg_ext

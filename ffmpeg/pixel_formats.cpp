@@ -98,7 +98,7 @@ PixelGroup pixelGroup(AVPixelFormat format) {
     }
     PixelGroup group = {descriptor->log2_chroma_w, descriptor->log2_chroma_h};
     if ((descriptor->flags & AV_PIX_FMT_FLAG_BITSTREAM) != 0) {
-        // Steps count bits here.
+        // Steps are in bits here.
         while ((descriptor->comp[0].step << group.log2Width) % CHAR_BIT != 0) {
             ++group.log2Width;
         }
@@ -114,8 +114,8 @@ std::ptrdiff_t rowBytes(AVPixelFormat format, int plane, int pixels) {
     int steps[4] = {};
     int components[4] = {};
     av_image_fill_max_pixsteps(steps, components, descriptor);
-    // Where luma and chroma share a plane, it is the distance of chroma samples that tells its size: that of
-    // luma is no whole number in some formats.
+    // If luma and chroma share a plane, the distance between chroma samples determines its size: the
+    // distance between luma samples is not a whole number in some formats.
     const bool isChroma = components[plane] == 1 || components[plane] == 2;
     const std::ptrdiff_t samples = -(-std::ptrdiff_t{pixels} >> (isChroma ? descriptor->log2_chroma_w : 0));
     const std::ptrdiff_t size = samples * steps[plane];
@@ -125,7 +125,7 @@ std::ptrdiff_t rowBytes(AVPixelFormat format, int plane, int pixels) {
 int fillImageArrays(std::uint8_t* data[4], int linesize[4], const std::uint8_t* source, AVPixelFormat format,
                     int width, int height, int align) {
     if (align < 1) {
-        // FFmpeg would give line sizes shorter than a row.
+        // FFmpeg would return line sizes shorter than a row.
         return AVERROR(EINVAL);
     }
     if (isOurNva12(format)) {
@@ -145,7 +145,7 @@ int fillImageArrays(std::uint8_t* data[4], int linesize[4], const std::uint8_t* 
     const int size = av_image_fill_arrays(data, linesize, source, format, width, height, align);
     const AVPixFmtDescriptor* descriptor = size < 0 ? nullptr : av_pix_fmt_desc_get(format);
     if (descriptor != nullptr && (descriptor->flags & AV_PIX_FMT_FLAG_PAL) == 0) {
-        // Some generations give gray and other packed 8-bit formats a palette plane behind the picture.
+        // Some versions give gray and other packed 8-bit formats a palette plane after the picture.
         bool used[4] = {true, false, false, false};
         for (int i = 0; i < descriptor->nb_components; ++i) {
             used[descriptor->comp[i].plane] = true;
@@ -175,7 +175,7 @@ int imageBufferSize(AVPixelFormat format, int width, int height, int align) {
 void copyImage(std::uint8_t* const destination[4], const int destinationLinesize[4],
                const std::uint8_t* const source[4], const int sourceLinesize[4], AVPixelFormat format,
                int width, int height) {
-    // The generations differ in which of these arrays are const.
+    // FFmpeg versions differ in which of these arrays are const.
     std::uint8_t* to[4];
     const std::uint8_t* from[4];
     int toLinesize[4];
@@ -198,7 +198,7 @@ void copyImage(std::uint8_t* const destination[4], const int destinationLinesize
         return;
     }
     if ((descriptor->flags & AV_PIX_FMT_FLAG_PAL) != 0 && (to[1] == nullptr || from[1] == nullptr)) {
-        // FFmpeg copies a palette without a look at its pointers.
+        // FFmpeg copies a palette without checking its pointers.
         av_image_copy_plane(to[0], toLinesize[0], from[0], fromLinesize[0], width, height);
         return;
     }

@@ -4,10 +4,10 @@
 
 struct SwrContext;
 
-/// libswresample under the names of each generation.
+/// libswresample under the names of each version.
 namespace vidorra::ffmpeg_ext {
 
-/// Sets the channel masks of a resampler that is not initialised. One that is 0 or invalid makes its
+/// Sets the channel masks of a resampler before its initialisation. A mask that is 0 or invalid makes the
 /// initialisation fail.
 void setResamplerLayouts(SwrContext& context, std::uint64_t in, std::uint64_t out);
 

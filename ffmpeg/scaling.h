@@ -8,7 +8,7 @@ struct SwsContext;
 
 namespace vidorra::ffmpeg_ext {
 
-/// What a context of libswscale is made for.
+/// The parameters of a libswscale context.
 struct ScalerParameters {
     int srcWidth;
     int srcHeight;
@@ -19,14 +19,15 @@ struct ScalerParameters {
     int flags;
 };
 
-/// sws_getCachedContext: gives `context` back if it was made for the same, else frees it and makes another,
-/// which has nothing of it. Null, with `context` freed, for sizes and formats that libswscale does not take.
-/// Some of them it would not refuse itself: no format at all, and NVA12, whose number means another format to
-/// it.
+/// sws_getCachedContext: returns `context` if it was made for the same parameters, otherwise frees it and
+/// makes a new one, which inherits nothing. Returns null, with `context` freed, for sizes and formats that
+/// libswscale does not take, including two that it would not refuse itself: no format at all, and NVA12,
+/// whose number libswscale uses for another format.
 SwsContext* cachedScaler(SwsContext* context, const ScalerParameters& parameters);
 
-/// Frees a context that was made for something else, and gives null then, where sws_getCachedContext would
-/// hand its colour ranges on to the next one. In generations that do not, it is given back as it is.
+/// Frees a context that was made for other parameters and returns null, if this version's
+/// sws_getCachedContext would pass its colour ranges on to the next context. With other versions it returns
+/// `context` unchanged.
 SwsContext* dropOtherScaler(SwsContext* context, const ScalerParameters& parameters);
 
 }  // namespace vidorra::ffmpeg_ext

@@ -20,7 +20,7 @@ std::uint32_t smpteTimecode(int rateNum, int rateDen, bool drop, unsigned hours,
     const auto digits = [&word](unsigned number, unsigned bit) {
         word |= number / 10 << (bit + 4) | number % 10 << bit;
     };
-    // What does not fit into its digits must not reach the bits beside them.
+    // A value that does not fit its digits must not change the bits beside them.
     digits(frames % 40, 24);
     digits(std::min(seconds, 59U), 16);
     digits(std::min(minutes, 59U), 8);

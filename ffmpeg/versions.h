@@ -1,7 +1,7 @@
 #pragma once
 
-/// What changed between the versions of FFmpeg, one line for each change. This is the only file of the
-/// project that asks for a version; the sources of this folder ask for the changes.
+/// The changes between FFmpeg versions, one line for each. This is the only file of the project that tests
+/// versions; the sources of this folder test the changes.
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -26,7 +26,7 @@ extern "C" {
 
 namespace vidorra::ffmpeg_ext {
 
-/// What an AVClass of ours has to declare.
+/// The version that our AVClass objects must declare.
 inline constexpr int kAvutilVersion = LIBAVUTIL_VERSION_INT;
 
 }  // namespace vidorra::ffmpeg_ext

@@ -36,12 +36,12 @@ std::int64_t microseconds(const Timestamp& time) {
     return time.rescale(Timebase()).value;
 }
 
-// Whether a graph that gave this result has failed: one that needs more frames, or has ended, is sound.
+// Whether a graph that gave this result has failed: a graph that needs more frames, or has ended, has not.
 bool hasFailed(const AvRes& res) {
     return !res.ok && res.error != AvError::Again && res.error != AvError::Eof;
 }
 
-// Null for a frame that had none. Deliberate: the stamp counts as microseconds, whatever base a filter gave
+// Null for a frame without a time. Deliberate: the stamp counts as microseconds, whatever base a filter gave
 // it.
 Timestamp timeOfResult(const Timestamp& timeOfInput, const AVFrame& output) {
     return timeOfInput.isNull ? Timestamp() : Timestamp(Timebase(), output.pts).rescale(timeOfInput.timebase);
@@ -96,8 +96,6 @@ void FFmpegFilterWrapper::build(const std::string& sourceArguments, AVMediaType 
     if (mFilterSpec.empty()) {
         return;
     }
-    // Deliberate: what fails below leaves the graph as it is, so that the next frame of the same kind does
-    // not try again. Without a source in it no frame gets there.
     createGraph();
     switch (type) {
     case AVMEDIA_TYPE_VIDEO:
@@ -114,29 +112,32 @@ void FFmpegFilterWrapper::build(const std::string& sourceArguments, AVMediaType 
     if (mBufferSource == nullptr || mBufferSink == nullptr) {
         throw std::runtime_error("Filtering source or sink element not found");
     }
+    // Deliberate: a failure leaves the graph incomplete, so that the next frame of the same kind does not try
+    // again; without a source the graph gets no frames. Only a shortage of memory is worth another try.
+    const auto check = [this](int code, const char* failureText) {
+        if (code >= 0) {
+            return;
+        }
+        if (code == AVERROR(ENOMEM)) {
+            destroyGraph();
+        }
+        throw std::runtime_error(failureText);
+    };
     AVFilterContext* source = nullptr;
     AVFilterContext* sink = nullptr;
-    if (avfilter_graph_create_filter(&source, mBufferSource, "in", sourceArguments.c_str(), nullptr, mGraph) <
-        0) {
-        throw std::runtime_error("Cannot create buffer source");
-    }
-    if (avfilter_graph_create_filter(&sink, mBufferSink, "out", nullptr, nullptr, mGraph) < 0) {
-        throw std::runtime_error("Cannot create buffer sink");
-    }
+    check(
+        avfilter_graph_create_filter(&source, mBufferSource, "in", sourceArguments.c_str(), nullptr, mGraph),
+        "Cannot create buffer source");
+    check(avfilter_graph_create_filter(&sink, mBufferSink, "out", nullptr, nullptr, mGraph),
+          "Cannot create buffer sink");
     fillEnd(*mOutputs, "in", source);
     fillEnd(*mInputs, "out", sink);
-    if (mOutputs->name == nullptr || mInputs->name == nullptr) {
-        throw std::runtime_error("Out of memory");
-    }
+    check(mOutputs->name != nullptr && mInputs->name != nullptr ? 0 : AVERROR(ENOMEM), "Out of memory");
     const ffmpeg_ext::ParsedFilters parsed =
         ffmpeg_ext::parseFilters(*mGraph, mFilterSpec.c_str(), &mInputs, &mOutputs, nullptr);
-    if (parsed.code < 0 && !parsed.lacksDevice) {
-        throw std::runtime_error("Cannot parse filter spec");
-    }
-    if (parsed.lacksDevice || ffmpeg_ext::keepRangeInScaling(*mGraph, range) < 0 ||
-        avfilter_graph_config(mGraph, nullptr) < 0) {
-        throw std::runtime_error("Cannot configure filter");
-    }
+    check(parsed.code, parsed.lacksDevice ? "Cannot configure filter" : "Cannot parse filter spec");
+    check(ffmpeg_ext::keepRangeInScaling(*mGraph, range), "Cannot configure filter");
+    check(avfilter_graph_config(mGraph, nullptr), "Cannot configure filter");
     mSourceContext = source;
     mSinkContext = sink;
     mMediaType = type;
@@ -147,9 +148,9 @@ void FFmpegFilterWrapper::initializeVideo(const Picture& picture) {
     mFrameSize = picture.frameSize();
     std::string arguments = fmt::format("video_size={}x{}:pix_fmt=", mFrameSize.width, mFrameSize.height);
     const AVColorRange range = picture.colorRange();
-    // Without a name the text ends here, and the source refuses it.
+    // Without a name the arguments end here, and the source refuses them.
     if (const char* name = ffmpeg_ext::pixelFormatName(mPixelFormat)) {
-        // Deliberate: the stamps of the frames are microseconds. Descriptions are written for that.
+        // Deliberate: the stamps of the frames are microseconds, and existing descriptions rely on that.
         arguments += fmt::format("{}:time_base=1/1:pixel_aspect=1/1", name);
         if (range != AVCOL_RANGE_UNSPECIFIED) {
             arguments += ffmpeg_ext::rangeOfSource(range);
@@ -169,7 +170,7 @@ void FFmpegFilterWrapper::initializeAudio(const AudioBuffer& buffer) {
                        AVMEDIA_TYPE_AUDIO);
 }
 
-// One frame through the graph; an empty one when the graph has none to give.
+// Passes one frame through the graph; returns an empty frame when none comes out.
 AvPtr<AVFrame> FFmpegFilterWrapper::pass(AvPtr<AVFrame> input) {
     AvPtr<AVFrame> output = newFrame();
     // A graph that could not be built has no source.
@@ -179,7 +180,7 @@ AvPtr<AVFrame> FFmpegFilterWrapper::pass(AvPtr<AVFrame> input) {
     if (alignSamples(*input) < 0) {
         throw std::bad_alloc();
     }
-    // What is left of a graph in which a frame has failed crashes on the next one: it is built again then.
+    // After a failure inside the graph the next frame would crash it, so the graph is built again.
     const AvRes sent = av_buffersrc_add_frame_flags(mSourceContext, input.get(), AV_BUFFERSRC_FLAG_PUSH);
     if (!sent.ok) {
         if (hasFailed(sent)) {
@@ -227,7 +228,7 @@ Picture FFmpegFilterWrapper::processPicture(Picture& picture) {
 
 AudioFrame FFmpegFilterWrapper::processAudioFrame(AudioFrame& frame) {
     if (mMediaType != AVMEDIA_TYPE_UNKNOWN && mMediaType != AVMEDIA_TYPE_AUDIO) {
-        // Deliberate: no blank in front of the type.
+        // Deliberate: no blank before the type.
         throw std::runtime_error(
             fmt::format("Filter is initialized for processing{}", av_get_media_type_string(mMediaType)));
     }
@@ -244,7 +245,7 @@ AudioFrame FFmpegFilterWrapper::processAudioFrame(AudioFrame& frame) {
     const AvPtr<AVFrame> output = pass(std::move(input));
 
     AudioFrame result;
-    // A frame that the graph did not give has no format, and there is nothing to load.
+    // If no frame came out, the frame has no format and nothing to load.
     if (output->format != AV_SAMPLE_FMT_NONE) {
         AudioBuffer buffer(samples.channelLayout(), samples.sampleFormat());
         buffer.loadAVFrame(output.get());

@@ -65,7 +65,7 @@ AVFilterContext* createFilter(AVFilterGraph& graph, const AVFilter* filter, cons
     return context;
 }
 
-// One end of the description, by the name that the description may use for it.
+// One open end of the description, with the name that the description may use for it.
 struct ListDeleter {
     void operator()(AVFilterInOut* list) const { avfilter_inout_free(&list); }
 };
@@ -85,7 +85,7 @@ ListPtr openEnd(const char* name, AVFilterContext* filter) {
     return end;
 }
 
-// Puts the filters of the description between the source and the end in front of the sink.
+// Puts the filters of the description between the source and the end before the sink.
 void parse(AVFilterGraph& graph, const std::string& spec, AVFilterContext* source, AVFilterContext* end,
            AVBufferRef* hwDevice) {
     AVFilterInOut* outputs = openEnd("in", source).release();
@@ -108,16 +108,16 @@ void configure(AVFilterGraph& graph) {
     AvRes(avfilter_graph_config(&graph, nullptr)).throwIfError("Cannot configure filter");
 }
 
-// The range that pictures have between the source and the sink. Where the codec does not care it is full
-// range, in which no value of either range is lost on the way through RGB and back.
+// The range that pictures have between the source and the sink. If the codec does not specify one, this is
+// full range, in which the conversion to RGB and back loses no value of either range.
 AVColorRange workingRange(const AVCodecContext& context) {
     return context.color_range == AVCOL_RANGE_MPEG ? AVCOL_RANGE_MPEG : AVCOL_RANGE_JPEG;
 }
 
-// The label that pictures bear between the source and the sink is kept in the graph's field for its user:
-// unspecified where they keep their own.
+// The range label that pictures have between the source and the sink, stored in the graph's field for its
+// user. Unspecified if the pictures keep their own.
 void setRangeLabel(AVFilterGraph& graph, AVColorRange range) {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): nothing is read through it.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the pointer is never dereferenced.
     graph.opaque = reinterpret_cast<void*>(static_cast<std::intptr_t>(range));
 }
 
@@ -125,7 +125,7 @@ AVColorRange rangeLabel(const AVFilterGraph& graph) {
     return static_cast<AVColorRange>(reinterpret_cast<std::intptr_t>(graph.opaque));
 }
 
-// More filtered frames that wait are worth a line in the log, and this many are too many.
+// More waiting frames than the first number are logged; as many as the second number are an error.
 constexpr std::size_t kManyWaiting = 50;
 constexpr std::size_t kMostWaiting = 250;
 
@@ -138,7 +138,7 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
     if (mGraph == nullptr) {
         return 0;
     }
-    // Whatever happens, the frame goes.
+    // The frame is released in any case.
     AvPtr<AVFrame> input = std::move(frame);
     if (!mFailure.ok) {
         return mFailure;
@@ -146,7 +146,7 @@ AvRes FilterGraphBase::filterFrame(std::unique_ptr<AVFrame, void (*)(AVFrame*)>&
     if (mSource == nullptr || mSink == nullptr || (input != nullptr && !accepts(*mSource, *input))) {
         return AvError::InvalidArgument;
     }
-    // What can fail without harm to the graph comes first.
+    // Steps whose failure does not harm the graph come first.
     AvPtr<AVFrame> output = makeAvPtr<AVFrame>();
     if (output == nullptr) {
         return AvError::OutOfMemory;
@@ -193,7 +193,7 @@ AvRes FilterGraphBase::give(const AvRes& res, AvPtr<AVFrame>& output, AvPtr<AVFr
         return res.error == AvError::Again ? res : giveUp(res);
     }
     const AVColorRange label = rangeLabel(*mGraph);
-    // What comes out may be an earlier picture; the pictures of one stream have one range.
+    // The output may be an earlier picture, but the pictures of one stream have one range.
     if (label != AVCOL_RANGE_UNSPECIFIED &&
         (output->color_range == label || output->color_range == AVCOL_RANGE_UNSPECIFIED)) {
         output->color_range = mOwnRange;
@@ -203,7 +203,7 @@ AvRes FilterGraphBase::give(const AvRes& res, AvPtr<AVFrame>& output, AvPtr<AVFr
     return 0;
 }
 
-// Replaces the empty frame by the next one that is filtered.
+// Replaces the empty frame with the next filtered one.
 AvRes FilterGraphBase::takeFiltered(AvPtr<AVFrame>& output) {
     const std::size_t wanted = mWaiting.size() + 1;
     if (mWaiting.empty()) {
@@ -218,9 +218,9 @@ AvRes FilterGraphBase::takeFiltered(AvPtr<AVFrame>& output) {
     return collectWaiting(wanted);
 }
 
-// Takes the frames that wait in the sink, which does not tell how many they are. Some filters keep what they
-// have until they are asked, so they are asked for as many as are wanted: one more than before the call, as
-// they may give without an end.
+// Takes the frames that are waiting in the sink, which does not tell their number. Some filters hold frames
+// until they are requested, so frames are requested up to `wanted`, one more than before the call. Without
+// that limit some filters would give frames without end.
 AvRes FilterGraphBase::collectWaiting(std::size_t wanted) {
     while (mWaiting.size() < kMostWaiting) {
         AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
@@ -231,7 +231,7 @@ AvRes FilterGraphBase::collectWaiting(std::size_t wanted) {
         const int flags = mWaiting.size() < wanted ? 0 : AV_BUFFERSINK_FLAG_NO_REQUEST;
         const AvRes received = av_buffersink_get_frame_flags(mSink, frame.get(), flags);
         if (!received.ok) {
-            // The end is given when the last frame has been.
+            // The end is reported after the last frame.
             return received.error == AvError::Again || received.error == AvError::Eof ? 0 : received;
         }
         mWaiting.push_back(std::move(frame));
@@ -246,7 +246,7 @@ AvRes FilterGraphBase::collectWaiting(std::size_t wanted) {
     return AvError::OutOfMemory;
 }
 
-// What is left of a graph in which a frame has failed crashes on the next one.
+// After a failure inside the graph the next frame would crash it.
 AvRes FilterGraphBase::giveUp(const AvRes& failure) {
     mFailure = failure;
     mWaiting.clear();
@@ -268,7 +268,7 @@ FilterGraphVideo::FilterGraphVideo(const std::string& spec, AVCodecContext& cont
     }
     mWaiting.reserve(kMostWaiting);
     const Elements elements = findElements("buffer", "buffersink", 'V');
-    // The format is not the context's, which names that of the device where the graph uploads to one.
+    // Not the format of the context, which is the device's if the graph uploads to a device.
     const char* formatName = ffmpeg_ext::pixelFormatName(pixelFormat);
     const AVColorRange range = workingRange(context);
     const std::string arguments = fmt::format(
@@ -282,7 +282,7 @@ FilterGraphVideo::FilterGraphVideo(const std::string& spec, AVCodecContext& cont
     AvRes(ffmpeg_ext::pinVideoSink(*mGraph, *mSink, context.pix_fmt, &end))
         .throwIfError("Cannot set output pixel format");
     parse(*mGraph, spec, mSource, end, hwDevice);
-    // A description that deals with ranges itself has to see the pictures as they are.
+    // A description that handles ranges itself must see the pictures' own ranges.
     setRangeLabel(*mGraph, ffmpeg_ext::asksForRange(*mGraph) ? AVCOL_RANGE_UNSPECIFIED : range);
     AvRes(ffmpeg_ext::keepRangeInScaling(*mGraph, range)).throwIfError("Cannot configure filter");
     configure(*mGraph);
@@ -300,7 +300,7 @@ FilterGraphAudio::FilterGraphAudio(const std::string& spec, AVCodecContext& cont
     const std::uint64_t layout = ffmpeg_ext::channelMask(context);
     std::string arguments = fmt::format("time_base={}/{}:sample_rate={}:sample_fmt=", context.time_base.num,
                                         context.time_base.den, context.sample_rate);
-    // Without a name the text ends here, and the source refuses it.
+    // Without a name the arguments end here, and the source refuses them.
     if (const char* formatName = av_get_sample_fmt_name(context.sample_fmt)) {
         arguments += fmt::format("{}:channel_layout=0x{:x}", formatName, layout);
     }

@@ -1,4 +1,4 @@
-// The scan for H.264 key packets against a plain one that takes the packets byte by byte.
+// Compares the detection of H.264 key packets with a plain one that reads byte by byte.
 #include <array>
 
 #include "demux/h264_key_packet.h"
@@ -6,8 +6,8 @@
 
 namespace {
 
-// The definition. It counts its steps, not the bytes it has passed, so it can run into the zeros that FFmpeg
-// keeps behind the data of a packet, of which `padded` has enough.
+// The definition. It counts its steps, not the bytes that it has passed, so it can read the zeros that
+// FFmpeg keeps after the data of a packet; `padded` has enough of them.
 bool isKeyPacketByDefinition(const std::vector<std::uint8_t>& padded, std::size_t size) {
     if (size <= 3) {
         return false;
@@ -63,7 +63,7 @@ std::vector<std::string> vidorra::fuzz::seeds() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::vector<std::uint8_t> padded(data, data + size);
     padded.resize(4 * size + 8);
-    // As the fuzzer made it, the data ends with the memory: a read behind it would be seen.
+    // The fuzzer's data ends with its memory, so a read past the end is detected.
     vidorra::fuzz::expect(vidorra::isH264KeyPacket(data, size) == isKeyPacketByDefinition(padded, size),
                           "the scan for key packets finds what the definition says");
     return 0;

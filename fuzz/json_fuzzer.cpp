@@ -1,4 +1,5 @@
-// Configurations as JSON: a text is refused or gives an object whose own text gives the same object again.
+// Configurations as JSON: a text is either refused, or gives an object whose own text gives the same object
+// again.
 #include <cstring>
 
 #include "objstream/json.h"
@@ -39,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         expect(error.line() >= 1 && error.column() >= 1, "an error has a line and a column");
         expect(error.line() <= text.size() + 1 && error.column() <= text.size() + 1,
                "an error lies in the text");
-        // It is UTF-8 whatever the text is.
+        // The message is UTF-8, whatever the text is.
         static_cast<void>(objstream::toJson(objstream::object(error.what())));
         expect(std::strlen(error.what()) < 1000, "an error has a length that can be read");
         return 0;

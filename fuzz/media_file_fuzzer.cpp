@@ -22,7 +22,7 @@ constexpr int kPackets = 50;
 // Larger pictures are decoded but not copied: that takes time and finds nothing.
 constexpr std::int64_t kPixels = 1 << 22;
 
-// A file without a place in any folder.
+// A file that is in no folder.
 class MemoryFile {
 public:
     MemoryFile(const std::uint8_t* data, std::size_t size) : mDescriptor(memfd_create("input", MFD_CLOEXEC)) {

@@ -1,4 +1,4 @@
-// A run of operations on pictures, chosen by the input. Every byte of what they give is read.
+// A sequence of operations on pictures, chosen by the input. Every byte of their results is read.
 #include <array>
 #include <cstring>
 #include <numeric>
@@ -21,7 +21,7 @@ using vidorra::Size;
 using vidorra::fuzz::expect;
 using vidorra::fuzz::Input;
 
-// One of each kind, with those whose pixels share bytes.
+// One format of each kind, including those whose pixels share bytes.
 constexpr std::array kFormats = {
     AV_PIX_FMT_YUV420P,     AV_PIX_FMT_YUVA420P, vidorra::NVA12,       AV_PIX_FMT_NV12,
     AV_PIX_FMT_GRAY8,       AV_PIX_FMT_NV21,     AV_PIX_FMT_NV16,      AV_PIX_FMT_NV24,
@@ -91,7 +91,7 @@ Rect rectangle(Input& input) {
     return {x, y, width, side(input)};
 }
 
-// What writes pixels stays within them, and what reads them changes nothing.
+// Operations that write pixels write nothing else, and operations that read pixels change nothing.
 void process(Input& input, Picture& picture) {
     const std::string before = pixels(picture);
     const std::vector<unsigned char> table(256, input.byte());
@@ -108,12 +108,12 @@ void process(Input& input, Picture& picture) {
         vidorra::compose(other, picture, {side(input), side(input)}, vidorra::CheckColorRange::No, 1.0, 1);
         vidorra::fillRectangle(other, rectangle(input), vidorra::Color(1, 2, 3, 4));
     } catch (const std::runtime_error&) {
-        // Empty, or not to be drawn on.
+        // Empty, or a format that cannot be drawn on.
     }
     expect(pixels(picture) == before, "a copy that was made editable has pixels of its own");
 }
 
-// Formats that have no place in kFormats must not do harm either.
+// Formats that are not in kFormats must not do harm either.
 void anyFormat(Input& input) {
     const auto format = static_cast<AVPixelFormat>(input.byte());
     const int width = side(input);
@@ -127,7 +127,7 @@ void anyFormat(Input& input) {
     } catch (const vidorra::FFmpegError&) {
         // Not a format of pictures in memory.
     } catch (const std::invalid_argument&) {
-        // No format at all.
+        // Not a format.
     }
 }
 
@@ -137,7 +137,7 @@ void crop(Input& input, Picture& picture) {
     whole.makeEditable();
     const Picture view = picture.crop(rect);
     const Size size = view.frameSize();
-    // A rectangle with a negative side gives a view with one, of which nothing can be read.
+    // A rectangle with a negative side gives a view with a negative side, from which nothing can be read.
     const Size before = picture.frameSize();
     const bool plain = before.width >= 0 && before.height >= 0 && rect.width >= 0 && rect.height >= 0;
     if (plain && size != before) {

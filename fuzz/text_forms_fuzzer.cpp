@@ -1,5 +1,5 @@
-// Values read from text: no word may do more than be refused, and what was read must come back from its own
-// text form.
+// Values read from text: a word is either refused, or gives a value whose own text form gives the same value
+// again.
 #include <cstring>
 #include <sstream>
 
@@ -35,7 +35,7 @@ std::string textOf(Value value) {
     return stream.str();
 }
 
-// Reads a value that stood at `before`; a refusal must leave `whenRefused`.
+// Reads into a value that is `before`; after a refusal it must be `whenRefused`.
 template <class Value>
 void readEnum(const std::string& text, const std::string& complaint, Value before, Value whenRefused) {
     std::istringstream stream(text);
@@ -83,7 +83,7 @@ void readSize(const std::string& text) {
     expect(!again.fail() && second == size, "a size is read back from its text");
 }
 
-// Any number that the enumeration has bits for has a text.
+// Every number that fits the enumeration's bits has a text.
 void describeNumbers(int number) {
     expect(!vidorra::to_string(static_cast<AVPixelFormat>(number % 256)).empty(),
            "a pixel format has a text");

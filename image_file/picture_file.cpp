@@ -28,7 +28,7 @@ namespace vidorra {
 namespace {
 
 AVCodecID guessCodec(const std::string& filename) {
-    // Not const with every generation of FFmpeg.
+    // Not const with every FFmpeg version.
     auto* format = av_guess_format(nullptr, filename.c_str(), nullptr);
     if (format == nullptr) {
         throw std::runtime_error(fmt::format("Could not find format for {}", shownUrl(filename)));
@@ -74,7 +74,7 @@ Packet encode(VideoEncoder& encoder, Picture&& picture) {
             packet = std::move(*received);
             break;
         }
-        // Deliberate: asked again, whatever the error; the last one is reported.
+        // Deliberate: tries again after any error; the last error is reported.
         result = received.error();
     }
     if (packet.size < 1) {
@@ -83,7 +83,7 @@ Packet encode(VideoEncoder& encoder, Picture&& picture) {
     return packet;
 }
 
-// The planes of a picture without padding, one after the other.
+// Reads a plane whose rows have no padding.
 void readPlane(std::ifstream& file, const Picture& picture, std::size_t plane, int rows) {
     file.read(reinterpret_cast<char*>(picture.data()[plane]),
               std::streamsize{picture.linesize()[plane]} * rows);

@@ -17,7 +17,7 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// Whether the memory that the frame holds for a plane reaches as far as `size` bytes from its start.
+// Whether the frame's memory for a plane holds `size` bytes from the plane's start on.
 bool hasRoom(AVFrame& frame, int plane, int size) {
     const AVBufferRef* buffer = av_frame_get_plane_buffer(&frame, plane);
     if (buffer == nullptr) {
@@ -35,7 +35,7 @@ int alignSamples(AVFrame& frame) {
     }
     const auto format = static_cast<AVSampleFormat>(frame.format);
     const int channels = ffmpeg_ext::channelCount(frame);
-    // The bytes of a plane by themselves, and with the padding of FFmpeg's own frames.
+    // The bytes of a plane without padding, and with the padding of FFmpeg's own frames.
     int used = 0;
     int padded = 0;
     if (av_samples_get_buffer_size(&used, channels, frame.nb_samples, format, 1) < 0 ||
@@ -54,7 +54,7 @@ int alignSamples(AVFrame& frame) {
     if (isAligned) {
         return 0;
     }
-    // While its memory has another owner, making a frame writable moves it into memory of its own.
+    // While its memory has a second owner, making the frame writable moves it into memory of its own.
     const AvPtr<AVFrame> owner(av_frame_clone(&frame), [](AVFrame* freed) { av_frame_free(&freed); });
     return owner != nullptr ? av_frame_make_writable(&frame) : AVERROR(ENOMEM);
 }

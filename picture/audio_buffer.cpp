@@ -23,15 +23,16 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// A frame's plane array holds eight; those of more channels are in a longer one that repeats the first eight.
+// A frame's plane array holds eight planes; frames with more channels have a longer array that repeats the
+// first eight.
 std::uint8_t* framePlane(const AVFrame& frame, std::size_t plane) {
     return plane < AV_NUM_DATA_POINTERS ? frame.data[plane] : frame.extended_data[plane];
 }
 
-// A 16-bit sample times this has full scale at 1.
+// Scales 16-bit samples to a full scale of 1.
 constexpr float kOfFullScale = 0x1p-15F;
 
-// Allocates the planes of a frame in one piece and gives the bytes of one plane.
+// Allocates the planes of a frame in one piece and returns the size of one plane in bytes.
 int allocateFramePlanes(AVFrame& frame, std::size_t planes, int channels, int samples,
                         AVSampleFormat format) {
     std::uint8_t** target = frame.data;
@@ -48,7 +49,7 @@ int allocateFramePlanes(AVFrame& frame, std::size_t planes, int channels, int sa
     if (target != frame.data) {
         std::copy_n(target, AV_NUM_DATA_POINTERS, frame.data);
     }
-    // Deliberate: the size given is that of one plane, the memory behind it holds all of them.
+    // Deliberate: this is the size of one plane, although the memory holds all of them.
     AvPtr<void> memory = ffmpeg_ext::adoptMemory(frame.data[0]);
     frame.buf[0] = av_buffer_create(frame.data[0], frame.linesize[0], av_buffer_default_free, nullptr, 0);
     if (frame.buf[0] == nullptr) {
@@ -199,7 +200,7 @@ std::vector<const std::uint8_t*> AudioBuffer::getPointersToPlanes() const {
     return pointers;
 }
 
-// `count` samples from the place of `index` on.
+// `count` samples, starting with the one at `index`.
 short* AudioBuffer::samplesAt(unsigned long index, unsigned long count) const {
     const MemBuffer& plane = planes().at(0);
     const unsigned long available = plane.size() / sizeof(short);

@@ -16,8 +16,8 @@ namespace {
 using MemBlock = BestFitPictureAllocator::MemBlock;
 using Blocks = std::vector<MemBlock>;
 
-// The callbacks are called from C, which nothing may leave. An error of deallocate() ends the process: a
-// damaged allocator is not survived.
+// C code calls the callbacks, so they must not throw. An error of deallocate() ends the process: the
+// allocator is damaged then.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 void freeBlock(void* opaque, std::uint8_t* data) noexcept {
     static_cast<BestFitPictureAllocator*>(opaque)->deallocate(data);
@@ -35,8 +35,8 @@ bool isCandidate(const MemBlock& block, std::uint64_t size) {
     return !block.used && block.size >= size;
 }
 
-// A free block that is taken as it stands: the first that last held this shape, else the first of exactly
-// this size. One walk finds both.
+// A free block that can be used unchanged: the first that last held this shape, otherwise the first of
+// exactly this size. One walk finds both.
 Blocks::iterator findReusable(Blocks& blocks, std::uint64_t size, Size frameSize, AVPixelFormat format) {
     auto sameSize = blocks.end();
     for (auto block = blocks.begin(); block != blocks.end(); ++block) {
@@ -53,7 +53,7 @@ Blocks::iterator findReusable(Blocks& blocks, std::uint64_t size, Size frameSize
     return sameSize;
 }
 
-// Of all candidates the first of the smallest and the last of the largest.
+// The first of the smallest and the last of the largest candidates.
 struct Extremes {
     Blocks::iterator smallest;
     Blocks::iterator largest;
@@ -77,7 +77,7 @@ Extremes findExtremes(Blocks& blocks, std::uint64_t size) {
     return result;
 }
 
-// Cuts a block to `size` bytes. Deliberate: a rest of 0 bytes becomes a block too.
+// Cuts a block to `size` bytes. Deliberate: a remainder of 0 bytes becomes a block too.
 Blocks::iterator split(Blocks& blocks, Blocks::iterator block, std::uint64_t size) {
     const MemBlock rest{block->data + size, block->size - size, false, Size{}, AV_PIX_FMT_NONE};
     const auto position = std::distance(blocks.begin(), block);
@@ -87,8 +87,8 @@ Blocks::iterator split(Blocks& blocks, Blocks::iterator block, std::uint64_t siz
     return block;
 }
 
-// A block of a region that has run out. Deliberate: a sole candidate is split even where a fifth more would
-// be accepted of one among several.
+// A block in a region that has run out. Deliberate: a sole candidate is split even if it is at most a fifth
+// too large, which would be accepted if there were several.
 Blocks::iterator findInExhausted(Blocks& blocks, std::uint64_t size) {
     const Extremes candidates = findExtremes(blocks, size);
     if (candidates.count == 0) {
@@ -122,7 +122,7 @@ BestFitPictureAllocator::BestFitPictureAllocator(std::uint8_t* buffer, std::size
     const auto address = reinterpret_cast<std::uintptr_t>(buffer);
     const std::uint64_t aligned = roundedUp(address, mBlockAlignment);
     const std::uint64_t padding = aligned - address;
-    // Rounding an address up past the last one gives 0.
+    // Rounding up past the last address gives 0.
     if (padding > size - mBlockAlignment || aligned == 0) {
         return;
     }
@@ -177,8 +177,8 @@ BestFitPictureAllocator::MemBlock BestFitPictureAllocator::findFreeBlock(Size si
 
 void BestFitPictureAllocator::deallocate(std::uint8_t* data) {
     const std::lock_guard lock(mMutex);
-    // From the last to the first: a block of 0 bytes has the address of the block behind it, which is the one
-    // that was handed out.
+    // From the last to the first: a block of 0 bytes has the same address as the block after it, which is
+    // the one in use.
     const auto found = std::find_if(mBlocks.rbegin(), mBlocks.rend(),
                                     [data](const MemBlock& block) { return block.data == data; });
     if (found == mBlocks.rend() || !found->used) {

@@ -9,20 +9,20 @@ extern "C" {
 
 namespace vidorra {
 
-/// Brings positions and sizes down to whole chroma samples.
+/// Rounds positions and sizes down to whole chroma samples.
 class ChromaGrid {
 public:
-    /// Of planes whose width and height are halved so many times.
+    /// For planes whose width and height are halved so many times.
     ChromaGrid(int shiftX, int shiftY) : mMaskX(~((1 << shiftX) - 1)), mMaskY(~((1 << shiftY) - 1)) {}
 
-    /// Of a format. A value that is no format has no chroma to keep whole.
+    /// For a format. A value that is not a format counts as one without subsampled chroma.
     explicit ChromaGrid(AVPixelFormat format) {
         if (const AVPixFmtDescriptor* descriptor = ffmpeg_ext::pixelFormatDescriptor(format)) {
             *this = ChromaGrid(descriptor->log2_chroma_w, descriptor->log2_chroma_h);
         }
     }
 
-    /// Of two formats at once.
+    /// For two formats at once.
     ChromaGrid(AVPixelFormat first, AVPixelFormat second) : ChromaGrid(first) {
         const ChromaGrid other(second);
         mMaskX &= other.mMaskX;
@@ -32,7 +32,7 @@ public:
     [[nodiscard]] Point down(Point point) const { return {point.x & mMaskX, point.y & mMaskY}; }
     [[nodiscard]] Size down(Size size) const { return {size.width & mMaskX, size.height & mMaskY}; }
 
-    /// Position and size each by itself.
+    /// Rounds position and size separately.
     [[nodiscard]] Rect down(const Rect& rect) const {
         return {rect.x & mMaskX, rect.y & mMaskY, rect.width & mMaskX, rect.height & mMaskY};
     }

@@ -34,7 +34,7 @@ AvPtr<AVFrame> Frame::toAvFrame() const {
     }
     fillAVFrame(frame.get());
     for (const SideData& entry : mSideData) {
-        // Four words: a count of up to three timecodes, then these.
+        // Four words: a count of up to three timecodes, then the timecodes.
         constexpr std::size_t kSize = 4 * sizeof(std::uint32_t);
         const AVFrameSideData* added =
             av_frame_new_side_data(frame.get(), AV_FRAME_DATA_S12M_TIMECODE, kSize);

@@ -15,7 +15,7 @@ namespace vidorra {
 namespace {
 
 AVBufferRef* newReference(const AVBufferRef* ref) {
-    // The oldest generations take the reference as not const.
+    // In the oldest versions the parameter is not const.
     AVBufferRef* created = av_buffer_ref(const_cast<AVBufferRef*>(ref));
     if (created == nullptr) {
         throw std::bad_alloc();

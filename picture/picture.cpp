@@ -19,7 +19,7 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// Bytes behind the last plane that belong to no plane.
+// Bytes after the last plane that belong to no plane.
 constexpr int kSpareBytes = 32;
 
 }  // namespace
@@ -161,7 +161,7 @@ void Picture::fillAVFrame(AVFrame* frame) const {
     for (std::size_t i = 0; i < mBuffers.size(); ++i) {
         frame->buf[i] = mBuffers[i].createBufferRef();
     }
-    // A picture that was moved from still has its planes, and no longer the memory.
+    // A moved-from picture still has its plane pointers, but no longer the memory.
     const Planes planes = empty() ? Planes{} : mData;
     std::copy(planes.begin(), planes.end(), frame->data);
     std::copy(mLinesize.begin(), mLinesize.end(), frame->linesize);

@@ -1,4 +1,4 @@
-// The operations of Picture that change what a picture shows or where it looks.
+// The operations of Picture that change its pixels or its memory.
 
 #include <algorithm>
 #include <optional>

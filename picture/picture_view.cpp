@@ -13,8 +13,7 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// AV_PIX_FMT_FLAG_PAL and the flag of formats with a pretended palette, which later generations no longer
-// define.
+// AV_PIX_FMT_FLAG_PAL and the flag of formats with a pseudo palette, which later versions no longer define.
 constexpr int kPaletteFlags = 0x42;
 
 void movePlane(std::uint8_t*& plane, std::ptrdiff_t distance) {
@@ -36,7 +35,7 @@ PictureView viewOf(const Picture& picture, const Rect& rect) {
     if (descriptor == nullptr) {
         throw std::invalid_argument("Picture::crop: the pixel format has no descriptor");
     }
-    // Down to whole groups of pixels; the view can be smaller than what was asked for.
+    // Rounded down to whole groups of pixels; the view can be smaller than requested.
     const ffmpeg_ext::PixelGroup group = ffmpeg_ext::pixelGroup(picture.pixelFormat());
     part = ChromaGrid(group.log2Width, group.log2Height).down(part);
     const auto move = [&](int plane, int rows) {

@@ -11,9 +11,9 @@ struct PictureView {
     Picture::Linesizes linesize{};
 };
 
-/// The part of a picture that is inside of `rect`. Unless that is all of the picture, its position and size
-/// are rounded down, each by itself, to whole groups of pixels as pixelGroup() gives them. A width or height
-/// can then be 0. Throws std::invalid_argument for a part of a picture whose format has no descriptor.
+/// The part of a picture inside `rect`. Unless that is the whole picture, its position and size are
+/// separately rounded down to whole groups of pixels as given by pixelGroup(), so a width or height can
+/// become 0. Throws std::invalid_argument for a part of a picture whose format has no descriptor.
 PictureView viewOf(const Picture& picture, const Rect& rect);
 
 }  // namespace vidorra

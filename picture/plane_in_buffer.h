@@ -6,8 +6,8 @@
 
 namespace vidorra {
 
-/// Whether a plane starts in a buffer. A null plane lies in none, and one that starts at the end of a buffer
-/// does not lie in it.
+/// Whether a plane starts in a buffer. A null plane is in no buffer, and a plane that starts at the end of a
+/// buffer is not in it.
 inline bool isInBuffer(const std::uint8_t* plane, const std::uint8_t* start, std::size_t size) {
     const auto address = reinterpret_cast<std::uintptr_t>(plane);
     const auto begin = reinterpret_cast<std::uintptr_t>(start);

@@ -1,4 +1,4 @@
-// VideoFrame's operations that cut: declared with the class, and used by what optimises overlays.
+// The operations of VideoFrame that cut frames.
 
 #include <cstdint>
 
@@ -16,7 +16,7 @@ VideoFrame VideoFrame::crop(const Rect& rect) const {
         return {};
     }
     Rect part{visible.x - mPosition.x, visible.y - mPosition.y, visible.width, visible.height};
-    // As Picture::crop() does it, which decides about formats without a descriptor.
+    // As in Picture::crop(), which handles formats without a descriptor.
     const ffmpeg_ext::PixelGroup group = ffmpeg_ext::pixelGroup(mPicture.pixelFormat());
     part = ChromaGrid(group.log2Width, group.log2Height).down(part);
     VideoFrame result(mPicture.crop(part), timestamp(), flags());

@@ -5,7 +5,7 @@
 
 namespace vidorra {
 
-/// Where a frame lies on the canvas.
+/// The area of a frame on the canvas.
 inline Rect rectOf(const VideoFrame& frame) {
     const Point position = frame.position();
     const Size size = frame.picture().frameSize();

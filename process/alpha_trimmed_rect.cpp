@@ -15,8 +15,8 @@ extern "C" {
 namespace vidorra {
 namespace {
 
-// Searches rows of pixels for a byte that is not 0, where pixels fill words evenly in blocks of many words
-// first, then of fewer.
+// Searches rows of pixels for a byte that is not 0. If words hold whole pixels, it searches blocks of many
+// words first, then smaller ones.
 class AlphaRows {
 public:
     AlphaRows(const Picture& picture, const AVComponentDescriptor& component)
@@ -34,7 +34,7 @@ public:
         }
     }
 
-    // The first visible pixel of `row` from column `begin` on and before `end`, or `end`.
+    // The first visible pixel of `row` in the columns from `begin` to before `end`, or `end`.
     [[nodiscard]] int first(int row, int begin, int end) const {
         const std::uint8_t* pixels = mData + row * mStride;
         int x = begin;
@@ -49,7 +49,7 @@ public:
         return x;
     }
 
-    // The last visible pixel of `row` from column `begin` on and before `end`, or `begin` - 1.
+    // The last visible pixel of `row` in the columns from `begin` to before `end`, or `begin` - 1.
     [[nodiscard]] int last(int row, int begin, int end) const {
         const std::uint8_t* pixels = mData + row * mStride;
         int x = end;
@@ -94,8 +94,8 @@ private:
             std::memcpy(&word, bytes, kWord);
             return (word & mMask) == 0;
         } else {
-            // Two vectors of the size that every processor has, so that not each has to wait for the one
-            // before.
+            // Two vectors of the size that every processor has, so that one does not have to wait for the
+            // other.
             using Words __attribute__((vector_size(2 * kWord))) = std::uint64_t;
             Words any[2] = {};
             for (int i = 0; i < kWords / 2; ++i) {
@@ -130,7 +130,7 @@ Rect alphaTrimmedRect(const Picture& picture) {
     const AVPixFmtDescriptor& descriptor = *ffmpeg_ext::pixelFormatDescriptor(picture.pixelFormat());
     const AlphaRows alpha(picture, descriptor.comp[descriptor.nb_components - 1]);
 
-    // Deliberate: the last row does not count as the top one, and a picture of one row has none.
+    // Deliberate: the last row does not count as the top row, so a picture of one row has no visible pixel.
     const int last = height - 1;
     int top = 0;
     int firstX = width;
@@ -174,7 +174,7 @@ Rect alphaTrimmedRect(const Picture& picture) {
         right = std::max(right, alpha.last(y, right + 1, width));
     }
 
-    // Grown outwards to whole chroma samples on all sides.
+    // Enlarged to whole chroma samples on all sides.
     const Point corner = ChromaGrid(picture.pixelFormat()).down(Point{left, top});
     const Point end = ChromaGrid(picture.pixelFormat()).down(Point{right, bottom});
     const int sampleWidth = 1 << descriptor.log2_chroma_w;

@@ -21,7 +21,7 @@ void applyLUT(Picture& picture, int component, const std::vector<unsigned char>&
     if (step < 1) {
         return;
     }
-    // Below 0 for some big-endian formats, which FFmpeg describes by 16-bit words.
+    // Negative for some big-endian formats, which FFmpeg describes in 16-bit words.
     const std::ptrdiff_t offset = std::max(place.offset, 0);
     std::ptrdiff_t width = picture.frameSize().width;
     std::ptrdiff_t height = picture.frameSize().height;
@@ -34,7 +34,8 @@ void applyLUT(Picture& picture, int component, const std::vector<unsigned char>&
     const std::ptrdiff_t bytes =
         ffmpeg_ext::rowBytes(picture.pixelFormat(), place.plane, picture.frameSize().width);
     width = std::min(width, (bytes - offset + step - 1) / step);
-    // In locals: the compiler cannot know that no byte of a picture belongs to the table or the descriptor.
+    // Local copies, since the compiler cannot know that no byte of a picture belongs to the table or the
+    // descriptor.
     const unsigned char* const map = table.data();
     for (std::ptrdiff_t y = 0; y < height; ++y) {
         unsigned char* const row = picture.data()[place.plane] + y * picture.linesize()[place.plane] + offset;

@@ -3,7 +3,7 @@
 namespace vidorra {
 namespace {
 
-// Weights of red, green and blue at 10 fractional bits, rounded to whole numbers before the sum.
+// The weights of red, green and blue have 10 fractional bits and are rounded before they are summed.
 std::uint8_t chromaByte(const Color& color, std::int64_t r, std::int64_t g, std::int64_t b) {
     const std::int64_t sum = r * color.red + g * color.green + b * color.blue + 511;
     return static_cast<std::uint8_t>((sum >> 10) - 128);

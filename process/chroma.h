@@ -12,7 +12,7 @@ struct Chroma {
     std::uint8_t v = 0;
 };
 
-/// The chroma of a colour by BT.601 in full range; alpha plays no part. For the chroma keyers.
+/// The chroma of a colour by BT.601 in full range, for the chroma keyers; alpha is ignored.
 Chroma toUV(const Color& color);
 
 }  // namespace vidorra

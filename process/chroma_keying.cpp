@@ -20,15 +20,15 @@ void clearAndMark(unsigned char* alpha, int linesize, int height) {
     if (size > 0) {
         std::memset(alpha, 0, static_cast<std::size_t>(size));
     } else if (height > 0) {
-        // The first row of a picture that stands bottom-up is the last one in memory.
+        // The first row of a bottom-up picture is the last one in memory.
         std::memset(alpha + size - linesize, 0, static_cast<std::size_t>(-size));
     }
-    // Deliberate: also on a plane of less than four bytes, behind which pictures of this library have room.
+    // Deliberate: even on a plane of less than four bytes, after which pictures of this library have room.
     std::memcpy(alpha, kMarker.data(), kMarker.size());
 }
 
-// Whether the memory of the alpha plane ends before the last of its whole rows does, which the kernel clears:
-// that of a view can end with its last pixel.
+// Whether the memory of the alpha plane ends before its last whole row, which the kernel clears: the memory
+// of a view can end with its last pixel.
 bool endsBeforeItsLastRow(const Picture& picture) {
     const std::ptrdiff_t linesize = picture.linesize()[3];
     const std::ptrdiff_t rows = linesize > 0 ? linesize * picture.frameSize().height : -linesize;
@@ -36,7 +36,7 @@ bool endsBeforeItsLastRow(const Picture& picture) {
     return available && *available < std::max(static_cast<std::size_t>(rows), kMarker.size());
 }
 
-// The same without what lies between the rows.
+// The same without the bytes between the rows.
 void clearAndMarkPixels(const Picture& picture) {
     const Size size = picture.frameSize();
     unsigned char* const alpha = picture.data()[3];
@@ -53,7 +53,7 @@ std::array<unsigned char, 2> keyBytes(const Color& key) {
 
 }  // namespace
 
-// Deliberate: neither kernel keys. What callers rely on is the transparent plane with its marker.
+// Deliberate: neither kernel keys. Callers rely on the transparent plane with its marker.
 
 void chromakey_yuva420p(const unsigned char* const* /*srcData*/, const int* /*srcLinesize*/,
                         unsigned char* dstAlpha, int dstLinesize, int /*width*/, int height,

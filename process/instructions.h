@@ -1,7 +1,7 @@
 #pragma once
 
-/// Sets of instructions beyond those that the library is built for: functions are compiled for each, and the
-/// best that the processor has is chosen when the program runs. For sources with vector kernels only.
+/// Instruction sets beyond those that the library is built for: functions are compiled for each, and the
+/// best one for the processor is chosen at run time. Only for sources with vector kernels.
 
 #include <array>
 #include <cstddef>
@@ -10,13 +10,13 @@
 #if defined(__x86_64__)
 #pragma GCC diagnostic push
 #if !defined(__clang__)
-// False alarms of GCC 12 about its own AVX-512 intrinsics, in whatever function they are inlined.
+// False positives of GCC 12 about its own AVX-512 intrinsics, in any function that inlines them.
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 #include <immintrin.h>
 #pragma GCC diagnostic pop
-// In front of a function that is compiled for the set.
+// Marks a function that is compiled for the set.
 #define VIDORRA_AVX2 __attribute__((target("avx2")))
 #define VIDORRA_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl")))
 #endif
@@ -24,7 +24,7 @@
 namespace vidorra::cpu {
 
 #if defined(__x86_64__)
-// The compiler's record of the processor may not be there yet before main().
+// Before main() the compiler's data about the processor may not be initialised yet.
 inline bool hasAvx2() {
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx2") != 0;

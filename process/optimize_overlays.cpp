@@ -28,16 +28,17 @@ struct Span {
     [[nodiscard]] bool isEmpty() const { return begin >= end; }
 };
 
-// What the upper one of two frames hides of the lower one, in whole chroma samples of 2^shift pixels. They
-// are those of the lower one, whose pieces can only begin and end there, and its own ends count as such.
+// The part of the lower frame that the upper one hides, in whole chroma samples of 2^shift pixels. These are
+// the lower frame's samples, since its pieces can only begin and end there; its own ends count as sample
+// edges.
 Span hiddenSpan(std::int64_t lower, std::int64_t lowerLength, std::int64_t upper, std::int64_t upperLength,
                 int shift) {
     const std::int64_t mask = -(std::int64_t{1} << shift);
     const std::int64_t begin = std::max<std::int64_t>(upper - lower, 0);
     const std::int64_t end = std::min(upper + upperLength - lower, lowerLength);
     Span hidden = {-(-begin & mask), end == lowerLength ? end : end & mask};
-    // compose() draws a frame at its position rounded down and without what its length has beyond whole
-    // samples, so that the upper one can end before its last pixel.
+    // compose() rounds the position of a frame down and draws only whole samples of its length, so the drawn
+    // part of the upper frame can end before its last pixel.
     const std::int64_t drawnEnd = (upper & mask) + (upperLength & mask) - (lower & mask);
     if (drawnEnd < (lowerLength & mask)) {
         hidden.end = std::min(hidden.end, drawnEnd);
@@ -45,7 +46,7 @@ Span hiddenSpan(std::int64_t lower, std::int64_t lowerLength, std::int64_t upper
     return hidden;
 }
 
-// What has to go of the lower one of two frames, on the canvas.
+// The part of the lower frame to remove, on the canvas.
 Rect hiddenPart(const VideoFrame& lower, const VideoFrame& upper) {
     const ffmpeg_ext::PixelGroup group = ffmpeg_ext::pixelGroup(lower.picture().pixelFormat());
     const Rect below = rectOf(lower);
@@ -62,7 +63,8 @@ Rect hiddenPart(const VideoFrame& lower, const VideoFrame& upper) {
             static_cast<std::int32_t>(x.end - x.begin), static_cast<std::int32_t>(y.end - y.begin)};
 }
 
-// What of the frame at `index` has to go: its overlap with the first later frame that hides enough of it.
+// The part of the frame at `index` to remove: its overlap with the first later frame that hides enough of
+// it.
 std::optional<Rect> firstOverlap(const Overlays& overlays, std::size_t index, unsigned minimumOverlapArea) {
     const VideoFrame& frame = overlays[index];
     if (frame.picture().hasAlpha()) {
@@ -86,7 +88,7 @@ std::optional<Rect> firstOverlap(const Overlays& overlays, std::size_t index, un
     return std::nullopt;
 }
 
-// Puts the pieces in the place of one frame. The list is as before when there is no memory.
+// Replaces one frame with the pieces. The list is unchanged when there is no memory.
 void replace(Overlays& overlays, std::size_t index, Overlays pieces) {
     if (overlays.capacity() - overlays.size() < pieces.size()) {
         overlays.reserve(2 * overlays.size() + pieces.size());
@@ -122,8 +124,9 @@ std::vector<VideoFrame> handleOneOverlap(const std::vector<VideoFrame>& overlays
 }
 
 void optimizeOverlays(std::vector<VideoFrame>& overlays, unsigned int minimumOverlapArea) {
-    // The same as handleOneOverlap() until it finds nothing, without looking again at what it has passed: the
-    // pieces of a frame lie within it, and so hide no more of an earlier frame than the frame did.
+    // Gives the same list as handleOneOverlap() repeated until it finds nothing, but does not check earlier
+    // frames again: the pieces of a frame are within it, so they hide no more of an earlier frame than the
+    // frame did.
     std::size_t i = 0;
     while (i < overlays.size()) {
         const auto overlap = firstOverlap(overlays, i, minimumOverlapArea);
@@ -134,7 +137,8 @@ void optimizeOverlays(std::vector<VideoFrame>& overlays, unsigned int minimumOve
         const bool startAgain = isHuge(overlays[i]);
         replace(overlays, i, overlays[i].subtract(*overlap));
         if (startAgain) {
-            // Its area may have been small because it wrapped, and that of a piece is not.
+            // The area of an overlap may have seemed small because it wrapped; that of a piece does not
+            // wrap.
             i = 0;
         }
     }

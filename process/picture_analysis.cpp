@@ -35,14 +35,14 @@ Size componentSize(const Picture& picture, const AVPixFmtDescriptor& descriptor,
                     : size;
 }
 
-// Bytes of the pixels in a row of a plane, those of chroma rounded down as above.
+// The bytes of the pixels in a row of a plane; chroma is rounded down as above.
 std::ptrdiff_t rowBytes(const Picture& picture, const AVPixFmtDescriptor& descriptor, int plane) {
     const int samples = componentSize(picture, descriptor, plane).width;
     const int pixels = plane == 1 || plane == 2 ? samples << descriptor.log2_chroma_w : samples;
     return ffmpeg_ext::rowBytes(picture.pixelFormat(), plane, pixels);
 }
 
-// How many samples two pictures differ in, for one component.
+// The differing samples of two pictures, for one component.
 struct Difference {
     struct Sample {
         int x = 0;
@@ -86,7 +86,7 @@ struct PlanePair {
     }
 };
 
-// Compares one component. Rows of equal bytes are left out at once.
+// Compares one component. Rows of equal bytes are skipped at once.
 Difference compareComponent(const PlanePair& planes, const AVComponentDescriptor& component,
                             unsigned tolerance) {
     Difference result;
@@ -128,11 +128,12 @@ void write(std::ostream& report, const Difference& difference, int index,
                           difference.max.diff, difference.total);
 }
 
-// Whether the pictures can be compared sample by sample; the report says what keeps them from it.
+// Whether the pictures can be compared sample by sample; if not, the report says why.
 bool haveSameShape(const Picture& left, const Picture& right, std::ostream* report) {
     const auto refuse = [report](const char* what, const auto& ofLeft, const auto& ofRight) {
         if (report != nullptr) {
-            // Written aside, so that the numbers are decimal whatever the report's stream is set to.
+            // A separate stream, so that the numbers are decimal whatever the settings of the report's
+            // stream.
             std::ostringstream line;
             line.imbue(std::locale::classic());
             line << kPrefix << what << ": left:" << ofLeft << ", right:" << ofRight << '\n';
@@ -167,7 +168,7 @@ bool comparePictures(const Picture& left, const Picture& right, unsigned toleran
     if (descriptor == nullptr) {
         return true;
     }
-    // Asked once for each plane, which several components may share.
+    // Compared once for each plane, since several components may share one.
     std::array<std::optional<bool>, 4> planeIsEqual;
     bool equal = true;
     for (int i = 0; i < (skipLastComponent ? 3 : 4); ++i) {
@@ -215,16 +216,16 @@ std::string getPlanesMD5(const Picture& picture) {
     for (int i = 0; descriptor != nullptr && i < descriptor->nb_components; ++i) {
         maxPlane = std::max(maxPlane, static_cast<int>(descriptor->comp[i].plane));
     }
-    // Deliberate: a walk by components and not by planes, up to the number of the last plane.
+    // Deliberate: iterates over components and not planes, up to the index of the last plane.
     for (int i = 0; descriptor != nullptr && i <= maxPlane; ++i) {
         const AVComponentDescriptor& component = descriptor->comp[i];
         const auto plane = static_cast<std::size_t>(component.plane);
         const Size size = componentSize(picture, *descriptor, component.plane);
-        // Not a distance in bytes in all formats: below 0 in some big-endian ones, and counted in bits where
-        // pixels share a byte.
+        // Not an offset in bytes in all formats: negative in some big-endian ones, and in bits if pixels
+        // share a byte.
         const bool inBits = (descriptor->flags & AV_PIX_FMT_FLAG_BITSTREAM) != 0;
         const std::ptrdiff_t offset = inBits ? 0 : std::max(component.offset, 0);
-        // From an offset on, a row of whole pixels would reach beyond the picture's width.
+        // From an offset on, a row of whole pixels would reach past the picture's width.
         const std::ptrdiff_t bytes = std::min(std::ptrdiff_t{size.width} * component.step,
                                               rowBytes(picture, *descriptor, component.plane) - offset);
         for (int y = 0; y < size.height && bytes > 0; ++y) {

@@ -41,8 +41,8 @@ bool agree(AVColorRange first, AVColorRange second) {
     return first == AVCOL_RANGE_UNSPECIFIED || second == AVCOL_RANGE_UNSPECIFIED || first == second;
 }
 
-// Changes at the same size after which libswscale would leave the pixels in their range, or that it does not
-// know. Deliberate: the table also holds where the FFmpeg in use could do more.
+// Conversions at the same size that libswscale does not know, or in which it would leave the pixels in their
+// range. Deliberate: the table applies even if the FFmpeg in use can do more.
 bool isRefused(AVPixelFormat from, AVPixelFormat to, bool rangeChanges) {
     switch (from) {
     case AV_PIX_FMT_YUVJ420P:
@@ -55,7 +55,7 @@ bool isRefused(AVPixelFormat from, AVPixelFormat to, bool rangeChanges) {
     }
 }
 
-// Tells libswscale the ranges that are known, and leaves it its own where they are not.
+// Tells libswscale the ranges that are known; for the others it uses its own.
 void setRanges(SwsContext* context, AVColorRange src, AVColorRange dst) {
     int* inverseTable = nullptr;
     int* table = nullptr;
@@ -135,8 +135,8 @@ Picture Scaler::scale(const Picture& src, Size size, AVPixelFormat format, AVCol
     mContext =
         ffmpeg_ext::cachedScaler(mContext, {src.frameSize().width, src.frameSize().height, src.pixelFormat(),
                                             target.width, target.height, format, mAlgorithm});
-    // NVA12 goes on: there is no context for it where FFmpeg does not know it, but some of its changes are
-    // refused all the same.
+    // NVA12 continues: an FFmpeg that does not know it gives no context, but some of its conversions must
+    // still be refused.
     if (mContext == nullptr && src.pixelFormat() != NVA12 && format != NVA12) {
         return {};
     }

@@ -16,7 +16,7 @@ AudioFrame AudioFrameQueue::findFrame(Timestamp pts, std::queue<AudioFrame>& fra
     while (!frames.empty() && result.empty()) {
         AudioFrame& first = frames.front();
         const Timestamp start = first.timestamp();
-        // The first comparison follows from the second, except where that sum wraps around.
+        // The second comparison implies the first, unless its sum wraps around.
         if (start > pts - tolerance && pts + tolerance < start) {
             return {};
         }

@@ -7,7 +7,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// A deadline as far away as the clock can say for a timeout that leads beyond.
+// The deadline for a timeout, limited to the latest time of the clock.
 template <class Duration>
 steady_clock::time_point deadlineAfter(Duration timeout) {
     const steady_clock::time_point now = steady_clock::now();
@@ -31,7 +31,7 @@ BlockingBufferBase::OperationLock::OperationLock(OperationLock&& other) noexcept
       mNotify(other.mNotify) {}
 
 BlockingBufferBase::OperationLock::~OperationLock() {
-    // While the lock is still held: the buffer may go as soon as it is released.
+    // While the lock is still held, since the buffer may be destroyed as soon as it is released.
     if (mNotify && mNotifyTarget != nullptr && mLock.owns_lock()) {
         mNotifyTarget->notify_one();
     }

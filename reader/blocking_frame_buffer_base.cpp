@@ -55,7 +55,7 @@ bool BlockingFrameBufferBase<Container>::push(Frame&& frame, std::chrono::micros
         return false;
     }
     const bool passed = !mLastPopped.isNull && !(time > mLastPopped) && !mFrames.empty();
-    // First of all: without memory for it the frame stays with the caller, and the buffer unchanged.
+    // First, so that without memory the frame stays with the caller and the buffer unchanged.
     pushBack(mFrames, std::move(frame));
     if (passed) {
         popFront(mFrames);
@@ -78,7 +78,7 @@ typename BlockingFrameBufferBase<Container>::Frame BlockingFrameBufferBase<Conta
     if (!mLastPopped.isNull && !(pts > mLastPopped)) {
         throw std::logic_error("BlockingFrameBufferBase::pop(): pts must be greater than last requested one");
     }
-    // Also after a selection that throws, which may have removed frames.
+    // Also updates the size after a selection that throws, since it may have removed frames.
     struct SizeKeeper {
         const Container& frames;
         std::atomic<std::size_t>& size;

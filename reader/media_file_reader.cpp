@@ -34,8 +34,7 @@ bool MediaFileReader::open() {
     mAudioTrack.reset();
     mVideoTrack.reset();
     FormatContext::open("", true, kAnalyzeDuration);
-    // Deliberate: whatever the source says of its time origin, the reader's time begins at the file's own
-    // zero.
+    // Deliberate: the reader's time begins at the file's own zero, whatever time origin the source has.
     setTimeOrigin(0);
     chooseTracks(0, 0);
     mLastPts = Timestamp();
@@ -120,8 +119,8 @@ std::variant<std::monostate, AudioFrame, VideoFrame> MediaFileReader::read() {
         if (mPlaybackMode != PlaybackMode::Loop || !isEOF() || isStreamed()) {
             return {};
         }
-        // Deliberate: a loop that would give nothing for ever ends instead. One pass without a frame may be
-        // the work of one broken packet, and the next pass may give frames again.
+        // Deliberate: a loop that would never give anything ends. One pass without a frame may be due to one
+        // broken packet, and the next pass may give frames again.
         const Pass ended = mPass;
         if (!ended.gavePacket || (!ended.gaveFrame && !ended.followsFrame)) {
             return {};
@@ -140,8 +139,7 @@ void MediaFileReader::restart() {
         throw std::runtime_error("movie file is not seekable, restart is not supported");
     }
     clearWarningsCtx();
-    // The origin is taken out of the target again: this is the file's own zero, however many passes lie
-    // behind.
+    // seek() subtracts the origin, so this is the file's own zero, however many passes there were.
     seek(Timestamp(Timebase(), timeOrigin()));
     mPass = Pass();
     setTimeOrigin(mLastPts.value);
@@ -164,7 +162,7 @@ bool MediaFileReader::isVideo(const Packet& packet) const noexcept {
 }
 
 void MediaFileReader::watch(const Packet& packet) {
-    // In this order: the first compares with the end of the packets before this one.
+    // In this order, since the first compares with the end of the previous packets.
     checkNonInterleavedWarning(packet);
     checkZeroDurationWarning(packet);
     const Timestamp end(Timebase(), wrappingAdd(packet.pts, packet.duration));

@@ -14,11 +14,11 @@ namespace {
 constexpr std::size_t kAudioCapacity = 100;
 constexpr std::size_t kVideoCapacity = 60;
 
-// How much of a track is to be buffered before frames are served, and how long a push waits at first, in
+// How much of a track is buffered before frames are served, and how long a push waits at first, in
 // microseconds.
 constexpr std::int64_t kPreload = 250000;
 
-// What the thread knows of how far it is ahead, in microseconds from the first frame.
+// How far the thread is ahead, in microseconds from the first frame.
 class Preloading {
 public:
     // A track that is not selected counts as buffered.
@@ -105,7 +105,7 @@ Frame MediaFileReaderAsync::getFrame(Queue& queue, const Timestamp& pts, std::ch
 }
 
 void MediaFileReaderAsync::readerThreadProc() try { readAhead(); } catch (const std::exception& error) {
-    // By print, which needs no memory: that may be what is missing.
+    // With print(), which needs no memory, since there may be none.
     logger::print(kLogError, "MediaFileReaderAsync: the reader thread ends the process: %s", error.what());
     throw;
 }
@@ -117,7 +117,7 @@ void MediaFileReaderAsync::readAhead() {
 
     const auto hand = [&](auto&& frame, auto& queue, const char* overflow) {
         preloading.add(frame);
-        // Deliberate: the frame that waits for room when the reader is destroyed is not one that was skipped.
+        // Deliberate: a frame that waits for room when the reader is destroyed does not count as skipped.
         if (!queue.push(std::forward<decltype(frame)>(frame), pushTimeout) && mRunning) {
             logger::log(kLogWarning) << overflow;
         }

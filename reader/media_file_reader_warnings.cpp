@@ -1,4 +1,4 @@
-// What MediaFileReader tells the user of the troubles of a file.
+// The warnings of MediaFileReader about problems of a file.
 
 #include <filesystem>
 
@@ -17,7 +17,7 @@ using vx::vdr::utils::Warning;
 constexpr std::int64_t kInterleavingTolerance = 349999;
 constexpr std::int64_t kDecodingTolerance = 200000;
 
-// The start of a cycle in which no frame was decoded yet.
+// The start of a cycle without a decoded frame.
 constexpr steady_clock::time_point kNextFrame = steady_clock::time_point::min();
 
 std::filesystem::path fileName(const std::string& url) {
@@ -36,7 +36,7 @@ void MediaFileReader::clearWarningsCtx() {
     mWarningsCtx.nonInterleaved = Warning();
     mWarningsCtx.audioPackets = 0;
     mWarningsCtx.videoPackets = 0;
-    // Deliberate: not now(). The time until the next frame is the caller's, not the decoder's.
+    // Deliberate: not now(), since the time until the next frame is the caller's, not the decoder's.
     mWarningsCtx.monitor.start = kNextFrame;
 }
 
@@ -100,7 +100,7 @@ void MediaFileReader::callbackIfDecodingIsSlow(const VideoFrame& frame) {
     if (monitor.start != steady_clock::time_point::max()) {
         const auto elapsed =
             std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - monitor.start);
-        // Deliberate: after a loop the time of a frame goes on while `elapsed` begins again, so the
+        // Deliberate: after a loop the times of frames continue while `elapsed` starts again, so the
         // comparison is far more lenient then.
         if (wrappingSubtract(frame.timestamp().value, elapsed.count()) < -kDecodingTolerance) {
             mWarningsCtx.decoding =

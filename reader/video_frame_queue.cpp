@@ -30,7 +30,7 @@ VideoFrame VideoFrameQueue::findFrame(Timestamp pts, std::deque<VideoFrame>& fra
            choose(pts, frames[passed].timestamp(), frames[passed + 1].timestamp())) {
         ++passed;
     }
-    // Before anything is removed: without memory for the copy the frames stay.
+    // Before anything is removed, so that the frames stay when there is no memory for the copy.
     VideoFrame answer = frames[passed];
     for (; passed > 0; --passed) {
         frames.pop_front();

@@ -19,7 +19,7 @@ namespace {
 
 using Face = FreeTypeTextRenderer::Face;
 
-// No font is as large; a film given by mistake may be.
+// No font is this large, but a film that is opened by mistake may be.
 constexpr std::uintmax_t kLargestFile = std::uintmax_t{1} << 30;
 
 // The size of each block in reserve.
@@ -57,7 +57,7 @@ void releaseFace(Face* face) {
     delete face;
 }
 
-// Empty for what cannot be a font: a file that is missing, not regular or too large.
+// The content of a file; empty if it cannot be a font because it is missing, not regular or too large.
 std::string contentOf(const std::string& path) {
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
@@ -98,7 +98,7 @@ FreeTypeTextRenderer::FacePtr FreeTypeTextRenderer::loadFace(const std::string& 
     if (FT_Select_Charmap(result->face, FT_ENCODING_UNICODE) != 0) {
         throw std::runtime_error(fmt::format("Could not select unicode charmap for font {}", fontFile));
     }
-    // Deliberate: FreeType takes 0 for 1, and negative sizes for huge ones.
+    // Deliberate: FreeType would treat 0 as 1, and negative sizes as huge ones.
     if (size < 1 || FT_Set_Pixel_Sizes(result->face, static_cast<FT_UInt>(size), 0) != 0 ||
         result->outOfMemory) {
         throw std::runtime_error(fmt::format("Could not set fontsize for font {}", fontFile));

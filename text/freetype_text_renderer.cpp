@@ -40,9 +40,9 @@ struct FreeTypeTextRenderer::Glyph {
     int advanceY;
     int left;
     int top;
-    // Of memory, with what belongs to it.
+    // The memory that the glyph takes, with everything that belongs to it.
     std::size_t bytes;
-    // The number of the last layout that shows it; 0 for none.
+    // The number of the last layout that shows the glyph; 0 for none.
     std::uint64_t layout;
 };
 
@@ -51,7 +51,7 @@ namespace {
 // FreeType's units are 64ths of a pixel.
 constexpr int kUnits = 64;
 constexpr char32_t kReplacement = U'?';
-// What all characters that the font lacks are kept under: not a character itself.
+// The key for all characters that the font lacks; not a character itself.
 constexpr char32_t kMissing = 0xffffffff;
 
 int madeEven(std::int64_t length) {
@@ -59,7 +59,7 @@ int madeEven(std::int64_t length) {
 }
 
 std::u32string decoded(const std::string& text) {
-    // Deprecated without a replacement. Deliberate: callers know its exception by its text.
+    // Deprecated without a replacement. Deliberate: callers rely on the text of its exception.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     std::wstring_convert<std::codecvt_utf8<char32_t, 0x10ffff>, char32_t> convert;
@@ -68,7 +68,7 @@ std::u32string decoded(const std::string& text) {
 }
 
 std::size_t bytesOf(const FT_Bitmap& bitmap) {
-    // The last is for the links of the map's node and what the heap adds to three blocks.
+    // The last term is for the links of the map's node and the heap's overhead for three blocks.
     constexpr std::size_t kOverhead = sizeof(std::pair<const char32_t, FreeTypeTextRenderer::Glyph>) +
                                       sizeof(FT_BitmapGlyphRec) + 10 * sizeof(void*);
     return kOverhead + std::size_t{bitmap.rows} * static_cast<unsigned>(std::abs(bitmap.pitch));
@@ -76,13 +76,12 @@ std::size_t bytesOf(const FT_Bitmap& bitmap) {
 
 void draw(const PictureView& view, const FFDrawContext& context, const FFDrawColor& color,
           const FT_Bitmap& bitmap, std::int64_t x, std::int64_t y) {
-    // What lies farther away would not show either, and its place does not fit the call.
+    // A glyph farther away would not show either, and its position does not fit the call.
     if (x >= view.size.width || y >= view.size.height || x + bitmap.width <= 0 || y + bitmap.rows <= 0) {
         return;
     }
     const bool oneBit = bitmap.pixel_mode == FT_PIXEL_MODE_MONO;
-    // Deliberate: all other bitmaps are taken as bytes. Rows of those with 2 or 4 bits a pixel are shorter
-    // than that.
+    // Deliberate: all other bitmaps are treated as bytes, but rows with 2 or 4 bits a pixel are shorter.
     const int width =
         static_cast<int>(oneBit ? bitmap.width : std::min(bitmap.width, static_cast<unsigned>(bitmap.pitch)));
     ffmpeg_ext::ff_blend_mask(&context, &color, view.data.data(), view.linesize.data(), view.size.width,
@@ -91,7 +90,7 @@ void draw(const PictureView& view, const FFDrawContext& context, const FFDrawCol
                               static_cast<int>(y));
 }
 
-// A transparent background needs an alpha plane, any other none.
+// A transparent background needs an alpha plane, any other does not.
 AVPixelFormat workingFormat(AVPixelFormat format, bool transparent) {
     switch (static_cast<int>(format)) {
     case AV_PIX_FMT_NV12:
@@ -160,7 +159,7 @@ FreeTypeTextRenderer::Glyph* FreeTypeTextRenderer::keptGlyph(char32_t code) {
     }
     FT_Face face = mFace->face;
     Glyph glyph{};
-    // Deliberate: the index of the requested character also where another one is shown.
+    // Deliberate: the index of the requested character, even if another one is shown.
     glyph.index = FT_Get_Char_Index(face, code);
     glyph.code = glyph.index != 0 ? code : kMissing;
     kept = mGlyphs.find(glyph.code);
@@ -169,7 +168,7 @@ FreeTypeTextRenderer::Glyph* FreeTypeTextRenderer::keptGlyph(char32_t code) {
     }
     mFace->outOfMemory = false;
     if (FT_Load_Char(face, code, FT_LOAD_RENDER) != 0 && !mFace->outOfMemory) {
-        // Deliberate: when this fails too, what the slot then holds decides.
+        // Deliberate: if this fails too, the content of the slot decides.
         FT_Load_Char(face, kReplacement, FT_LOAD_RENDER);
     }
     FT_Glyph image = nullptr;
@@ -182,7 +181,8 @@ FreeTypeTextRenderer::Glyph* FreeTypeTextRenderer::keptGlyph(char32_t code) {
         return nullptr;
     }
     glyph.image = image;
-    // The slot's own bitmap may share its pixels with the font. A glyph that could not be rendered has none.
+    // The slot's own bitmap may share its pixels with the font. A glyph that could not be rendered has no
+    // bitmap.
     if (image->format == FT_GLYPH_FORMAT_BITMAP) {
         glyph.bitmap = reinterpret_cast<FT_BitmapGlyph>(image)->bitmap;
     }
@@ -223,7 +223,7 @@ void FreeTypeTextRenderer::prepare(const std::string& text) {
     // The last text's memory is released, since that text may have been a very long one.
     std::string(text).swap(mText);
     std::vector<Placement>().swap(mPlacements);
-    // Until the layout is complete there is none: memory may run out.
+    // There is no layout until it is complete, since memory may run out.
     mTextWidth = -1;
     mTextHeight = -1;
     ++mLayout;
@@ -231,7 +231,7 @@ void FreeTypeTextRenderer::prepare(const std::string& text) {
     try {
         layOut(decoded(text));
     } catch (const std::range_error&) {
-        // Deliberate: a text that cannot be decoded is an empty one from then on.
+        // Deliberate: from now on a text that cannot be decoded counts as empty.
         mTextWidth = 0;
         mTextHeight = 0;
         throw;
@@ -251,7 +251,7 @@ void FreeTypeTextRenderer::layOut(const std::u32string& codes) {
     const auto ascender = static_cast<int>(metrics.ascender / kUnits);
     const std::int64_t lineHeight = metrics.y_ppem + std::abs(metrics.descender / kUnits);
 
-    // Wide, as texts and spacings may be of any length.
+    // 64 bits, since texts and spacings may have any length.
     std::int64_t width = 0;
     std::int64_t height = 0;
     std::int64_t pen = 0;
@@ -345,9 +345,9 @@ void FreeTypeTextRenderer::renderOn(Picture& picture, const std::string& text, P
     const FFDrawContext context =
         initDrawContext(picture.pixelFormat(), picture.colorRange() == AVCOL_RANGE_JPEG);
     const FFDrawColor color = initDrawColor(context, mFontColor);
-    // Not crop(), whose reference markModified() would refuse below, and which would cost memory.
+    // Not crop(): markModified() below would throw because of its reference, and it would need memory.
     const PictureView view = viewOf(picture, area);
-    // Deliberate: the position counts again, on top of the view that begins there.
+    // Deliberate: the position is added again, although the view begins there.
     const std::int64_t offsetX = std::int64_t{mPadding.left} - visibleArea.x + position.x;
     const std::int64_t offsetY = std::int64_t{mPadding.top} - visibleArea.y + position.y;
     for (const Placement& placement : mPlacements) {

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes a table and a plot of what the benchmarks measured.
+"""Makes a table and a plot of the benchmark results.
 
     tools/bench_report.py RESULTS FOLDER
 

@@ -4,8 +4,8 @@
     tools/check_layers.py [--root FOLDER] [--rules FILE]
 
 Public headers (include/vidorra/FOLDER/, platform/NAME/include/) and those of platform/NAME/internal/ count as parts of
-their folder. Programs (tests,
-benchmarks, fuzz targets) may include what they need; examples are callers and include public headers only.
+their folder. Programs (tests, benchmarks, fuzz targets) may include what they need; examples are callers and include
+only public headers.
 """
 import argparse
 import dataclasses

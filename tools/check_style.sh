@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
-# Checks the layout of all our C++ files with clang-format, and looks for defects in the library's sources with
+# Checks the layout of all our C++ files with clang-format, and checks the library's sources for defects with
 # clang-tidy, which needs the compile commands of the preset release.
 #   tools/check_style.sh          layout and defects
-#   tools/check_style.sh format   the layout alone
-#   tools/check_style.sh deep     with clang's analyzer besides, which takes more than twice the time
+#   tools/check_style.sh format   only the layout
+#   tools/check_style.sh deep     also runs clang's analyzer, which takes more than twice the time
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 tools/install_packages.sh style
 
-# What git knows or would add, but not what it ignores; in a copy without git, what lies outside build folders.
+# The files that git tracks or would add; in a copy without git, the files outside build folders.
 if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
     mapfile -t files < <(git ls-files --cached --others --exclude-standard '*.cpp' '*.h' | sort -u)
 else

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Makes sure that the packages of one or more purposes are installed:
 #   tools/install_packages.sh build test demo bench style
-# Only what is missing is installed, with apt-get, as root or through sudo. On a system without dpkg nothing is
-# installed; the build then says itself what it does not find.
+# Missing packages are installed with apt-get, as root or through sudo. On a system without dpkg nothing is
+# installed; the build then reports what it does not find.
 set -euo pipefail
 
 # purpose  package  what it is needed for

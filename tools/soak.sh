@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Lets readers come and go at random under the thread sanitizer, for so many seconds:
+# Creates and destroys readers at random under the thread sanitizer, for SECONDS seconds:
 #   tools/soak.sh SECONDS
-#   tools/soak.sh --destroy N    N readers that go at each of four moments
+#   tools/soak.sh --destroy N    destroys N readers at each of four moments
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 

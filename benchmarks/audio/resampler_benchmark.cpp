@@ -1,5 +1,5 @@
-// What the resampler costs above libswresample itself, which writes into memory that is there already. A
-// program that passes its buffers on has to allocate them too.
+// The overhead of the resampler over libswresample itself, which writes into existing memory. A program that
+// passes its buffers on also has to allocate them.
 #include <cstdio>
 #include <memory>
 #include <new>
@@ -54,7 +54,7 @@ AudioBuffer noise(const Case& kind, int samples) {
     return buffer;
 }
 
-// One of the two options exists in every generation of FFmpeg.
+// One of the two options exists in every FFmpeg version.
 void setStereo(SwrContext* context, const char* option, const char* oldOption) {
     if (av_opt_set(context, option, "stereo", 0) < 0) {
         av_opt_set_int(context, oldOption, kStereo, 0);
@@ -138,7 +138,7 @@ void benchmark(const Case& kind, const bench::Options& options) {
     bench::report({kind.title, "a buffer costs more by",
                    (comparison.seconds(ours) - comparison.seconds(plain)) * 1e6 / buffers, "us"});
     comparison.reportRatio(ours, intoNew, std::nullopt);
-    // Without a change of rate there is less to do than it takes to allocate the result.
+    // Without a change of rate the conversion takes less time than allocating the result.
     const bool resamples = kind.inRate != kind.outRate;
     comparison.reportRatio(ours, plain, resamples ? std::optional(bench::atMost(1.05)) : std::nullopt);
 }

@@ -1,4 +1,4 @@
-// What FormatContext costs above FFmpeg itself: reading with decoding, and reading alone.
+// The overhead of FormatContext over FFmpeg itself: reading with decoding, and only reading.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -89,7 +89,7 @@ void benchmarkDecoding(const std::string& path, int repetitions) {
 #endif
 }
 
-// Reads a file from end to end, so often that the time can be measured; opening it does not count.
+// Reads a whole file often enough to measure the time; opening it does not count.
 struct Reading {
     std::string path;
     int passes;

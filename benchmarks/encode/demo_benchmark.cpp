@@ -1,8 +1,8 @@
-// The demonstration as a whole, beside the ffmpeg program doing the same: a clip is decoded once to see what
-// is in it; then it is played in a loop at 30 frames a second, scaled to 720p and to full range, three opaque
-// windows and a moving half-transparent plate are laid over it, a title that fades in and a clock are drawn,
-// a second is black, and H.264 and AAC go into an MP4 file. Decoder and audio encoder have one thread each;
-// blending, filters and the video encoder have as many as the case says.
+// The whole demonstration, compared with the ffmpeg program doing the same. A clip is decoded once to see
+// its content. Then it is played in a loop at 30 frames a second and scaled to 720p and full range. Three
+// opaque windows and a moving half-transparent plate are composed on it, a title that fades in and a clock
+// are drawn, and one second is black. The result is written as H.264 and AAC into an MP4 file. Decoder and
+// audio encoder have one thread each; blending, filters and the video encoder have as many as the case says.
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -68,7 +68,7 @@ std::string plate() {
         shade(255, 20, 255), shade(200, 60, 255), shade(40, 140, 255), shade(128, 128, 160));
 }
 
-// The picture of the demonstration, of full range as that one, in the terms of FFmpeg's filters.
+// The demonstration's picture, also in full range, as FFmpeg filters.
 std::string filters() {
     const std::string signal = "enable='not(between(t,2,2.99))'";
     std::string graph = "[0:v]fps=30,scale=1280:720:flags=fast_bilinear:out_range=full[v0]";

@@ -1,8 +1,8 @@
-// A whole road of pictures: H.264 is decoded, a half-transparent picture of the same size is laid over it,
-// and libx264 encodes the result as fast as it can; beside the ffmpeg program with the same settings.
-// Decoder, filters and encoder have one thread each, and everything stays on one CPU. Nobody writes the
-// packets anywhere. The program reads its overlay from a file of raw pixels, once, and its start counts, as
-// the opening of file and encoder does for both.
+// A whole transcoding: H.264 is decoded, a half-transparent picture of the same size is composed on it, and
+// libx264 encodes the result as fast as it can. The competitor is the ffmpeg program with the same settings.
+// Decoder, filters and encoder have one thread each, and everything stays on one CPU. The packets are not
+// written. The ffmpeg program reads its overlay once from a file of raw pixels. Its start counts, and so
+// does opening file and encoder for both.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -200,7 +200,7 @@ void benchmark(const bench::Options& options) {
     Transcoder transcoder(source, size);
     const std::filesystem::path overlay = test::temporaryFile("overlay.yuv", rawPlanes(transcoder.overlay()));
 
-    // The same work gives about as many bytes, and pictures that are left as they were others.
+    // The same work gives about as many bytes. Without the overlay there would be more or fewer.
     const Encoded encoded = transcoder.run(std::numeric_limits<int>::max());
     const std::filesystem::path check = test::temporaryFolder() / "check.h264";
     test::run(command(source, overlay, size, encoded.pictures, {"-f", "h264", check.string()}));
@@ -230,7 +230,7 @@ void benchmark(const bench::Options& options) {
     comparison.printTable();
     for (const Column column : {Column::Cpu, Column::Wall}) {
         comparison.reportRatio(ours, program, bench::atMost(0.98), column);
-        // What is left when all that is done once does not count.
+        // The rest, without the work that is done only once.
         const auto further = [&](const std::string& name) {
             return comparison.seconds(name, column) - comparison.seconds(onePicture(name), column);
         };
@@ -245,7 +245,7 @@ void benchmark(const bench::Options& options) {
 
 int main(int argc, char** argv) try {
     const bench::Options options = bench::parseOptions(argc, argv, 7);
-    // The encoder says at length what it did.
+    // The encoder logs a long summary.
     av_log_set_level(AV_LOG_ERROR);
     benchmark(options);
 } catch (const std::exception& error) {

@@ -1,4 +1,4 @@
-// What a log line costs whose level is disabled, beside an empty loop.
+// The cost of a log line whose level is disabled, compared with an empty loop.
 #include <cstdio>
 
 #include "logger/logger.h"
@@ -6,7 +6,7 @@
 
 namespace {
 
-// Keeps the compiler from leaving out what computes the value, and from unrolling over it.
+// Keeps the compiler from removing the computation of the value, and from unrolling the loop.
 void keep(long value) {
     asm volatile("" : : "r"(value) : "memory");
 }

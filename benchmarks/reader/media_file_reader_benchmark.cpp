@@ -1,5 +1,5 @@
-// What the readers cost above FFmpeg itself, what the reader thread costs above the reader, and how long its
-// callers wait for an answer while it decodes.
+// The overhead of the readers over FFmpeg itself, that of the reader thread over the reader, and how long
+// callers wait for an answer while the thread decodes.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -44,7 +44,7 @@ void readLoops(const std::string& path, int frames, Stopwatch& stopwatch) {
     stopwatch.stop();
 }
 
-// Takes every frame from the thread, each as soon as it is there.
+// Takes every frame from the thread as soon as it is available.
 void readLoopsAsync(const std::string& path, int frames, Stopwatch& stopwatch) {
     stopwatch.start();
     MediaFileReaderAsync reader(path, Mode::Loop, std::nullopt, 0, nullptr);
@@ -53,9 +53,9 @@ void readLoopsAsync(const std::string& path, int frames, Stopwatch& stopwatch) {
     for (int i = 0; i < frames;) {
         const VideoFrame frame = reader.getVideoFrame(time, std::chrono::milliseconds(100));
         if (frame.empty() || (!last.isNull && frame.timestamp() <= last)) {
-            // The thread has not come that far, or the next frame is further away than usual, as where the
-            // file begins again. As long as the decoding of half a frame takes, so that the asking costs next
-            // to nothing.
+            // The thread is not there yet, or the next frame is further away than usual, as at the start of
+            // a loop. The pause takes as long as decoding half a frame, so that requests cost next to
+            // nothing.
             std::this_thread::sleep_for(std::chrono::milliseconds(4));
             time = frame.empty() ? time : time + Timestamp({}, 1000);
             continue;
@@ -68,7 +68,7 @@ void readLoopsAsync(const std::string& path, int frames, Stopwatch& stopwatch) {
 }
 
 void benchmarkReaders(const std::string& path, int repetitions) {
-    // Long enough for the decoder's pool of pictures, which has to fill the queue first, not to count.
+    // Long enough that filling the queue with the decoder's first pictures does not matter.
     constexpr int kLoops = 6;
     const std::string plain = "plain libavcodec loop";
     const std::string sync = "MediaFileReader";
@@ -76,7 +76,7 @@ void benchmarkReaders(const std::string& path, int repetitions) {
     const std::string async = "MediaFileReaderAsync, six loops";
     int frames = 0;
     int plainFrames = 0;
-    // Six loops count with the opening of the file.
+    // Opening the file counts, with six loops.
     Comparison comparison("read a file of H.264, one decoder thread");
     comparison.add(plain,
                    [&](Stopwatch& stopwatch) { plainFrames = bench::decodeByPlainLoop(path, stopwatch); });
@@ -102,7 +102,7 @@ void benchmarkReaders(const std::string& path, int repetitions) {
 #endif
 }
 
-// What one frame costs on its way through a queue, the waking of the other thread included.
+// The cost of one frame through a queue, including waking the other thread.
 void benchmarkQueue(bool shortRun) {
     const int frames = shortRun ? 1000 : 200000;
     constexpr unsigned long kMono = 4;
@@ -145,7 +145,7 @@ struct Latencies {
     }
 };
 
-// Four callers ask a reader that decodes for frames, two for each kind, at the pace of a clock.
+// While a reader decodes, four callers, two for each kind, request frames at the pace of a clock.
 void benchmarkLatency(const std::string& path, std::chrono::milliseconds duration) {
     MediaFileReaderAsync reader(path, Mode::Loop, 0, 0, nullptr);
     while (reader.getVideoFrame({{}, 0}, microseconds(0)).empty()) {
@@ -199,7 +199,7 @@ void benchmarkLatency(const std::string& path, std::chrono::milliseconds duratio
 
 int main(int argc, char** argv) try {
     const bench::Options options = bench::parseOptions(argc, argv);
-    // A reader that goes while its thread waits for room says that a frame is lost, which is no news here.
+    // A reader that is destroyed while its thread waits for room logs a lost frame, which is expected here.
     logger::setLevel(logger::Level::Error);
     const std::string path = bench::h264File(options.shortRun).string();
     benchmarkReaders(path, options.repetitions);

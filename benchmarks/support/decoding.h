@@ -8,12 +8,12 @@
 
 struct AVFormatContext;
 
-/// What the library's reading is compared with.
+/// What the library's reading is compared with: FFmpeg alone.
 namespace vidorra::bench {
 
 inline constexpr std::chrono::seconds kAnalyzeDuration(2);
 
-/// 1080p at a common bit rate, with B-frames; a short run gets by with a few small frames.
+/// 1080p at a common bit rate, with B-frames; a short run uses a few small frames.
 std::filesystem::path h264File(bool shortRun);
 
 /// The same pictures with a tone.
@@ -33,7 +33,7 @@ private:
     AVFormatContext* mContext = nullptr;
 };
 
-/// Reads and decodes with FFmpeg alone, on one thread; gives the number of frames.
+/// Reads and decodes with FFmpeg alone, on one thread; returns the number of frames.
 int decodeByPlainLoop(const std::string& path, Stopwatch& stopwatch);
 
 #ifdef VIDORRA_BENCHMARK_OPENCV

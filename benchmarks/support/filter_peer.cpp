@@ -23,8 +23,7 @@ void check(int result, const char* what) {
     }
 }
 
-// The ends of a graph's description that still lead nowhere, in the form that avfilter_graph_parse_ptr()
-// wants.
+// An open end of a graph's description, in the form that avfilter_graph_parse_ptr() needs.
 AVFilterInOut* openEnd(const std::string& name, AVFilterContext* filter, AVFilterInOut* next) {
     AVFilterInOut* end = avfilter_inout_alloc();
     end->name = av_strdup(name.c_str());
@@ -81,8 +80,7 @@ void FilterPeer::run(const std::vector<Planes>& pictures, const std::function<vo
             mFrame->data[plane] = planes.data[plane];
             mFrame->linesize[plane] = planes.linesize[plane];
         }
-        // It stands for the memory of all planes, of which it is the one owner, so that they may be written
-        // to.
+        // The buffer represents the memory of all planes. Its only reference makes the frame writable.
         mFrame->buf[0] = av_buffer_create(
             planes.data[0], 1, [](void*, std::uint8_t*) {}, nullptr, 0);
         check(av_buffersrc_add_frame_flags(mSources[i], mFrame, 0), "a filter graph takes no picture");

@@ -16,13 +16,13 @@ struct AVFrame;
 
 namespace vidorra::bench {
 
-/// A graph of FFmpeg's filters that takes pictures where they lie, in this process and on the calling thread.
+/// A graph of FFmpeg's filters that uses pictures in place, in this process and on the calling thread.
 ///
 ///     FilterPeer overlay("[in0][in1]overlay", {{AV_PIX_FMT_YUV420P, 1920, 1080}, {AV_PIX_FMT_YUVA420P, 640,
 ///     360}}); overlay.run({screen, logo});
 ///
-/// The pictures are not copied on their way in, and a filter may write into the first one where it stands, as
-/// overlay does: what is measured is the filter, with the frames that a program has to make for it.
+/// Input pictures are not copied, and a filter may write into the first one in place, as overlay does. This
+/// measures the filter, with the frames that a program has to make for it.
 class FilterPeer {
 public:
     struct Input {
@@ -42,8 +42,8 @@ public:
     FilterPeer& operator=(const FilterPeer&) = delete;
     ~FilterPeer();
 
-    /// Pushes one picture into each input and takes the one that comes out, which `look` may see. Throws
-    /// std::runtime_error when none comes.
+    /// Pushes one picture into each input, takes the output picture and passes it to `look`. Throws
+    /// std::runtime_error when none comes out.
     void run(const std::vector<Planes>& pictures, const std::function<void(const AVFrame&)>& look = {});
 
 private:

@@ -32,7 +32,7 @@ Times now() {
             clockSeconds(CLOCK_MONOTONIC)};
 }
 
-// Keeps the calling thread, and what it starts, on one CPU as long as it lives.
+// Keeps the calling thread, and threads that it starts, on one CPU during the object's lifetime.
 class PinToThisCpu {
 public:
     PinToThisCpu() {
@@ -112,7 +112,7 @@ void Comparison::run(int repetitions, Pinning pinning) {
     std::vector<std::size_t> order(mCompetitors.size());
     std::iota(order.begin(), order.end(), 0);
     std::mt19937 random(std::random_device{}());
-    // From -1 on: the first round warms up.
+    // Starts at -1, since the first round is a warm-up.
     for (int i = -1; i < repetitions; ++i) {
         std::shuffle(order.begin(), order.end(), random);
         for (const std::size_t index : order) {

@@ -28,7 +28,7 @@ private:
     Times mTotal;
 };
 
-/// One of the things that are compared. `run` does the work once, the stopwatch running around the part that
+/// One of the compared programs. `run` does the work once, and runs the stopwatch around the part that
 /// counts.
 struct Competitor {
     std::string name;
@@ -38,20 +38,20 @@ struct Competitor {
 /// What the command line asks for.
 struct Options {
     int repetitions;
-    /// Use the smallest input that still takes every path: the figures do not matter.
+    /// Use the smallest input that still covers every path; the figures do not matter.
     bool shortRun = false;
-    /// Measure only what has this in its title; empty for all.
+    /// Measure only comparisons with this in their title; empty for all.
     std::string only = {};
 
     [[nodiscard]] bool wants(const std::string& title) const { return title.find(only) != std::string::npos; }
 };
 
-/// Understands "--short", "--repetitions N", which is `repetitions` unless told, and "--only TEXT". Ends the
-/// program at anything else.
+/// Parses "--short", "--repetitions N", `repetitions` by default, and "--only TEXT". Exits for any other
+/// argument.
 Options parseOptions(int argc, char** argv, int repetitions = 15);
 
-/// Runs of several competitors in one process, all of them in each repetition and in a new random order, so
-/// that what slows the machine down meets all alike.
+/// Runs several competitors in one process: in each repetition all of them, in a new random order, so that
+/// disturbances of the machine affect all alike.
 class Comparison {
 public:
     explicit Comparison(std::string title) : mTitle(std::move(title)) {}
@@ -64,7 +64,7 @@ public:
     /// Measures; the first round is not counted.
     void run(int repetitions, Pinning pinning = Pinning::OneCpu);
 
-    /// CPU time for what work costs, wall time for how fast frames come.
+    /// CPU time for the cost of work, wall time for the rate of frames.
     enum class Column { Cpu, Wall };
 
     /// The median of the seconds of a competitor.
@@ -81,7 +81,7 @@ public:
     void reportRatio(const std::string& name, const std::string& reference, std::optional<Aim> aim,
                      Column column = Column::Cpu) const;
 
-    /// Reports by how much a competitor is faster than a peer: the peer's times over its own, in CPU time.
+    /// Reports how much faster a competitor is than a peer: the peer's CPU time divided by its own.
     void reportTimes(const std::string& name, const std::string& peer, std::optional<Aim> aim) const;
 
 private:
@@ -89,7 +89,7 @@ private:
 
     std::string mTitle;
     std::vector<Competitor> mCompetitors;
-    // One row a competitor, in their order.
+    // One row for each competitor, in their order.
     std::vector<std::vector<Times>> mTimes;
 };
 

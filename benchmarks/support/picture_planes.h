@@ -7,7 +7,7 @@
 
 namespace vidorra::bench {
 
-/// Where the pixels of a picture lie, for a graph of filters that may write to them.
+/// The planes of a picture, for a filter graph that may write to them.
 inline FilterPeer::Planes planesOf(Picture& picture) {
     FilterPeer::Planes planes{};
     for (std::size_t plane = 0; plane < planes.data.size(); ++plane) {

@@ -32,13 +32,13 @@ std::string cpuInfo(std::string_view key) {
     return "unknown";
 }
 
-// Virtual machines tell a name that several processors share: family and model tell them apart.
+// In a virtual machine several processors can have the same name; family and model distinguish them.
 std::string processor() {
     return fmt::format("{} (family {}, model {})", cpuInfo("model name"), cpuInfo("cpu family"),
                        cpuInfo("model"));
 }
 
-// "L1 Data 32K, L2 Unified 512K", of the first CPU.
+// The caches of the first CPU, such as "L1 Data 32K, L2 Unified 512K".
 std::string caches() {
     std::string result;
     for (int i = 0;; ++i) {
@@ -56,7 +56,7 @@ std::string caches() {
     }
 }
 
-// The sets of instructions that the kernels are written for.
+// The instruction sets that the kernels are written for.
 std::string instructions() {
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0) {

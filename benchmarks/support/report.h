@@ -3,10 +3,10 @@
 #include <optional>
 #include <string>
 
-/// Where all programs say what they measured.
+/// How all benchmark programs report their figures.
 namespace vidorra::bench {
 
-/// What a figure is wanted to be, and what it has to hold where that is less.
+/// The value that a figure should reach, and the floor that it must keep if that is lower.
 struct Aim {
     enum class Bound { AtLeast, AtMost };
 
@@ -25,9 +25,9 @@ constexpr Aim atMost(double value, std::optional<double> floor = std::nullopt) {
 
 /// One figure.
 struct Figure {
-    /// What was measured together, such as "NV12, faded, hot".
+    /// The comparison that it belongs to, such as "NV12, faded, hot".
     std::string group;
-    /// Which figure of it, such as "times OpenCV".
+    /// The figure within the comparison, such as "times OpenCV".
     std::string name;
     double value;
     /// Such as "us"; empty for a ratio.
@@ -39,17 +39,17 @@ struct Figure {
 std::string verdict(double value, const std::optional<Aim>& aim);
 
 /// Prints a figure with its aim and floor. When the environment variable VIDORRA_BENCHMARK_RESULTS names a
-/// file, the figure goes there too, as a line that tools/bench_report.py understands:
+/// file, the figure is also written there, as a line that tools/bench_report.py reads:
 ///
 ///     figure PROGRAM GROUP NAME VALUE UNIT BOUND AIM FLOOR VERDICT LOAD
 ///
 /// separated by tabs, where BOUND is "at least" or "at most", what does not apply is empty, and LOAD is the
-/// average number of running threads of the machine in the last minute. Before the first figure of a program
-/// stand lines "about WHAT VALUE" that tell the processor, its caches, the compiler and FFmpeg. Throws
+/// average number of running threads of the machine in the last minute. Lines "about WHAT VALUE" before the
+/// first figure of a program describe the processor, its caches, the compiler and FFmpeg. Throws
 /// std::runtime_error when the file cannot be written.
 void report(const Figure& figure);
 
-/// Says that figures from now on mean nothing, in what is printed and in the file: none is judged.
+/// Marks all later figures as meaningless, in the output and in the file; none is judged.
 void reportShortRun();
 
 }  // namespace vidorra::bench

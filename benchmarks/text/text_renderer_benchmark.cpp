@@ -1,4 +1,4 @@
-// Captions on 1080p pictures beside FFmpeg's drawtext filter. Both draw on the same picture of their own
+// Captions on 1080p pictures, compared with FFmpeg's drawtext filter. Each draws on a picture of its own
 // again and again.
 #include <cstdio>
 #include <exception>
@@ -55,7 +55,7 @@ void benchmark(const Case& kind, const bench::Options& options) {
                     "boxcolor=black:text='{}'",
                     kFont, kind.fontSize, kind.box ? 1 : 0, kCaption),
         input);
-    // What goes into handing a frame through a graph.
+    // The cost of passing a frame through a graph.
     bench::FilterPeer nothing("[in0]null", input);
     FreeTypeTextRenderer renderer(kFont, kind.fontSize);
     renderer.setFontColor(Color(255, 255, 255));

@@ -12,7 +12,7 @@
 namespace demo {
 namespace {
 
-// Room for some pictures of 2160p. The file has no blocks where nothing was written.
+// Room for some 2160p pictures. The file is sparse.
 constexpr std::size_t kMemorySize = std::size_t{256} << 20;
 
 [[noreturn]] void fail(const std::string& path) {
@@ -51,7 +51,7 @@ Accelerator::Accelerator(const std::string& path)
     if (!std::ofstream(mDeviceFile)) {
         fail(mDeviceFile);
     }
-    // Devices are named below /dev.
+    // Device names are relative to /dev.
     const std::string name = ".." + std::filesystem::absolute(mDeviceFile).string();
     mScaler = std::make_unique<vidorra::z5::PictureScaler>(name);
     mScaler->setPictureAllocator(mMemory.get());

@@ -9,12 +9,12 @@
 
 namespace demo {
 
-/// A hardware accelerator and the memory that it reaches. Files that this makes, and removes, stand in for
-/// the devices, so that the road through one runs on any machine. On a device the memory is a
-/// vidorra::UdmaBufPictureAllocator, and the name that of the accelerator's device.
+/// A hardware accelerator and the memory that it can reach. The object makes and removes files that replace
+/// the devices, so that code that uses an accelerator runs on any machine. On a device, use a
+/// vidorra::UdmaBufPictureAllocator for the memory, and the name of the accelerator's device.
 class Accelerator {
 public:
-    /// Makes the files under names that begin with `path`. Throws std::system_error where that fails.
+    /// Makes the files under names that begin with `path`. Throws std::system_error when that fails.
     explicit Accelerator(const std::string& path);
     Accelerator(const Accelerator&) = delete;
     Accelerator& operator=(const Accelerator&) = delete;

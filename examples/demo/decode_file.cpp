@@ -90,7 +90,7 @@ private:
         }
     }
 
-    // A decoder that reorders frames keeps some until it hears that no packet follows.
+    // A decoder that reorders frames keeps some until it is told that no packet follows.
     void takeRest(unsigned index) {
         const auto* decoder = dynamic_cast<vidorra::VideoDecoder*>(mSource.getCodecContext(index).get());
         if (decoder == nullptr || mStreams[index].packets() == 0) {

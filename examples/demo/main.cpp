@@ -1,4 +1,4 @@
-// A tour of the library: what it makes of a media file, how it plays one, and how it records what it plays.
+// A tour of the library: it decodes a media file, plays it, and records what it plays.
 #include <iostream>
 #include <optional>
 

@@ -42,7 +42,7 @@ double positiveNumber(std::string_view option, const char* text) {
     return number;
 }
 
-// Where an option that names a file puts it; null for other arguments.
+// The member for the file name of an option; null for other arguments.
 std::string* pathOf(Options& options, std::string_view argument) {
     const std::pair<std::string_view, std::string*> paths[] = {{"--plot", &options.plot},
                                                                {"-o", &options.output},

@@ -4,30 +4,30 @@
 
 namespace demo {
 
-/// What the command line asks for.
+/// The options on the command line.
 struct Options {
     std::string file;
     bool verbose = false;
     bool help = false;
     /// Whether playing is paced by the real clock.
     bool realtime = false;
-    /// How long to play: so many loops, or if that is 0 so many seconds.
+    /// How long to play: this many loops, or this many seconds if `loops` is 0.
     double loops = 3;
     double seconds = 0;
-    /// Where the plot goes; nowhere if empty.
+    /// The file for the plot; none if empty.
     std::string plot;
-    /// Where the recording goes, nowhere if empty, and what describes its encoders.
+    /// The file for the recording, none if empty, and the file that describes its encoders.
     std::string output;
     std::string config;
-    /// The font of the texts in it; there are none if empty.
+    /// The font of the recording's texts; no texts if empty.
     std::string font;
     /// Whether the recording is composed by an accelerator.
     bool accelerator = false;
-    /// Where the sheet with pictures of the recording goes; nowhere if empty.
+    /// The file for the sheet with pictures of the recording; none if empty.
     std::string sheet;
 };
 
-/// Reads the command line. Throws std::invalid_argument for one that makes no sense.
+/// Parses the command line. Throws std::invalid_argument for an invalid one.
 Options parseOptions(int argc, char** argv);
 
 /// How to call the program.

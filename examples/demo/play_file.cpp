@@ -22,10 +22,10 @@ using std::chrono::steady_clock;
 constexpr int kTicksPerSecond = 30;
 constexpr std::int64_t kTickLength = 1000000 / kTicksPerSecond;
 
-// How long a frame is waited for when nobody paces the clock.
+// How long to wait for a frame when nothing paces the clock.
 constexpr microseconds kPatience{50000};
 
-// Of the program's own clock, which begins anywhere.
+// The start of the program's own clock; any time will do.
 const vidorra::Timestamp kStart({}, 1000000);
 
 double seconds(const vidorra::Timestamp& time) {
@@ -72,7 +72,7 @@ private:
             track(facts.hasVideo), nullptr);
     }
 
-    // Requests are answered by nothing until enough is buffered, and set no anchor before that.
+    // Until enough is buffered requests return nothing and do not set the start of the clock.
     void waitUntilReady() {
         const auto start = steady_clock::now();
         const auto deadline = start + std::chrono::seconds(30);
@@ -123,9 +123,9 @@ private:
         return mReader->getVideoFrame(asked, microseconds(kTickLength));
     }
 
-    // Without a pace the clock runs ahead of the decoder, which answers with the newest frame that it has. So
-    // the clock waits for a frame that fits the time, asking a microsecond later each time: no time may be
-    // asked for twice.
+    // Without pacing the clock runs ahead of the decoder, and the answer is the newest frame so far. So this
+    // waits for a frame that fits the time, and requests a time one microsecond later with each try, since
+    // no time may be requested twice.
     vidorra::VideoFrame askPatiently(const vidorra::Timestamp& asked) {
         const auto deadline = steady_clock::now() + kPatience;
         const double tolerance = mFacts.frameInterval * 0.75;
@@ -147,7 +147,7 @@ private:
         while (mNextAudio < end) {
             const vidorra::AudioFrame frame = mReader->getAudioFrame(mNextAudio, microseconds(kTickLength));
             if (frame.empty()) {
-                // A gap in the audio: on with the next tick.
+                // A gap in the audio: continue with the next tick.
                 ++mEmptyAudio;
                 mNextAudio = end;
                 return;

@@ -15,7 +15,7 @@ using vidorra::Size;
 
 constexpr int kThreads = 2;
 
-// From this many pixels on, what windows hide of each other is cut away.
+// Hidden parts of windows are cut away if they have at least this many pixels.
 constexpr unsigned kSmallestCut = 32 * 32;
 
 constexpr double kFadeSeconds = 1.5;
@@ -81,21 +81,22 @@ Programme::Programme(Size size, const std::string& font, Accelerator* accelerato
 }
 
 Picture Programme::onCanvas(const Picture& picture) {
-    // A picture that does not say its range has a limited one.
+    // A picture with an unspecified range counts as limited.
     const AVColorRange range = picture.colorRange() == kRange ? kRange : AVCOL_RANGE_MPEG;
     const Size size = mAccelerator != nullptr ? picture.frameSize() : mSize;
     Picture source = mScaler.scale(picture, size, AV_PIX_FMT_YUV420P, range);
     if (source.colorRange() == AVCOL_RANGE_MPEG) {
-        // By itself, at one size, the range is changed exactly, and many times faster than while scaling.
+        // Changing the range separately, at the same size, is exact, and many times faster than during
+        // scaling.
         source = vidorra::ColorSpaceConverter::convertTo(source, AV_PIX_FMT_YUV420P, kRange);
     }
     if (mAccelerator != nullptr) {
-        // The accelerator scales what lies in its memory.
+        // The accelerator only scales pictures in its memory.
         source = vidorra::ColorSpaceConverter::convertTo(&mAllocator, source, kFormat, kRange);
         return mAccelerator->scaler().scale(source, mSize, false);
     }
     Picture canvas = mInterleaver.convertToColorspace(source, kFormat, kRange);
-    // It shares the decoder's pixels when nothing had to change.
+    // The canvas shares the decoder's pixels if nothing had to change.
     canvas.makeEditable();
     return canvas;
 }

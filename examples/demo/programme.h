@@ -10,24 +10,23 @@
 
 namespace demo {
 
-/// Composes the pictures of the demonstration's programme: the played picture in the programme's size, over
-/// it a stack of windows, a half-transparent plate that wanders about, a title that fades in, and the
-/// timecode.
+/// Composes the pictures of the demonstration's programme: the played picture in the programme's size, and
+/// on it a stack of windows, a moving half-transparent plate, a title that fades in, and the timecode.
 ///
-/// Its pictures are NV12 of full range.
+/// Its pictures are full-range NV12.
 class Programme {
 public:
     static constexpr AVPixelFormat kFormat = AV_PIX_FMT_NV12;
     static constexpr AVColorRange kRange = AVCOL_RANGE_JPEG;
 
-    /// Without a font there are no texts. With an accelerator, which must outlive this object and its
-    /// pictures, that one scales and composes, in its memory.
+    /// Without a font there are no texts. The accelerator may be null and must otherwise outlive this object
+    /// and its pictures; it then scales and composes, in its memory.
     Programme(vidorra::Size size, const std::string& font, Accelerator* accelerator);
 
-    /// What stands in for the programme while the signal is lost.
+    /// The picture that replaces the programme while the signal is lost.
     [[nodiscard]] const vidorra::Picture& black() const { return mBlack; }
 
-    /// The programme so many seconds after its begin.
+    /// The programme so many seconds after its start.
     [[nodiscard]] vidorra::Picture compose(const vidorra::Picture& played, double seconds,
                                            const std::string& timecode);
 

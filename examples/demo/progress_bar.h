@@ -6,22 +6,22 @@
 
 namespace demo {
 
-/// A bar in the last line of a terminal. Where stdout is no terminal it stays invisible.
+/// A bar in the last line of a terminal. It is invisible if stdout is not a terminal.
 class ProgressBar {
 public:
     ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
-    /// Wipes the bar away.
+    /// Erases the bar.
     ~ProgressBar();
 
-    /// Whether the bar would be drawn now: it is at most ten times a second.
+    /// Whether the bar would be drawn now; it is drawn at most ten times a second.
     [[nodiscard]] bool isDue() const;
 
-    /// Draws the bar, `done` of 1 filled, with a text behind it. Without `done` the text stands alone.
+    /// Draws the bar, filled by the fraction `done`, followed by a text. Without `done` draws only the text.
     void draw(std::optional<double> done, const std::string& text);
 
-    /// Wipes the bar away until it is drawn again.
+    /// Erases the bar until it is drawn again.
     void clear();
 
 private:

@@ -21,7 +21,7 @@ double seconds(const vidorra::Timestamp& time) {
     return static_cast<double>(time.value) * time.timebase.num / time.timebase.den;
 }
 
-// "00:00:01:12": the description without the time base behind it.
+// "00:00:01:12": the description without the time base after it.
 std::string clockText(const vidorra::SMPTE12Timecode& timecode) {
     const std::string text = timecode.debugDescription();
     return text.substr(0, text.find(' '));

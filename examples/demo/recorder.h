@@ -13,19 +13,19 @@
 
 namespace demo {
 
-/// Makes a programme of the frames that it is given, and encodes it into a file: scaled to the size of the
-/// encoder, with a half-transparent picture that wanders over it, stamped with timecodes, and with a second
-/// in which the signal is lost.
+/// Makes a programme from the frames that it gets and encodes it into a file: scaled to the size of the
+/// encoder, with a moving half-transparent picture on it, stamped with timecodes, and with one second of
+/// lost signal.
 class Recorder {
 public:
-    /// Opens encoders and file. Throws std::runtime_error where that fails.
+    /// Opens the encoders and the file. Throws std::runtime_error when that fails.
     Recorder(const Options& options, bool withAudio);
 
-    /// The next frame of the programme, `time` after its begin in the unit of the encoder. An empty frame
-    /// repeats the one before.
+    /// Takes the next frame of the programme, `time` after its start in the unit of the encoder. An empty
+    /// frame repeats the one before.
     void takeVideo(const vidorra::VideoFrame& frame, const vidorra::Timestamp& time);
 
-    /// The next sound of the programme.
+    /// Takes the next sound of the programme.
     void takeAudio(const vidorra::AudioFrame& frame, const vidorra::Timestamp& time);
 
     /// Completes the file.
@@ -33,7 +33,7 @@ public:
 
     [[nodiscard]] std::uint64_t frames() const { return mFrames; }
 
-    /// Says what was encoded, and which packets carry the mark of a lost signal. After finish().
+    /// Reports what was encoded, and which packets are marked for a lost signal. Call it after finish().
     void summarise(std::ostream& output) const;
 
 private:
@@ -41,7 +41,7 @@ private:
     void addVideo(const objstream::object& configs);
 
     std::string mPath;
-    // Before all that holds pictures of its memory, the writer among them.
+    // Declared before everything that holds pictures in its memory, such as the writer.
     std::unique_ptr<Accelerator> mAccelerator;
     vidorra::MediaFileWriter mWriter;
     vidorra::MediaFileWriter::Track mVideo = 0;

@@ -8,7 +8,7 @@
 
 namespace demo {
 
-/// What was seen of one stream.
+/// A report about one stream.
 class StreamReport {
 public:
     /// Opens the stream's decoder, to name it.
@@ -37,7 +37,7 @@ private:
     std::uint64_t mKeyPackets = 0;
     std::uint64_t mBytes = 0;
     std::uint64_t mFrames = 0;
-    // Of the frames where there are any, otherwise of the packets.
+    // The times of the frames if there are any, otherwise of the packets.
     vidorra::Timestamp mFirst;
     vidorra::Timestamp mLast;
 };

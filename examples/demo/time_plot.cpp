@@ -16,7 +16,7 @@ constexpr const char* kGrid = "#d8dde3";
 constexpr const char* kLoop = "#b0611c";
 constexpr const char* kData = "#1b5e9b";
 
-/// A rectangle of the drawing with the values that its edges stand for.
+/// A rectangle of the drawing with the values at its edges.
 struct Panel {
     double left, top, right, bottom;
     double minX, maxX, minY, maxY;
@@ -87,7 +87,7 @@ void drawAxes(Svg& svg, const Panel& panel, const std::string& label, double loo
     const double stepY = gridStep(panel.maxY - panel.minY);
     for (double value = std::ceil(panel.minY / stepY) * stepY; value <= panel.maxY; value += stepY) {
         svg.line(panel.left, panel.y(value), panel.right, panel.y(value), kGrid);
-        // Nothing below a thousandth of a step is but the remainder of the arithmetic.
+        // A value below a thousandth of a step is only a rounding error.
         const double shown = std::abs(value) < stepY / 1000 ? 0 : value;
         svg.text(panel.left - 8, panel.y(value) + 4, "end", fmt::format("{:g}", shown));
     }

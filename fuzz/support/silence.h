@@ -8,8 +8,8 @@ extern "C" {
 
 namespace vidorra::fuzz {
 
-/// Keeps refused inputs from filling the terminal: FFmpeg says nothing, and the library's lines are made, up
-/// to the last level, and dropped.
+/// Keeps refused inputs from filling the terminal: FFmpeg logs nothing, and the library's lines are built,
+/// at all levels, and dropped.
 inline void silence() {
     static const bool done = [] {
         av_log_set_level(AV_LOG_QUIET);

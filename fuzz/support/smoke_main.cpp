@@ -1,5 +1,5 @@
-// Runs a fuzz target without libFuzzer: over its seeds, or over the files that are given. With
-// "--write-seeds FOLDER" it writes the seeds as files instead.
+// Runs a fuzz target without libFuzzer: over its seeds, or over the given files. With "--write-seeds FOLDER"
+// it writes the seeds as files instead.
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -10,7 +10,7 @@
 namespace {
 
 void run(const std::string& input) {
-    // A copy of the exact size, in which a read behind the end can be seen.
+    // A copy of the exact size, so that a read past the end is detected.
     const std::vector<std::uint8_t> bytes(input.begin(), input.end());
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }

@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-/// What libFuzzer calls, and the smoke program with it; each target defines it.
+/// The function that libFuzzer and the smoke program call; each target defines it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace vidorra::fuzz {
 
-/// Inputs to begin with; each target defines them.
+/// The first inputs; each target defines them.
 std::vector<std::string> seeds();
 
-/// Ends the program when the library does not do what it promises.
+/// Aborts the program when the library breaks a promise.
 inline void expect(bool holds, const char* promise) {
     if (!holds) {
         std::fprintf(stderr, "broken promise: %s\n", promise);
@@ -23,7 +23,7 @@ inline void expect(bool holds, const char* promise) {
     }
 }
 
-/// Takes numbers off the front of an input; zeros when it is used up.
+/// Takes numbers from the front of an input; zeros when it is used up.
 class Input {
 public:
     Input(const std::uint8_t* data, std::size_t size) : mData(data), mSize(size) {}
@@ -50,7 +50,7 @@ public:
     /// Up to and including `last`, which is less than 256.
     int upTo(int last) { return byte() % (last + 1); }
 
-    /// All that is left.
+    /// The rest of the input.
     std::string rest() {
         std::string text(reinterpret_cast<const char*>(mData), mSize);
         mSize = 0;

@@ -1,10 +1,10 @@
 #pragma once
 
-/// Everything public of the library.
+/// Includes all public headers of the library.
 
 #include "logger/logger.h"
 #include "objstream/object.h"
-// Ours, and not of every device's maker.
+// Part of our implementation; a device maker's package may lack it.
 #if __has_include("objstream/json.h")
 #include "objstream/json.h"
 #endif
@@ -13,6 +13,7 @@
 #include "vdr_utils/warning.h"
 #include "vdr_utils/warnings_store_async.h"
 #include "vidorra/audio/resampler.h"
+#include "vidorra/clip/clip_player.h"
 #include "vidorra/clip/clip_reader.h"
 #include "vidorra/core/av_error.h"
 #include "vidorra/core/av_ptr.h"

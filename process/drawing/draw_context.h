@@ -8,8 +8,8 @@ namespace vidorra {
 using ffmpeg_ext::FFDrawColor;
 using ffmpeg_ext::FFDrawContext;
 
-/// What drawing on a format needs; alpha is drawn as well. Throws std::runtime_error for a format that cannot
-/// be drawn on.
+/// The context for drawing on a format; alpha is drawn too. Throws std::runtime_error for an unsupported
+/// format.
 FFDrawContext initDrawContext(AVPixelFormat format, bool fullRange);
 
 /// The colour's samples.

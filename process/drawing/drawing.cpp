@@ -27,7 +27,7 @@ void fillRectangle(Picture& picture, Rect rect, Color color) {
     const FFDrawContext context =
         initDrawContext(picture.pixelFormat(), picture.colorRange() == AVCOL_RANGE_JPEG);
     const FFDrawColor drawColor = initDrawColor(context, color);
-    // Deliberate: position and size are rounded each by itself.
+    // Deliberate: position and size are rounded separately.
     const Rect whole = ChromaGrid(context.hsub_max, context.vsub_max).down(area);
     ffmpeg_ext::ff_fill_rectangle(&context, &drawColor, picture.data().data(), picture.linesize().data(),
                                   whole.x, whole.y, whole.width, whole.height);
@@ -58,7 +58,7 @@ void fillWithDebugData(Picture& picture) {
         if (const std::optional<std::size_t> available = picture.bytesInBuffer(plane)) {
             bytes = std::min(bytes, static_cast<std::int64_t>(*available));
         }
-        // Deliberate: runs of the picture's width also in planes that are narrower.
+        // Deliberate: runs of the picture's width, even in narrower planes.
         const std::int64_t run = width > 0 ? width : bytes;
         for (std::int64_t i = 0; i < bytes; i += run) {
             std::memset(data + i, static_cast<int>(i / run % 256),

@@ -15,9 +15,9 @@ extern "C" {
 namespace vidorra::ffmpeg_ext {
 namespace {
 
-// AV_PIX_FMT_FLAG_PSEUDOPAL, which later generations no longer define.
+// AV_PIX_FMT_FLAG_PSEUDOPAL, which later versions no longer define.
 constexpr std::uint64_t kPretendedPalette = 0x40;
-// Others mean that a plane does not hold plain samples in the order of its bytes.
+// Any other flag means that a plane does not hold plain samples in byte order.
 constexpr std::uint64_t kDrawableFlags =
     AV_PIX_FMT_FLAG_PLANAR | AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_ALPHA | kPretendedPalette;
 
@@ -32,7 +32,7 @@ int ceilShift(int value, int shift) {
     return -(-value >> shift);
 }
 
-// The colour's components as fractions of the largest sample, in the order of the format.
+// The colour's components as fractions of the largest sample, in the format's order.
 std::array<double, 4> componentsOf(const FFDrawContext& draw, const FFDrawColor& color) {
     const double red = color.rgba[0] / 255.0;
     const double green = color.rgba[1] / 255.0;
@@ -75,7 +75,7 @@ int ff_draw_init(FFDrawContext* draw, AVPixelFormat format, unsigned flags) {
     for (int i = 0; i < desc->nb_components; ++i) {
         const AVComponentDescriptor& component = desc->comp[i];
         int& step = result.pixelstep[component.plane];
-        // Unequal distances are those of packed formats with subsampled chroma.
+        // Packed formats with subsampled chroma have unequal distances.
         if (!isDrawable(component) || (step != 0 && step != component.step)) {
             return AVERROR(ENOSYS);
         }
@@ -98,7 +98,7 @@ void ff_draw_color(const FFDrawContext* draw, FFDrawColor* color, const std::uin
     const std::array<double, 4> values = componentsOf(*draw, result);
     for (int i = 0; i < draw->desc->nb_components; ++i) {
         const AVComponentDescriptor& component = draw->desc->comp[i];
-        // Deliberate: the range of the bits below a sample's own counts too, so that they are set as well.
+        // Deliberate: the range includes the bits below a sample's own, so that they are set too.
         const int largest = (1 << (component.depth + component.shift)) - 1;
         const auto sample = static_cast<unsigned>(std::clamp(values[i] * largest + 0.5, 0.0, largest + 0.0));
         std::uint8_t* bytes = result.comp[component.plane] + component.offset;
@@ -146,7 +146,7 @@ void ff_fill_rectangle(const FFDrawContext* draw, const FFDrawColor* color, std:
         }
         std::uint8_t* first = dst[plane] + (dstY >> vsub) * stride + (dstX >> hsub) * step;
         std::memcpy(first, color->comp[plane], static_cast<std::size_t>(step));
-        // The part of the first row that stands is doubled until the row is full.
+        // Doubles the written part of the first row until the row is full.
         for (std::ptrdiff_t filled = step; filled < bytes;) {
             const std::ptrdiff_t more = std::min(filled, bytes - filled);
             std::memcpy(first + filled, first, static_cast<std::size_t>(more));

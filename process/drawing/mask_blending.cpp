@@ -1,5 +1,5 @@
-// Blending through masks, in tiles of a plane: the coverages of its samples, which are averages of the mask
-// where the plane is subsampled, are spread over the bytes of packed pixels.
+// Blending through masks, in tiles of a plane. The coverages of its samples, which are averages of the mask
+// in subsampled planes, are repeated for all bytes of packed pixels.
 
 #include "process/drawing/mask_blending.h"
 
@@ -21,8 +21,8 @@ using ffmpeg_ext::FFDrawContext;
 
 namespace {
 
-// Writes one coverage for each byte of the pixels, 0 for those that are not drawn. Behind the last there must
-// be room for another pixel.
+// Writes one coverage for each byte of the pixels, 0 for bytes that are not drawn. There must be room for
+// another pixel after the last.
 void spread(std::uint8_t* bytes, const std::uint8_t* coverages, int count, const Ink& ink) {
     std::uint32_t drawn;
     load(drawn, ink.drawn.data());
@@ -36,7 +36,7 @@ void spread(std::uint8_t* bytes, const std::uint8_t* coverages, int count, const
             store(bytes + 4 * i, pixel(i));
         }
     } else {
-        // The bytes too many are overwritten by the next pixel.
+        // The next pixel overwrites the extra bytes.
         for (int i = 0; i < count; ++i) {
             store(bytes + ink.step * i, pixel(i));
         }
@@ -62,7 +62,7 @@ void blendWords(const Bytes& dst, int step, unsigned fresh, unsigned alpha, cons
     }
 }
 
-// What is the same for all planes.
+// The parts that are the same for all planes.
 class Drawing {
 public:
     Drawing(const FFDrawContext& context, const FFDrawColor& color, std::uint8_t* const* dst,
@@ -73,7 +73,7 @@ public:
         mComponents = context.desc->nb_components - (keepsAlpha ? 1 : 0);
     }
 
-    // Blends on two planes of one subsampling, as far as the format has them.
+    // Blends on those of two planes with the same subsampling that the format has.
     void blendPlanes(const MaskedSamples& samples, const std::array<unsigned, 2>& planes) const {
         Target targets[2];
         int count = 0;
@@ -126,7 +126,7 @@ private:
         Ink& ink = target.ink;
         ink.step = mContext.pixelstep[plane];
         if (isWide()) {
-            // Deliberate: full coverage stays a 255th below the whole.
+            // Deliberate: full coverage stays 1/255 below the whole.
             ink.alpha = (0x101U * mColor.rgba[3] + 2) >> 8;
             return target;
         }
@@ -146,7 +146,7 @@ private:
     }
 
     void blendTile(const MaskedSamples& samples, const Tile& tile, const Target* targets, int count) const {
-        // Not cleared: what is read was written before.
+        // Not cleared, since only written bytes are read.
         std::uint8_t averages[kTileWidth * kTileHeight];
         Coverages coverages{averages, kTileWidth};
         if (samples.isPlain()) {
@@ -198,7 +198,7 @@ private:
     std::uint8_t* const* mDst;
     const int* mLinesize;
     const Kernels& mKernels;
-    // Those in front of an alpha component that stays.
+    // The components before an alpha component that stays unchanged.
     int mComponents;
 };
 

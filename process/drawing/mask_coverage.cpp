@@ -3,7 +3,7 @@
 namespace vidorra::masks {
 namespace {
 
-// Averages of 2 by 2 bytes, or of 2 by 1 and as many zeros when `below` is null.
+// Averages of 2 by 2 bytes; zeros replace the second row when `below` is null.
 template <class Pairs, class Averages>
 void averageSquaresBy(std::uint8_t* averages, const std::uint8_t* row, const std::uint8_t* below) {
     // The order of the two bytes does not matter.
@@ -22,7 +22,7 @@ void averageSquare(std::uint8_t* average, const std::uint8_t* row, const std::ui
         static_cast<std::uint8_t>((row[0] + row[1] + (below != nullptr ? below[0] + below[1] : 0)) >> 2);
 }
 
-// Rows of them. The last vector ends with the row and may overlap the one before.
+// Averages a row of squares. The last vector ends with the row and may overlap the one before.
 void averageSquares(std::uint8_t* averages, const std::uint8_t* row, const std::uint8_t* below, int count) {
     using Pairs8 __attribute__((vector_size(16))) = std::uint16_t;
     using Pairs4 __attribute__((vector_size(8))) = std::uint16_t;
@@ -59,7 +59,7 @@ void MaskedSamples::average(const Bytes& coverages, const Tile& tile) const {
             averageSamples(out, tile.x, tile.width, tile.y + y);
             continue;
         }
-        // Samples at the ends may be covered by one column only.
+        // Samples at the ends may be covered by only one column.
         const int before = mAcross.first > 0 ? 1 : 0;
         const int head = tile.x == 0 ? before : 0;
         const int whole = std::clamp(before + mAcross.whole - tile.x - head, 0, tile.width - head);

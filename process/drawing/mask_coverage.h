@@ -7,8 +7,8 @@
 
 namespace vidorra::masks {
 
-/// Mask pixels along one axis that fall on one picture plane: `first` and `last` are the parts of a sample at
-/// the ends, `whole` the full samples between them.
+/// The mask pixels along one axis that fall on a picture plane: `first` and `last` are the partial samples
+/// at the ends, `whole` the full samples between them.
 struct Span {
     int start;
     int first;
@@ -23,7 +23,7 @@ struct Span {
         last = (length - first) & grid;
     }
     [[nodiscard]] int samples() const { return (first > 0 ? 1 : 0) + whole + (last > 0 ? 1 : 0); }
-    /// Mask pixels of the sample at `index`, of 2 to the power of `shift`.
+    /// The mask pixels of the sample at `index`, out of 2 to the power of `shift`.
     [[nodiscard]] int pixels(int index, int shift) const {
         if (first > 0) {
             if (index == 0) {
@@ -33,13 +33,13 @@ struct Span {
         }
         return index < whole ? 1 << shift : last;
     }
-    /// Mask pixels in front of the sample at `index`.
+    /// The mask pixels before the sample at `index`.
     [[nodiscard]] int before(int index, int shift) const {
         return index == 0 ? 0 : first + ((index - (first > 0 ? 1 : 0)) << shift);
     }
 };
 
-/// The part of a mask that lies on the picture: where it begins in the mask and in the picture.
+/// The part of a mask that is on the picture: where it begins in the mask and in the picture.
 struct Clipped {
     int mask = 0;
     int position = 0;
@@ -56,7 +56,7 @@ struct Clipped {
     }
 };
 
-/// A mask of 8 bits a pixel, or of 1, the highest bit first.
+/// A mask of 8 bits a pixel, or of 1 bit with the highest bit first.
 struct Mask : Coverages {
     int width;
     int height;
@@ -70,7 +70,7 @@ struct Mask : Coverages {
     }
 };
 
-/// The part of a plane whose coverages are worked out at a time, in samples.
+/// The part of a plane whose coverages are computed at a time, in samples.
 inline constexpr int kTileWidth = 64;
 inline constexpr int kTileHeight = 32;
 
@@ -93,13 +93,13 @@ public:
           mAcross(columns.position, columns.length, mHsub),
           mDown(rows.position, rows.length, mVsub) {}
 
-    /// Where the samples begin in the plane, and how many they are.
+    /// Where the samples begin in the plane, and how many there are.
     [[nodiscard]] int x() const { return mAcross.start; }
     [[nodiscard]] int y() const { return mDown.start; }
     [[nodiscard]] int width() const { return mAcross.samples(); }
     [[nodiscard]] int height() const { return mDown.samples(); }
 
-    /// Whether the mask has the coverages as they are.
+    /// Whether the bytes of the mask are the coverages themselves.
     [[nodiscard]] bool isPlain() const { return mHsub == 0 && mVsub == 0 && !mMask.oneBit; }
     [[nodiscard]] Coverages plainCoverages() const { return {mMask.row(mTop) + mLeft, mMask.stride}; }
 

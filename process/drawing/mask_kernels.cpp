@@ -1,6 +1,6 @@
-// Blending through masks: the equation is the same for all bytes, whatever the format. On x86 it is in
-// intrinsics for the wider sets: wide vectors of the compiler's extensions are split into narrow ones before
-// a function of another set takes them in.
+// Blending through masks: the equation is the same for all bytes, whatever the format. On x86 the wider sets
+// use intrinsics, since the compiler splits wide vectors of its extensions into narrow ones before it
+// inlines them in a function for another set.
 
 #include "process/drawing/mask_kernels.h"
 
@@ -9,7 +9,7 @@
 namespace vidorra::masks {
 namespace {
 
-// Where in the colour's bytes a vector begins, from one vector of a row to the next.
+// The position in the colour's bytes at which each vector of a row begins.
 class Phase {
 public:
     Phase(const Ink& ink, int vector) : mStep(ink.step), mAdvance(vector % ink.step) {}
@@ -26,8 +26,8 @@ private:
     int mValue = 0;
 };
 
-// Vectors compute the sum in another order, where it wraps on the way. The last vector of a row ends with the
-// row. It is computed from what stands there before the others are stored, so that it may overlap them.
+// Vectors compute the sum in another order, in which intermediate results wrap. The last vector of a row
+// ends with the row. It is computed before the others are stored, so that it may overlap them.
 
 void blendRowsPlain(const Bytes& dst, const Coverages& coverages, int bytes, int rows, const Ink& ink) {
     for (int y = 0; y < rows; ++y) {
@@ -93,7 +93,7 @@ VIDORRA_AVX2 __m128i load4(const std::uint8_t* bytes) {
     return _mm_cvtsi32_si128(word);
 }
 
-// The results in the low half, of the bytes in the low halves.
+// Mixes the bytes in the low halves and returns the results in the low half.
 VIDORRA_AVX2 __m128i mixed8(__m128i dst, __m128i coverages, __m128i fresh, __m256i alpha) {
     const __m256i everywhere = _mm256_setr_epi8(0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12, 0, 0, 0,
                                                 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12);
@@ -157,7 +157,7 @@ VIDORRA_AVX2 void blendRowsAvx2(const Bytes& dst, const Coverages& coverages, in
     }
 }
 
-// With masks for the end of a row.
+// Uses masks for the end of a row.
 VIDORRA_AVX512 void blendRowsAvx512(const Bytes& dst, const Coverages& coverages, int bytes, int rows,
                                     const Ink& ink) {
     const __m512i everywhere =

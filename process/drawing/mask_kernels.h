@@ -34,23 +34,23 @@ void store(std::uint8_t* bytes, const T& value) {
 inline constexpr int kLargestStep = 4;
 /// The most bytes that are blended at a time.
 inline constexpr int kLargestVector = 16;
-/// This times a byte has the byte in its highest one.
+/// A byte times this has the byte in its highest byte.
 inline constexpr unsigned kWhole = 0x1010101;
 
 /// What is drawn into the pixels of one plane.
 struct Ink {
     /// Bytes of a pixel.
     int step = 1;
-    /// Times a coverage of 255 at most kWhole.
+    /// Times a coverage of 255, at most kWhole.
     unsigned alpha = 0;
-    /// The colour's bytes over and over, as far as a vector that begins within a pixel reaches.
+    /// The colour's bytes, repeated as far as a vector that begins within a pixel reaches.
     std::array<std::uint8_t, kLargestVector + kLargestStep> bytes{};
     /// 255 for the bytes of a pixel that are drawn.
     std::array<std::uint8_t, kLargestStep> drawn{};
 };
 
-/// The inner loop of blending through masks, for one set of instructions. All sets give the same bytes, and
-/// none reads or writes a byte outside of its rows.
+/// The inner loop of blending through masks, for one instruction set. All sets give the same bytes, and none
+/// reads or writes outside its rows.
 struct Kernels {
     const char* name;
 
@@ -59,8 +59,8 @@ struct Kernels {
     void (*blendRows)(const Bytes& dst, const Coverages& coverages, int bytes, int rows, const Ink& ink);
 };
 
-/// What this processor can run, the plain loop first and the fastest last. The plain loop defines what all
-/// others have to give.
+/// The kernels that this processor can run, the plain loop first and the fastest last. The plain loop
+/// defines the results of all others.
 std::span<const Kernels* const> supportedKernels();
 
 /// The fastest of them.

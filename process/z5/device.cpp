@@ -11,7 +11,7 @@
 namespace vidorra::z5 {
 namespace {
 
-// What the accelerator takes at most.
+// The largest size that the accelerator takes.
 constexpr int kMaxWidth = 4096;
 constexpr int kMaxHeight = 2160;
 constexpr int kMaxLinesize = 4096;

@@ -7,7 +7,7 @@
 #include "vidorra/picture/picture.h"
 #include "z5_hw_accel/nv12_buffer.h"
 
-/// What the fronts of the accelerator have in common.
+/// The common part of the classes that use the accelerator.
 namespace vidorra::z5 {
 
 using Device = std::unique_ptr<int, vx::utils::priv::FileDescriptorDeleter>;
@@ -18,7 +18,7 @@ Device openDevice(std::string_view name);
 /// Whether a picture is within the accelerator's limits.
 bool isCompatible(const Picture& picture);
 
-/// The whole of a picture as the accelerator knows it; `T` is void or const void.
+/// The accelerator's record of a whole picture; `T` is void or const void.
 template <class T>
 ::z5::hw::accel::Nv12Buffer<T> wholeBuffer(const Picture& picture) {
     return {picture.data()[0],     picture.data()[1],         picture.data()[3],

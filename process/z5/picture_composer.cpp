@@ -10,11 +10,12 @@
 namespace vidorra::z5 {
 namespace {
 
-// The bits by which the accelerator knows `flag`. Their meaning is its own, and not that of PictureScaler's.
+// The bits that tell the accelerator `flag`. It defines their meaning, which is not that of PictureScaler's
+// bits.
 constexpr unsigned kFlagBits = 96;
 
 unsigned char alphaOf(double opacity) {
-    // Written so that not a number is nothing, too.
+    // Written so that NaN counts as 0, too.
     if (!(opacity >= 0.0)) {
         return 0;
     }
@@ -61,8 +62,8 @@ void PictureComposer::compose(Picture& dst, const Picture& overlay, Point positi
     const std::ptrdiff_t stride = dst.linesize()[0];
     const std::ptrdiff_t offset = y * stride + x;
     std::uint8_t* const alphaPlane = dst.data()[3];
-    // Deliberate: the destination is not marked as modified, which tells of writing by the CPU. Its record
-    // reaches to the edges of the picture and not just of the overlay.
+    // Deliberate: the destination is not marked as modified, since that mark is for writes by the CPU. Its
+    // record covers the rest of the picture, not just the overlay.
     ::z5::hw::accel::Composer(mDevice.get())
         .process({.luma = dst.data()[0] + offset,
                   .chroma = dst.data()[1] + ((y * stride) >> 1) + x,

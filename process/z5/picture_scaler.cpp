@@ -8,8 +8,8 @@
 namespace vidorra::z5 {
 namespace {
 
-// The bits by which the accelerator knows `flag`. Their meaning is its own, and not that of
-// PictureComposer's.
+// The bits that tell the accelerator `flag`. It defines their meaning, which is not that of
+// PictureComposer's bits.
 constexpr unsigned kFlagBits = 56;
 
 }  // namespace
@@ -21,7 +21,7 @@ bool PictureScaler::isPictureCompatible(const Picture& picture) {
 }
 
 void PictureScaler::setPictureAllocator(PictureAllocator* allocator) {
-    // Deliberate: null stays null. The default allocator's pictures are of no use to the accelerator.
+    // Deliberate: null stays null, since the accelerator cannot use the default allocator's pictures.
     mAllocator = allocator;
 }
 
@@ -38,8 +38,8 @@ void PictureScaler::scaleTo(Picture& dst, const Picture& src, bool flag) {
     if (dst.pixelFormat() != src.pixelFormat()) {
         throw std::invalid_argument("z5 hw scaler: mismatch source and destination pixel format");
     }
-    // Deliberate: the destination is neither flushed, since all of it is overwritten, nor marked as modified,
-    // which tells of writing by the CPU.
+    // Deliberate: the destination is neither flushed, since all of it is overwritten, nor marked as
+    // modified, since that mark is for writes by the CPU.
     src.flush();
     ::z5::hw::accel::Scaler(mDevice.get())
         .process(wholeBuffer<void>(dst), wholeBuffer<const void>(src), flag ? kFlagBits : 0);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kRoom = 1 << 17;
 
-// One of the two options exists in every generation of FFmpeg, and some have both.
+// Every FFmpeg version has one of the two options, and some have both.
 void setLayout(SwrContext* context, const char* option, const char* oldOption, std::uint64_t mask) {
     const std::string text = "0x" + [mask] {
         char digits[32];
@@ -25,7 +25,7 @@ void setLayout(SwrContext* context, const char* option, const char* oldOption, s
     }
 }
 
-// A sample of the given format at a place of a plane.
+// Writes a sample of the given format at a position in a plane.
 void put(std::uint8_t* plane, std::size_t index, AVSampleFormat format, double value) {
     const auto store = [&](auto sample) {
         std::memcpy(plane + index * sizeof(sample), &sample, sizeof(sample));

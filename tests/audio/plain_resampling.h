@@ -10,7 +10,7 @@ struct SwrContext;
 
 namespace vidorra::test {
 
-/// libswresample used directly, with the options of Resampler and more room for output than it can need.
+/// Direct use of libswresample, with the options of Resampler and more room for output than it can need.
 class PlainResampling {
 public:
     PlainResampling(const AudioBuffer& like, int outRate, std::uint64_t outLayout, AVSampleFormat outFormat);
@@ -31,7 +31,7 @@ private:
 /// The bytes of each plane that hold samples.
 std::vector<std::vector<std::uint8_t>> bytesOf(const AudioBuffer& buffer);
 
-/// `samples` samples of a tone of its own in each channel, from the sample `start` of the tones on.
+/// `samples` samples, from sample `start` on, with a different tone in each channel.
 AudioBuffer tones(std::uint64_t layout, AVSampleFormat format, int rate, int samples, int start = 0);
 
 }  // namespace vidorra::test

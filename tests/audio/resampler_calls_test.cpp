@@ -1,4 +1,4 @@
-// What a resampler makes of calls of FFmpeg that fail. The linker leads them here.
+// How a resampler handles FFmpeg calls that fail. The linker redirects them here.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -14,7 +14,7 @@ extern "C" {
 
 namespace {
 
-// The code that the next call of each gives, 0 to go on to FFmpeg.
+// The code that the next call of each returns, 0 to call FFmpeg.
 int initialisation = 0;
 int conversion = 0;
 
@@ -59,7 +59,7 @@ protected:
 TEST_F(ResamplerCalls, AFailureOfFfmpegIsOverWithTheCall) {
     const unsigned long expected = samplesOut();
     for (int* failing : {&initialisation, &conversion}) {
-        // Another rate, which makes the filter again.
+        // Another rate, for which a new filter is made.
         static_cast<void>(mResampler.remap(mInput));
         *failing = AVERROR(ENOMEM);
         EXPECT_THROW(samplesOut(), std::bad_alloc);

@@ -131,7 +131,7 @@ TEST(Resampler, ATonePassesAChangeOfRate) {
     }
     const auto held = static_cast<double>(resampler.getDelay().value) * 0.048;
     EXPECT_NEAR(static_cast<double>(output.size()) + held, 48000, 2);
-    // The beginning is the filter's.
+    // The first samples depend on the filter.
     for (std::size_t i = 100; i < output.size(); ++i) {
         ASSERT_NEAR(output[i], 0.5 * std::sin(2 * kPi * 440 * static_cast<double>(i) / 48000), 2e-3) << i;
     }
@@ -302,7 +302,7 @@ TEST(Resampler, AMovedOneGoesOn) {
     Resampler assigned;
     assigned = std::move(moved);
     EXPECT_EQ(convert(assigned, input(1000)), convert(unmoved, input(1000)));
-    // What was moved from begins anew, without the map.
+    // The moved-from resampler starts again, without the map.
     EXPECT_EQ(moved.getDelay().value, 0);  // NOLINT(bugprone-use-after-move)
     EXPECT_EQ(interleaved(moved.remap(s16(kStereo, {1, 2}))), (std::vector<Sample>{1, 2}));
 }

@@ -22,7 +22,7 @@ using testing::ElementsAre;
 
 TEST(ClipReader, GivesEveryFrame) {
     const Reading reading = readAll(clip());
-    EXPECT_EQ(reading.pictures.size(), test::frameHashes(clip()).size());
+    EXPECT_EQ(reading.hashes, test::frameHashes(clip()));
     ASSERT_EQ(reading.pictures.size(), 25U);
     for (std::size_t i = 0; i < reading.pictures.size(); ++i) {
         EXPECT_EQ(reading.pictures[i].time, static_cast<std::int64_t>(i) * 40000);
@@ -240,18 +240,6 @@ TEST(ClipReader, LeavesNothingOpen) {
     ClipReader reader(clip(), options);
     readAll(reader, 5);
     EXPECT_THROW(ClipReader("/nowhere.mp4").open(), FFmpegError);
-}
-
-TEST(ClipReader, ThreadsDoNotChangeTheFrames) {
-    const std::string path =
-        test::mediaFile("large.mp4", {"-f", "lavfi", "-i", "testsrc2=s=320x240:r=25:d=1", "-c:v", "libx264",
-                                      "-preset", "veryfast", "-bf", "2", "-x264-params", "slices=4"});
-    const std::vector<std::string> expected = test::frameHashes(path);
-    for (const int threads : {1, 2, 5}) {
-        ClipOptions options;
-        options.threads = threads;
-        EXPECT_EQ(readAll(path, options).pictures.size(), expected.size()) << threads;
-    }
 }
 
 TEST(ClipReader, MovesWithItsPlace) {

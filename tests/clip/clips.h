@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -7,6 +8,11 @@
 
 #include "support/media.h"
 #include "vidorra/clip/clip_reader.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+#include <libavutil/md5.h>
+}
 
 namespace vidorra::test {
 
@@ -24,23 +30,43 @@ inline std::string soundFile(const std::string& name, const std::string& encoder
                encoder});
 }
 
+/// The MD5 of a picture's rows without padding, plane after plane, as frameHashes() gives it.
+inline std::string hashOf(const Picture& picture) {
+    const Size size = picture.frameSize();
+    const int count = av_image_get_buffer_size(picture.pixelFormat(), size.width, size.height, 1);
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(count));
+    const std::uint8_t* data[4];
+    std::copy(picture.data().begin(), picture.data().end(), data);
+    av_image_copy_to_buffer(bytes.data(), count, data, picture.linesize().data(), picture.pixelFormat(),
+                            size.width, size.height, 1);
+    std::uint8_t digest[16];
+    av_md5_sum(digest, bytes.data(), count);
+    std::string text;
+    for (const std::uint8_t byte : digest) {
+        text += "0123456789abcdef"[byte >> 4];
+        text += "0123456789abcdef"[byte & 15];
+    }
+    return text;
+}
+
 /// What a reader gave.
 struct Reading {
-    struct Picture {
+    struct Place {
         std::uint64_t pass;
         std::int64_t time;
         std::int64_t duration;
         std::int64_t sourceTime;
     };
-    std::vector<Picture> pictures;
-    std::vector<Picture> sounds;
+    std::vector<Place> pictures;
+    std::vector<std::string> hashes;
+    std::vector<Place> sounds;
     std::int64_t samples = 0;
     /// Of the first channel's plane.
     std::vector<std::uint8_t> sound;
 
     std::vector<std::int64_t> times() const {
         std::vector<std::int64_t> result;
-        for (const Picture& picture : pictures) {
+        for (const Place& picture : pictures) {
             result.push_back(picture.time);
         }
         return result;
@@ -52,6 +78,7 @@ inline void add(Reading& reading, const ClipFrame& frame) {
     if (const VideoFrame* video = frame.video()) {
         reading.pictures.push_back(
             {frame.pass, video->timestamp().value, frame.duration.value, frame.sourceTime.value});
+        reading.hashes.push_back(hashOf(video->picture()));
     } else if (const AudioFrame* audio = frame.audio()) {
         reading.sounds.push_back(
             {frame.pass, audio->timestamp().value, frame.duration.value, frame.sourceTime.value});

@@ -35,6 +35,24 @@ TEST(TrackClock, APictureThatDoesNotRiseFollowsTheOneBefore) {
         << "rises without a duration too";
 }
 
+TEST(TrackClock, TimesRiseAfterDurationsOfManyYears) {
+    TrackClock pictures(kMillisecond, true);
+    Ticks last = -1;
+    for (int i = 0; i < 10; ++i) {
+        const Ticks time = pictures.placePicture(std::nullopt, kMostTicks).time;
+        EXPECT_GT(time, last);
+        last = time;
+    }
+    TrackClock sound(kMillisecond, true);
+    last = -1;
+    for (int i = 0; i < 10; ++i) {
+        const Ticks time = sound.placeSound(std::nullopt, 2147483647, 1).time;
+        EXPECT_GE(time, last);
+        EXPECT_LE(time, kMostTicks);
+        last = time;
+    }
+}
+
 TEST(TrackClock, NothingIsBeforeTheStartOfTheSource) {
     TrackClock clock(kMillisecond, true);
     const TrackClock::Place place = clock.placePicture(-kFrame, kFrame);

@@ -63,7 +63,7 @@ TEST(PixelFormatText, OfNva12IsNva12) {
     EXPECT_EQ(parsed<AVPixelFormat>("nva12"), NVA12);
 }
 
-// What FFmpeg itself calls the number of NVA12; a build for devices has the format.
+// FFmpeg's own name for the number of NVA12; a build for devices has the format.
 std::string foreignName() {
     const char* name = av_get_pix_fmt_name(NVA12);
     return name != nullptr ? name : "";
@@ -76,7 +76,7 @@ TEST(PixelFormatText, NameThatFFmpegGivesToTheNumberOfNva12IsUnknown) {
     } else {
         EXPECT_THROW_TEXT(BadCast, "Unknown pixel format " + name, parsed<AVPixelFormat>(name));
     }
-    // FFmpeg takes a name without its byte order as well.
+    // FFmpeg also accepts a name without its byte order.
     if (name.size() > 2 && name.ends_with("le")) {
         const std::string shorter = name.substr(0, name.size() - 2);
         EXPECT_THROW_TEXT(BadCast, "Unknown pixel format " + shorter, parsed<AVPixelFormat>(shorter));

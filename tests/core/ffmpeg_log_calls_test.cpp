@@ -1,4 +1,4 @@
-// How FFmpeg's function that makes a line is called: the linker puts the one below in its place.
+// How FFmpeg's function that formats a line is called: the linker replaces it with the one below.
 
 #include <algorithm>
 #include <cstdarg>
@@ -29,7 +29,7 @@ std::vector<Call> gCalls;
 
 extern "C" {
 decltype(av_log_format_line2) __wrap_av_log_format_line2;
-// Uses its arguments up, as a function may, and says that the next line has no prefix.
+// Consumes its arguments, as a function may, and reports that the next line has no prefix.
 int __wrap_av_log_format_line2(void* context, int level, const char* format, va_list args, char* line,
                                int size, int* printPrefix) {
     const bool zeroed = std::all_of(line, line + size, [](char byte) { return byte == 0; });
@@ -82,7 +82,7 @@ TEST_F(FFmpegLogCalls, DroppedLinesAreNotMade) {
     EXPECT_THAT(mLog.lines(), testing::IsEmpty());
 }
 
-// As code that logs a line and then hands the same arguments on.
+// Like code that logs a line and then passes on the same arguments.
 void logTwice(const char* format, ...) {
     va_list args;
     va_start(args, format);

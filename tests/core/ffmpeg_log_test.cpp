@@ -187,7 +187,7 @@ TEST_F(FFmpegLog, ALineFromAnyThreadArrivesWhole) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    // What follows the prefix, in the order of each thread.
+    // The texts after the prefix, in the order of each thread.
     std::array<int, kThreads> next{};
     const std::vector<Line> lines = mLog.lines();
     EXPECT_EQ(lines.size(), std::size_t{kThreads * kLines});

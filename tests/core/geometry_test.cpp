@@ -287,7 +287,7 @@ TEST(Rect, IntersectionFollowsItsRuleOnAnyRectangles) {
         ASSERT_EQ(a.intersected(b), expected) << a << " and " << b;
         ++(expected == Rect() ? zero : expected.width == 0 || expected.height == 0 ? touching : common);
     }
-    // Each kind of answer was asked for.
+    // Each kind of result occurred.
     EXPECT_GT(zero, 1000);
     EXPECT_GT(touching, 100);
     EXPECT_GT(common, 1000);
@@ -312,7 +312,7 @@ TEST(Rect, CenteredInIsRelativeToTheOuterRectangle) {
         {{0, 0, 10, 20}, {0, 0, 100, 100}, {45, 40, 10, 20}},
         // Neither origin matters.
         {{3, 4, 10, 20}, {1000, 2000, 100, 100}, {45, 40, 10, 20}},
-        // Each half is truncated by itself: 101 / 2 - 11 / 2 and 100 / 2 - 11 / 2.
+        // Each half is truncated separately: 101 / 2 - 11 / 2 and 100 / 2 - 11 / 2.
         {{0, 0, 11, 11}, {0, 0, 101, 100}, {45, 45, 11, 11}},
         {{0, 0, 11, 10}, {0, 0, 10, 11}, {0, 0, 11, 10}},
         // Larger than the outer one.

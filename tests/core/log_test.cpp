@@ -17,7 +17,7 @@ TEST(LogLevels, HaveTheNumbersOfTheLoggingInterface) {
     }
 }
 
-// Counts how often it is made a text of.
+// Counts how often it is formatted.
 struct Counted {
     int* count;
 };

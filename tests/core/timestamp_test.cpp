@@ -34,7 +34,7 @@ static_assert(Timestamp().timebase == Timebase(1, 1000000));
 static_assert(Timestamp().value == 0);
 static_assert(Timestamp().isNull);
 
-// What is left of a wide number in 64 bits.
+// A wide number wrapped to 64 bits.
 std::int64_t wrapped(Wide number) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(number));
 }
@@ -379,7 +379,7 @@ TEST(TimestampComparison, ComparesCountsInOneBase) {
     expectComparison(microseconds(1), microseconds(2), -1);
     expectComparison(microseconds(2), microseconds(2), 0);
     expectComparison(microseconds(kMin64), microseconds(kMax64), -1);
-    // Also in bases that mean nothing.
+    // Even in meaningless bases.
     expectComparison({{3, 0}, 5}, {{3, 0}, 4}, 1);
     expectComparison({{0, -1}, 5}, {{0, -1}, 4}, 1);
 }

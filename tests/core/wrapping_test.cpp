@@ -8,7 +8,7 @@ namespace {
 constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 
-// Also usable where the compiler computes, which refuses an overflow.
+// Usable in constant expressions too, where the compiler refuses an overflow.
 static_assert(wrappingAdd(kMax, 1) == kMin);
 static_assert(wrappingSubtract(kMin, 1) == kMax);
 static_assert(wrappingMultiply(kMin, -1) == kMin);

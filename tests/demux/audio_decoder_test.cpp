@@ -29,7 +29,7 @@ TEST(AudioDecoder, TakesParametersOfSoundOnly) {
     for (const AVMediaType type : {AVMEDIA_TYPE_UNKNOWN, AVMEDIA_TYPE_VIDEO, AVMEDIA_TYPE_DATA,
                                    AVMEDIA_TYPE_SUBTITLE, AVMEDIA_TYPE_ATTACHMENT}) {
         parameters->codec_type = type;
-        // The text speaks of video whatever the type.
+        // The text says video, whatever the type.
         EXPECT_THROW_TEXT(FFmpegError,
                           "AudioDecoder cannot be used for video FFmpeg AV_ERROR: #-22: Invalid argument",
                           AudioDecoder::validateCodecParams(*parameters));

@@ -174,8 +174,7 @@ INSTANTIATE_TEST_SUITE_P(, CutFile,
                                          Cut{"Vp9InWebm", "webm"}, Cut{"Mpeg2InProgramStream", "mpg"}),
                          [](const auto& row) { return std::string(row.param.clip); });
 
-// Every part of a file may be damaged: nothing may be thrown by the decoder, nothing read outside of a
-// packet.
+// Every part of a file may be damaged: the decoder must not throw, and must not read outside a packet.
 class DamagedFile : public testing::TestWithParam<Cut> {
     const test::QuietFfmpeg mQuiet;
 };
@@ -183,7 +182,7 @@ class DamagedFile : public testing::TestWithParam<Cut> {
 TEST_P(DamagedFile, IsReadToItsEndWithoutAnException) {
     std::string content = fileContent(fileOf(GetParam().clip));
     std::mt19937 random(5);
-    // The head stays, so that there is something to read.
+    // The header stays intact, so that there is something to read.
     for (std::size_t i = 3000; i < content.size(); i += 1 + random() % 400) {
         content[i] = static_cast<char>(random());
     }
@@ -243,7 +242,7 @@ TEST_P(Cover, IsOnePacketWithOnePicture) {
 INSTANTIATE_TEST_SUITE_P(, Cover, testing::Values("CoverInMp3", "CoverInMp4"),
                          [](const auto& row) { return std::string(row.param); });
 
-// An MP4 file whose table says of one picture in the middle that it has no bytes.
+// An MP4 file whose table gives one picture in the middle a size of 0 bytes.
 constexpr int kEmptyPicture = 7;
 
 std::filesystem::path fileWithAnEmptyPacket() {
@@ -256,7 +255,7 @@ std::filesystem::path fileWithAnEmptyPacket() {
     if (sizes == std::string::npos) {
         throw std::runtime_error("no table of sizes");
     }
-    // Behind the name: version and flags, common size, count, sizes.
+    // After the name: version and flags, common size, count, sizes.
     content.replace(sizes + 16 + 4 * kEmptyPicture, 4, 4, '\0');
     return temporaryFile("empty_packet.mp4", content);
 }

@@ -2,7 +2,7 @@
 
 #include <dlfcn.h>
 
-// No header of FFmpeg here: it would declare these functions with types of its own.
+// Includes no FFmpeg header, which would declare these functions with other types.
 
 namespace vidorra::test {
 
@@ -11,7 +11,7 @@ void* findNextFunction(const char* name) {
 }
 
 Calls& calls() {
-    // Never destroyed: other libraries call until the very end.
+    // Never destroyed, since other libraries call these functions until the process ends.
     static Calls& all = *new Calls;
     return all;
 }

@@ -10,7 +10,7 @@
 namespace vidorra::test {
 
 /// A function of another library that this program defines itself, so that the calls of libvidorra.so come
-/// here first. They go on to the other library unless a test has put something in its place.
+/// here first. They are passed to the other library unless a test has replaced the function.
 template <class Signature>
 class Call;
 
@@ -31,7 +31,7 @@ public:
         return mReal(arguments...);
     }
 
-    /// Holds a replacement in place while it lives.
+    /// Keeps a replacement in place during its lifetime.
     class Replaced {
     public:
         Replaced(Call& call, std::function<Result(Arguments...)> replacement) : mCall(call) {
@@ -64,7 +64,7 @@ void* Call<Result(Arguments...)>::find(const char* name) {
     return findNextFunction(name);
 }
 
-/// FFmpeg's structures stand as void here: their names differ in constness by the generation of FFmpeg.
+/// FFmpeg's structures are void here, since their constness differs between FFmpeg versions.
 struct Calls {
     Call<void*()> avformatAllocContext{"avformat_alloc_context"};
     Call<const void*(const char*)> avFindInputFormat{"av_find_input_format"};

@@ -9,7 +9,7 @@
 namespace vidorra {
 namespace {
 
-// Uncompressed sound whose header tells the number of its channels, not their places.
+// Uncompressed sound whose header gives the number of channels but not their positions.
 std::string soundWithoutPlaces(int channels) {
     std::string header("RIFF\xff\xff\xff\x7fWAVEfmt \x10\0\0\0\1\0", 22);
     const int align = channels * 2;
@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{7, kLeft | kRight | kCenter | kLowFrequency | kBackCenter | kSideLeft | kSideRight},
                     Row{8, kLeft | kRight | kCenter | kLowFrequency | kBackLeft | kBackRight | kSideLeft |
                                kSideRight},
-                    // There are no usual places for so many.
+                    // This many channels have no usual positions.
                     Row{9, 0}),
     [](const auto& row) { return "Of" + std::to_string(row.param.channels); });
 

@@ -186,7 +186,7 @@ TEST(FetchAcceleration, GoesByTheWholeNameOfTheDecoder) {
     };
     VideoDecoder decoder;
     (void)decoder.prepareCodec(std::nullopt, Parameters(AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_MPEG4));
-    // Not every FFmpeg has every decoder, so one gets their names.
+    // Not every FFmpeg has every decoder, so another decoder gets their names.
     auto* context = const_cast<AVCodecContext*>(decoder.codecContext());
     const AVCodec* original = context->codec;
     for (const Row& row : rows) {

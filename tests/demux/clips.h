@@ -29,14 +29,14 @@ const std::vector<Clip>& clips();
 /// The clip of that name.
 const Clip& clip(const std::string& name);
 
-/// Its file, made when it is not there yet.
+/// Its file, made if it does not exist.
 std::filesystem::path fileOf(const Clip& clip);
 std::filesystem::path fileOf(const std::string& clipName);
 
 /// A moving picture as arguments of the ffmpeg program.
 std::vector<std::string> movingPicture(const std::string& size, double seconds);
 
-/// Arguments one after the other.
+/// Joins lists of arguments.
 std::vector<std::string> joined(std::vector<std::vector<std::string>> parts);
 
 void PrintTo(const Clip& clip, std::ostream* stream);

@@ -1,4 +1,4 @@
-// FormatContext::decodeAudioPacket beside the samples and times of whole files.
+// Compares FormatContext::decodeAudioPacket with the samples and times of whole files.
 
 #include <gmock/gmock.h>
 
@@ -15,7 +15,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-// The old fields of channel layouts are deprecated on the generations that have both.
+// The old channel layout fields are deprecated in versions that have both.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace vidorra {
@@ -203,7 +203,7 @@ TEST(DecodeAudioPacket, ThrowsForAFrameWhoseSamplesHaveNoSize) {
     EXPECT_THROW((void)source.decodeAudioPacket(test::packetsOf(source, 0).front()), std::runtime_error);
 }
 
-// Leaves a frame its number of channels alone, by all fields that a generation has.
+// Keeps only the number of channels of a frame, in all fields that the version has.
 template <class Frame>
 void forgetMask(Frame& frame, int channels) {
     if constexpr (requires { frame.channel_layout; }) {

@@ -152,7 +152,7 @@ TEST(DecodePacket, AnEmptyPacketIsASendFailureAfterTheLineOfSend) {
 
 TEST(DecodePacketFull, TheFrameMakesRoomAndThePacketIsSentAgain) {
     int taken = 0;
-    // FFmpeg holds one frame and one packet. Both have to go before it takes another packet.
+    // FFmpeg holds one frame and one packet, and takes another packet only after both were received.
     ScriptedDecoder decoder([&taken](const DecoderBase& self) {
         Received first = ScriptedDecoder::decoded(self);
         for (int i = 1; i < taken; ++i) {
@@ -192,7 +192,7 @@ TEST(DecodePacketFull, ASecondRefusalIsASendFailureAndTheFrameIsReleased) {
     prepareAndOpen(decoder, *video());
     ASSERT_GT(fill(decoder, grayPicture), 0);
     const LogCapture log(6);
-    // The frame is none of FFmpeg's, so that there is still no room.
+    // The frame does not come from FFmpeg, so there is still no room.
     EXPECT_EQ(decodePacket(kUrl, decoder, grayPicture(99)).error(), AvError::Again);
     EXPECT_EQ(decoder.received, 1);
     EXPECT_EQ(released, 1);
@@ -205,7 +205,7 @@ TEST(DecodePacketFull, AnotherErrorOfTheSecondSendIsASendFailureAndTheFrameIsRel
     ScriptedDecoder decoder([&released](const DecoderBase& self) {
         while (ScriptedDecoder::decoded(self)) {
         }
-        // The end of the stream begins: no packet is taken any more.
+        // The stream is ending: no more packets are accepted.
         EXPECT_TRUE(self.send(AVPacket{}).ok);
         return Received(foreignFrame(released));
     });

@@ -43,7 +43,7 @@ std::string fileOfUnknownCodec() {
     return test::temporaryFile("unknown.avi", content).string();
 }
 
-// Puts a decoder in the place of the one that the source would make, opened for the stream's parameters.
+// Replaces the decoder that the source would make with another, opened for the stream's parameters.
 void replaceDecoder(FormatContext& source, std::unique_ptr<DecoderBase> decoder) {
     test::prepareAndOpen(*decoder, *source.trackAtIndex(0)->codecpar);
     source.getCodecContext(0) = std::move(decoder);
@@ -244,7 +244,7 @@ TEST(DecodeVideoPacket, AFailureOfTheReceiveIsLoggedAndGivesAnEmptyFrame) {
 TEST(DecodeVideoPacketFull, TheFrameThatMakesRoomIsReturned) {
     FormatContext source = opened(pngUrl());
     int taken = 0;
-    // FFmpeg holds one frame and one packet. Both have to go before it takes another packet.
+    // FFmpeg holds one frame and one packet, and takes another packet only after both were received.
     auto scripted = std::make_unique<ScriptedDecoder>([&taken](const DecoderBase& self) {
         Received first = ScriptedDecoder::decoded(self);
         for (; taken > 1; --taken) {
@@ -278,7 +278,7 @@ TEST(DecodeVideoPacketFull, ADecoderThatStaysFullLosesTheFrameAndThePacketWithAL
                                                      ":0, error: " + AvError::Again.toString()}));
 }
 
-// What is known of stock FFmpeg: its own format under the number of NVA12 cannot be a picture.
+// For a stock FFmpeg: its own format with the number of NVA12 cannot become a picture.
 TEST(DecodeVideoPacketForeignFormat, GivesALineAndNeverAPicture) {
     FormatContext source = opened(fileOf("RawVideoInNut").string());
     AVCodecParameters& parameters = *source.trackAtIndex(0)->codecpar;

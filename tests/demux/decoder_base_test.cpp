@@ -54,7 +54,7 @@ Parameters soundWithoutChannels() {
     return makeParameters(AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_PCM_S16LE);
 }
 
-// H.264 packets with B-frames, of which the decoder keeps some back.
+// H.264 packets with B-frames; the decoder holds some frames back.
 struct Reordered {
     FormatContext source = test::opened(test::fileOf("H264InMp4").string());
     const AVCodecParameters& parameters = *source.trackAtIndex(0)->codecpar;
@@ -267,7 +267,7 @@ TEST(DecoderBaseInfo, TheInfoEndsAfter254Characters) {
     VideoDecoder decoder;
     prepareAndOpen(decoder, *rawVideoParameters(AV_PIX_FMT_YUV420P, 48, 24));
     auto* context = const_cast<AVCodecContext*>(decoder.codecContext());
-    // Stands between the parts of the line. FFmpeg frees it.
+    // Separates the parts of the line. FFmpeg frees it.
     context->dump_separator = reinterpret_cast<std::uint8_t*>(av_strdup(std::string(300, '-').c_str()));
     std::array<char, 1000> whole{};
     avcodec_string(whole.data(), whole.size(), context, 0);
@@ -301,7 +301,7 @@ TEST(DecoderBaseSend, AnEmptyPacketDoesNotReachTheDecoder) {
     prepareAndOpen(decoder, *rawVideoParameters(AV_PIX_FMT_YUV420P));
     const LogCapture log;
     EXPECT_FALSE(decoder.send(Packet()).ok);
-    // It would have begun the end of the stream.
+    // It would have ended the stream.
     EXPECT_TRUE(decoder.send(makePacket(kRawSize)).ok);
     EXPECT_TRUE(decoder.receiveAvFrame().has_value());
 }

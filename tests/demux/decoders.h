@@ -27,7 +27,7 @@ inline Parameters makeParameters(AVMediaType type, AVCodecID codec) {
     return parameters;
 }
 
-/// Those of uncompressed video, of which every packet of the right size gives one picture at once.
+/// The parameters of uncompressed video: every packet of the right size gives one picture at once.
 inline Parameters rawVideoParameters(AVPixelFormat format, int width = 32, int height = 16) {
     Parameters parameters = makeParameters(AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_RAWVIDEO);
     parameters->format = format;
@@ -61,7 +61,7 @@ void prepareAndOpen(Decoder& decoder, const AVCodecParameters& parameters) {
     decoder.openCodec(options);
 }
 
-/// The file opened, with a look at its streams.
+/// The open file, with stream information.
 inline FormatContext opened(const std::string& url) {
     FormatContext source;
     source.setUrl(url);
@@ -69,7 +69,7 @@ inline FormatContext opened(const std::string& url) {
     return source;
 }
 
-/// All packets up to the end, those of size 0 too.
+/// All packets up to the end, including those of size 0.
 inline std::vector<Packet> readAllPackets(FormatContext& source) {
     std::vector<Packet> result;
     for (;;) {

@@ -1,4 +1,4 @@
-// How decodeAudioPacket brings a frame and the duration of its packet together.
+// How decodeAudioPacket fits a frame to the duration of its packet.
 
 #include <gmock/gmock.h>
 
@@ -21,7 +21,7 @@ namespace {
 using test::kNoTime;
 using testing::ElementsAre;
 
-// Uncompressed sound, of which a packet of any length gives its samples at once. Sample k of a packet is k.
+// Uncompressed sound: a packet of any length gives its samples at once. Sample k of a packet is k.
 struct Mono {
     FormatContext source;
 

@@ -22,7 +22,7 @@ extern "C" {
 #include <libavutil/mathematics.h>
 }
 
-// How the library calls FFmpeg, and what it makes of answers that FFmpeg seldom gives.
+// How the library calls FFmpeg, and how it handles results that FFmpeg rarely returns.
 namespace vidorra {
 namespace {
 
@@ -215,7 +215,7 @@ TEST(TimeOrigin, OfTheWallClockStaysForTheNextSource) {
     EXPECT_EQ(source.readPacket().pts, 77);
 }
 
-// A demuxer that other builds of FFmpeg have: it stands there by name while the source is opened.
+// A demuxer that other FFmpeg builds have: it is found by name while the source is opened.
 FormatContext openedAsRawPacket() {
     auto* realFormat = static_cast<decltype(AVFormatContext::iformat)>(nullptr);
     AVInputFormat rawPacket{};
@@ -351,7 +351,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Times{"HalfDownBelowZero", {1, 2000000}, -1, -3, 1, 4999999, 4999998, 1},
                     Times{"CoarseTicks", {1001, 30000}, 30, 29, 1, 6001000, 5967633, 33367},
                     Times{"Microseconds", {1, 1000000}, 123456789, 123456788, 1, 128456789, 128456788, 1},
-                    // What is too large for microseconds is unset, whatever the origin.
+                    // A time that is too large for microseconds is unset, whatever the origin.
                     Times{"PtsTooLarge", {1, 1}, 10000000000000, 3, 1, 8000000, 8000000, 1000000},
                     Times{"DtsTooLarge", {1, 1}, 3, 10000000000000, 1, 8000000, 8000000, 1000000},
                     Times{"BothTooLarge", {1, 1}, 10000000000000, 10000000000000, 1, kUnset, kUnset, 1000000},
@@ -461,8 +461,8 @@ TEST(DecoderCalls, PrepareWithParametersThatFfmpegRefusesThrows) {
         EXPECT_EQ(decoder.logPrefix(), "rawvideo") << "the context is there";
         EXPECT_FALSE(decoder.send(Packet()).ok);
     }
-    // The prefix was set before the parameters were copied. The exception told of the failure, and no line
-    // does so again when the decoder goes.
+    // The prefix was set before the parameters were copied. The exception reported the failure, and the
+    // destructor does not log it again.
     EXPECT_THAT(log.texts(), ElementsAre("rawvideo DecoderBase::send: could not encode empty Packet."));
 }
 
@@ -551,7 +551,7 @@ TEST(DecoderCalls, AnExceptionOfAnotherKindPassesAndTheNextRequestTriesAgain) {
     EXPECT_NE(source.getCodecContext(0), nullptr);
 }
 
-// The decoders that an FFmpeg has, and what is chosen of them.
+// The decoders that an FFmpeg has, and the chosen one.
 struct HardwareRow {
     const char* name;
     AVCodecID id;

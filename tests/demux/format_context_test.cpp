@@ -36,7 +36,7 @@ constexpr std::chrono::seconds kSecond(1);
 static_assert(!std::is_copy_constructible_v<FormatContext> && !std::is_copy_assignable_v<FormatContext>);
 static_assert(std::is_move_constructible_v<FormatContext> && std::is_move_assignable_v<FormatContext>);
 
-// Two pictures, each for itself, in a file that says when it was made.
+// Two pictures, coded independently, in a file that says when it was made.
 std::string fileWithTimeOrigin(const std::string& value, const std::string& extension = "nut") {
     return mediaFile(
                "origin." + extension,
@@ -51,7 +51,7 @@ std::string fileWithoutTimeOrigin() {
         .string();
 }
 
-// The time at which the first packet of a source is to be shown.
+// The presentation time of a source's first packet.
 std::int64_t firstTime(FormatContext& source) {
     return source.readPacket().pts;
 }
@@ -143,7 +143,7 @@ TEST(FormatContextUrl, ShowsNoPasswordAndLittleOfDataInExceptionsAndLines) {
 
 TEST(FormatContextOpen, TakesTheNamedFormat) {
     FormatContext source;
-    // Any bytes are samples to this one.
+    // This demuxer takes any bytes for samples.
     source.setUrl(test::fileOf("MotionJpegInAvi").string());
     EXPECT_TRUE(source.open("s16le", false, kSecond));
     EXPECT_STREQ(source.getAVFormatContext()->iformat->name, "s16le");
@@ -212,7 +212,7 @@ TEST(FormatContextClose, SpeaksOfTheUrlThatIsSetThen) {
     EXPECT_THAT(log.texts(), ElementsAre("another closed, 0 packets read"));
 }
 
-// Says when it goes, and whether the source was there then.
+// Records its destruction, and whether the source still existed then.
 class WitnessDecoder : public VideoDecoder {
 public:
     WitnessDecoder(const FormatContext& source, std::string& report) : mSource(source), mReport(report) {}
@@ -234,7 +234,7 @@ TEST(FormatContextClose, TheDecodersGoBeforeTheSourceAndTheLineComesLast) {
     const LogCapture log(5);
     source.close();
     EXPECT_EQ(report, "decoder before source");
-    // A decoder that is not open cannot be drained: this line shows when it went.
+    // A decoder that is not open cannot be drained: this line shows when it was destroyed.
     EXPECT_THAT(log.texts(), ElementsAre("ffv1 Decoder draining is failed: #-22: Invalid argument",
                                          fileWithoutTimeOrigin() + " closed, 0 packets read"));
 }
@@ -644,7 +644,7 @@ INSTANTIATE_TEST_SUITE_P(
                     KeyRow{.name = "UpperBitsOfTheTypeDoNotCount",
                            .bytes = std::string("\0\0\1\xe7\0\0\1\x28\0\0\1\x85", 12),
                            .key = true},
-                    // The byte behind a start code does not begin the next one.
+                    // The byte after a start code does not begin the next one.
                     KeyRow{.name = "TypeZeroHidesAStartCode",
                            .bytes = std::string("\0\0\1\7\0\0\1\x8\0\0\1\0\0\1\5padding", 22),
                            .key = false},
@@ -654,7 +654,7 @@ INSTANTIATE_TEST_SUITE_P(
                     KeyRow{.name = "ThreeBytes", .bytes = kThreeBytes, .key = false},
                     KeyRow{.name = "FourBytes", .bytes = std::string("\0\0\1\5", 4), .key = false},
                     KeyRow{.name = "OneByte", .bytes = std::string("\0", 1), .key = false},
-                    // More start codes than FFmpeg keeps zero bytes behind a packet.
+                    // More start codes than FFmpeg keeps zero bytes after a packet.
                     KeyRow{.name = "ManySlices",
                            .bytes = annexB({7, 8, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1,
                                             1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}) +

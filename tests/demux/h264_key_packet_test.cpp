@@ -14,7 +14,7 @@
 namespace vidorra {
 namespace {
 
-// The scan over a block of exactly this size, so that the address sanitizer sees a read outside of it.
+// Scans a block of exactly this size, so that the address sanitizer detects a read outside it.
 bool scanExactly(const std::uint8_t* data, std::size_t size) {
     const auto block = std::make_unique_for_overwrite<std::uint8_t[]>(size);
     if (size > 0) {
@@ -24,7 +24,7 @@ bool scanExactly(const std::uint8_t* data, std::size_t size) {
 }
 
 TEST(H264KeyPacket, AgreesWithThePlainScanOnRandomPackets) {
-    // Mostly what start codes and the units of interest are made of.
+    // Mostly the bytes of start codes and of the units of interest.
     constexpr std::array<std::uint8_t, 14> kAlphabet = {0, 0, 0, 0, 0, 1, 1, 5, 7, 8, 0x65, 0x67, 0x68, 0xe1};
     std::mt19937 random(20240611);
     std::uniform_int_distribution<std::size_t> letter(0, kAlphabet.size() - 1);
@@ -40,7 +40,7 @@ TEST(H264KeyPacket, AgreesWithThePlainScanOnRandomPackets) {
         keys += expected ? 1 : 0;
         ASSERT_EQ(scanExactly(bytes.data(), size), expected) << "packet " << i;
     }
-    // Both answers were put to the test.
+    // Both results occurred.
     EXPECT_GT(keys, 300);
     EXPECT_LT(keys, 199700);
 }
@@ -59,7 +59,7 @@ TEST(H264KeyPacket, AgreesWithThePlainScanOnPacketsThatAreMadeOfUnits) {
             bytes += static_cast<char>(kTypes[type(random)]);
             bytes.append(static_cast<std::size_t>(small(random)), static_cast<char>(small(random)));
         }
-        // Cut anywhere: also inside a start code.
+        // Cut anywhere, even inside a start code.
         bytes.resize(bytes.size() - static_cast<std::size_t>(small(random)));
         const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
         const bool expected = test::literalKeyScan(data, bytes.size());
@@ -70,7 +70,7 @@ TEST(H264KeyPacket, AgreesWithThePlainScanOnPacketsThatAreMadeOfUnits) {
     EXPECT_LT(keys, 49000);
 }
 
-// Every packet of up to nine bytes of this alphabet would be too many; all short ones are not.
+// There would be too many packets of up to nine bytes of this alphabet, but not too many short ones.
 TEST(H264KeyPacket, AgreesWithThePlainScanOnAllShortPackets) {
     constexpr std::array<std::uint8_t, 4> kAlphabet = {0, 1, 7, 8};
     std::array<std::uint8_t, 7> bytes{};

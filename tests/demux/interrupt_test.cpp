@@ -76,7 +76,7 @@ private:
     std::thread mThread;
 };
 
-// Reads until an exception, and gives the number of packets before it.
+// Reads until an exception, and returns the number of packets before it.
 int readUntilInterrupted(FormatContext& source) {
     int packets = 0;
     try {
@@ -156,7 +156,7 @@ TEST_F(Interrupt, MakesABlockingSearchForStreamInformationFailOrTheFirstRead) {
     const InterrupterWhenBlocked interrupter(source, server);
     try {
         source.open("mpegts", true, std::chrono::seconds(60));
-        // FFmpeg may take what it has for all there is.
+        // FFmpeg may treat the data so far as complete.
         readUntilInterrupted(source);
     } catch (const std::runtime_error& error) {
         EXPECT_STREQ(

@@ -26,7 +26,7 @@ void note(std::size_t size) {
 
 #ifdef SANITIZER_ALLOCATES
 
-// The sanitizer has replaced the allocator already, and tells about every block.
+// The sanitizer has already replaced the allocator, and reports every block.
 [[maybe_unused]] static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t size) { note(size); }, [](const volatile void*) {});
 

@@ -4,7 +4,8 @@
 
 namespace vidorra::test {
 
-/// Counts the allocations of at least some size of the whole program while it lives. One at a time.
+/// Counts the whole program's allocations of at least some size during its lifetime. Only one may exist at a
+/// time.
 class LargeAllocations {
 public:
     explicit LargeAllocations(std::size_t size);

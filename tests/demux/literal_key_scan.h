@@ -7,9 +7,8 @@
 
 namespace vidorra::test {
 
-/// The scan for H.264 key packets in its plainest form: `size` - 3 looks at the data, each of which moves one
-/// byte on, or four behind a start code. It may look behind the data, so it runs over a copy with zeroes
-/// behind it.
+/// The simplest detection of H.264 key packets: `size` - 3 steps, each of which moves on by one byte, or by
+/// four after a start code. It may read past the data, so it runs over a copy with zeroes after it.
 inline bool literalKeyScan(const std::uint8_t* data, std::size_t size) {
     if (size <= 3) {
         return false;

@@ -18,7 +18,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-// What the library reads and decodes is what the programs of FFmpeg read and decode.
+// The library reads and decodes the same as FFmpeg's programs.
 namespace vidorra {
 namespace {
 
@@ -43,7 +43,7 @@ std::string md5(const std::uint8_t* data, std::size_t size) {
     return text;
 }
 
-// Of the rows without padding, plane after plane.
+// The MD5 of the rows without padding, plane after plane.
 std::string md5(const Picture& picture) {
     const Size size = picture.frameSize();
     const int bytes = av_image_get_buffer_size(picture.pixelFormat(), size.width, size.height, 1);
@@ -65,7 +65,7 @@ std::optional<std::int64_t> inMicroseconds(std::optional<std::int64_t> ticks, co
     return ticks ? inMicroseconds(*ticks, stream) : ticks;
 }
 
-// What ffprobe says of a clip; asked once.
+// What ffprobe says about a clip; it runs once.
 const test::ProbedMedia& probedClip(const Clip& clip) {
     static std::map<std::string, test::ProbedMedia> asked;
     const auto found = asked.find(clip.name);
@@ -101,7 +101,7 @@ protected:
         return frames;
     }
 
-    // How many frames the decoder keeps back for reordering.
+    // How many frames the decoder holds back for reordering.
     std::size_t delay() {
         return static_cast<std::size_t>(source.getCodecContext(video)->codecContext()->has_b_frames);
     }
@@ -127,7 +127,7 @@ TEST_P(MediaAgreement, TheTimesOfPacketsAreTheSameInMicroseconds) {
         const ProbedStream& stream = streams.at(static_cast<std::size_t>(probed[i].stream));
         const std::optional<std::int64_t> pts = inMicroseconds(probed[i].pts, stream);
         const std::optional<std::int64_t> dts = inMicroseconds(probed[i].dts, stream);
-        // One that is missing takes the value of the other.
+        // A missing one gets the value of the other.
         EXPECT_EQ(packets[i].pts, pts.value_or(dts.value_or(AV_NOPTS_VALUE)));
         EXPECT_EQ(packets[i].dts, dts.value_or(pts.value_or(AV_NOPTS_VALUE)));
         EXPECT_EQ(packets[i].duration, inMicroseconds(probed[i].duration, stream));
@@ -185,7 +185,7 @@ TEST_P(MediaAgreement, TheTimesOfPicturesAreTheSameInMicroseconds) {
         EXPECT_EQ(frames[i].timestamp().timebase, (Timebase{1, 1000000}));
         EXPECT_FALSE(frames[i].timestamp().isNull);
         EXPECT_EQ(frames[i].flags(), Frame::NoFlags);
-        // The decoder guesses from other times where those of presentation were missing.
+        // The decoder guesses missing presentation times from other times.
         if (GetParam().allTimesKnown) {
             EXPECT_EQ(frames[i].timestamp().value, inMicroseconds(expected[i], streams[video]));
         } else if (i > 0 && frames[i].timestamp().value != AV_NOPTS_VALUE) {

@@ -47,7 +47,7 @@ std::filesystem::path clipWithThreeTracks() {
                       {"-c:a", "aac"}}));
 }
 
-// As clip() with a comment and another number of channels in the sound.
+// Like clip(), with a comment and another number of audio channels.
 std::filesystem::path clipWithMono() {
     return test::mediaFile(
         "moving.mkv",
@@ -178,7 +178,7 @@ TEST_F(MoveDecoders, TakesOverANullSlotToo) {
     EXPECT_EQ(newer.getCodecContext(1), nullptr);
 }
 
-// A decoder that cannot be drained: a line shows when it goes.
+// A decoder that cannot be drained: a log line shows when it is destroyed.
 std::unique_ptr<DecoderBase> unopenedDecoder(const AVCodecParameters& parameters) {
     auto decoder = std::make_unique<DecoderBase>();
     (void)decoder->prepareCodec(std::nullopt, parameters);
@@ -197,7 +197,7 @@ TEST_F(MoveDecoders, DestroysTheOneThatWasThereBeforeTheLine) {
 
 TEST_F(MoveDecoders, DestroysWhatTheOtherOneMayNotKeepAfterAllLines) {
     const std::string url = clip().string();
-    // Both ways round: the decoders come in no order.
+    // Both ways round, since the decoders are unordered.
     for (const int different : {0, 1}) {
         SCOPED_TRACE(different);
         const int same = 1 - different;
@@ -336,7 +336,7 @@ std::vector<Difference> videoDifferences() {
         {"ColorSpace", [](auto& p) { p.color_space = AVCOL_SPC_FCC; }},
         {"ChromaLocation", [](auto& p) { p.chroma_location = AVCHROMA_LOC_BOTTOM; }},
         {"VideoDelay", [](auto& p) { p.video_delay += 1; }},
-        // Fields of sound play no part.
+        // Audio fields are ignored.
         {"SampleRate", [](auto& p) { p.sample_rate += 1; }, true},
         {"BlockAlign", [](auto& p) { p.block_align += 1; }, true},
         {"FrameSize", [](auto& p) { p.frame_size += 1; }, true},
@@ -360,7 +360,7 @@ std::vector<Difference> audioDifferences() {
         {"InitialPadding", [](auto& p) { p.initial_padding += 1; }},
         {"TrailingPadding", [](auto& p) { p.trailing_padding += 1; }},
         {"SeekPreroll", [](auto& p) { p.seek_preroll += 1; }},
-        // Fields of pictures play no part.
+        // Video fields are ignored.
         {"Width", [](auto& p) { p.width += 2; }, true},
         {"ColorRange", [](auto& p) { p.color_range = AVCOL_RANGE_JPEG; }, true},
         {"VideoDelay", [](auto& p) { p.video_delay += 1; }, true},
@@ -452,7 +452,7 @@ TEST(MoveDecodersOfPictures, LetsThePictureContinueWithoutAKeyPacket) {
     EXPECT_EQ(decoded, expected);
     EXPECT_NE(expected[kMoved], expected[kMoved - 1]);
 
-    // A decoder of its own would not have known the pictures before.
+    // A new decoder would not know the previous pictures.
     FormatContext fresh = opened(clip());
     const VideoFrame broken = fresh.decodeVideoPacket(packets[kMoved]);
     EXPECT_TRUE(broken.empty() || lumaOf(broken) != expected[kMoved]);
@@ -479,7 +479,7 @@ TEST(MoveDecodersOfSound, LetsTheSoundContinueWithoutABreak) {
         const AudioFrame frame = (i < 10 ? older : newer).decodeAudioPacket(packets[i]);
         ASSERT_EQ(frame.empty() ? std::vector<std::uint8_t>() : sampleBytes(frame), expected[i]) << i;
     }
-    // A decoder of its own begins with half of a frame's window, or gives nothing yet.
+    // A new decoder begins with half of a frame's window, or gives nothing yet.
     FormatContext fresh = opened(clip());
     const AudioFrame broken = fresh.decodeAudioPacket(packets[10]);
     ASSERT_FALSE(expected[10].empty());

@@ -47,7 +47,7 @@ std::string content(const AVPacket& packet) {
     return {reinterpret_cast<const char*>(packet.data), static_cast<std::size_t>(packet.size)};
 }
 
-// A packet whose size no buffer can have: FFmpeg makes no reference of it.
+// A packet whose size no buffer can have, so that FFmpeg cannot make a reference.
 AVPacket withImpossibleSize() {
     AVPacket packet{};
     packet.size = INT_MAX;

@@ -6,7 +6,7 @@ extern "C" {
 
 namespace vidorra::test {
 
-/// Keeps FFmpeg from writing to stderr what a test expects it to say of bad input.
+/// Keeps FFmpeg from writing to stderr the messages that a test expects for bad input.
 class QuietFfmpeg {
 public:
     QuietFfmpeg() : mLevel(av_log_get_level()) { av_log_set_level(AV_LOG_QUIET); }

@@ -12,7 +12,7 @@ extern "C" {
 
 namespace vidorra::test {
 
-/// A decoder that receives what the test says, in place of what FFmpeg decoded.
+/// A decoder that receives what the test says instead of what FFmpeg decoded.
 class ScriptedDecoder : public DecoderBase {
 public:
     using Received = tl::expected<AvPtr<AVFrame>, AvError>;
@@ -52,8 +52,8 @@ inline AvPtr<AVFrame> foreignFrame(int& released) {
     return frame;
 }
 
-/// Sends packets until the decoder takes no more before its frames are fetched. Gives how many it took, up to
-/// a limit.
+/// Sends packets until the decoder takes no more before its frames are received. Returns how many it took,
+/// up to a limit.
 inline int fill(const DecoderBase& decoder, const std::function<Packet(int)>& packetAt) {
     constexpr int kLimit = 100;
     for (int i = 0; i < kLimit; ++i) {

@@ -1,5 +1,5 @@
-// Files of many containers and codecs: what FormatContext gives of them, against plain calls of FFmpeg's
-// libraries and against FFmpeg's programs.
+// Files of many containers and codecs: compares FormatContext with direct calls of FFmpeg's libraries and
+// with FFmpeg's programs.
 
 #include <gmock/gmock.h>
 

@@ -197,7 +197,7 @@ const std::vector<Sound>& sounds() {
          .layout = "mono",
          .channels = 1,
          .arguments = {"-c:a", "mp2"},
-         // What the container says; the packets are told apart later.
+         // The container's decoder; the packets are identified later.
          .decoder = "mp3float",
          .format = AV_SAMPLE_FMT_FLTP,
          .decodedLayout = "mono"},

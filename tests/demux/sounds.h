@@ -12,9 +12,9 @@ namespace vidorra::test {
 
 /// How the frames of a file relate to its packets.
 enum class Framing {
-    /// One frame for a packet, but for those that the decoder keeps back.
+    /// One frame for each packet, except those that the decoder holds back.
     OneForOne,
-    /// Packets of several frames, of which the decoder's user, with one frame for a packet, loses some.
+    /// Packets of several frames. Receiving one frame for each packet loses some.
     SeveralInAPacket,
 };
 
@@ -24,10 +24,10 @@ struct Sound {
     /// With the extension that chooses the container.
     const char* file = nullptr;
     int rate = 48000;
-    /// Of the source; coded formats may have a name of their own for it.
+    /// The layout of the source; coded formats may have another name for it.
     const char* layout = "stereo";
     int channels = 2;
-    /// Arguments of the ffmpeg program behind those that make the signal.
+    /// Arguments of the ffmpeg program after those that make the signal.
     std::vector<std::string> arguments;
     /// The decoder's name, its sample format and the text of its channels.
     const char* decoder = nullptr;
@@ -41,17 +41,17 @@ const std::vector<Sound>& sounds();
 const Sound& sound(const std::string& name);
 void PrintTo(const Sound& sound, std::ostream* stream);
 
-/// The file, made when it is not there yet.
+/// The file, made if it does not exist.
 std::filesystem::path fileOf(const Sound& sound);
 std::filesystem::path fileOf(const std::string& soundName);
 
 /// Arguments for a signal in which every channel differs from the others at any time.
 std::vector<std::string> signal(int rate, const std::string& layout, int channels, double seconds);
 
-/// Arguments one after the other.
+/// Joins lists of arguments.
 std::vector<std::string> joined(std::vector<std::vector<std::string>> parts);
 
-/// The file opened, with a look at its streams.
+/// The open file, with stream information.
 FormatContext opened(const std::filesystem::path& path);
 
 /// All packets of a stream up to the end.

@@ -33,8 +33,8 @@ using Line = LogCapture::Line;
 
 constexpr std::int64_t kOrigin = 1700000000123456;
 
-// Sound in Matroska, of which every packet is a key packet, with strings in its metadata. Its packets begin
-// at 0: an encoder with a delay would have some generations of FFmpeg begin before.
+// Sound in Matroska, with strings in its metadata. Every packet is a key packet. The packets begin at 0;
+// with an encoder delay they would begin earlier in some FFmpeg versions.
 std::filesystem::path soundWithOrigin() {
     return test::mediaFile("origin.mkv",
                            test::joined({test::signal(48000, "stereo", 2, 0.8),
@@ -67,7 +67,7 @@ Packet readToEnd(FormatContext& source) {
     return packet;
 }
 
-// The packet behind a seek to `time` microseconds of the file's own time, by plain calls.
+// The packet after a seek to `time` microseconds of the file's own time, by direct calls.
 struct PlainPosition {
     int stream;
     std::int64_t time;
@@ -191,7 +191,7 @@ TEST(DrainDecoders, MakesDecodersReadyAfterTheEnd) {
     source.seek(Timestamp(Timebase(), 0));
     const std::vector<Packet> sounds = test::packetsOf(source, 1);
     for (const unsigned stream : {0U, 1U}) {
-        // Begins the end of the stream.
+        // Starts the end of the stream.
         ASSERT_TRUE(source.getCodecContext(stream)->send(AVPacket{}).ok);
     }
     {
@@ -219,7 +219,7 @@ TEST(DrainDecoders, ThrowsAwayWhatTheyHold) {
     }
     ASSERT_LT(last, 360000) << "the decoder kept nothing back";
     source.drainDecoders();
-    // The pictures that were left come no more: what comes next is the first again.
+    // The remaining pictures are gone: the first one comes next.
     for (const Packet& packet : packets) {
         const VideoFrame frame = source.decodeVideoPacket(packet);
         if (!frame.empty()) {
@@ -287,7 +287,7 @@ TEST(DiscardTrack, SetsTheValueOfTheStream) {
 TEST(DiscardTrack, LeavesThePacketsOfTheStreamOut) {
     FormatContext source;
     source.setUrl(pictureAndSound().string());
-    // A look at the streams would read packets before they are discarded.
+    // Finding stream information would read packets before they are discarded.
     source.open("", false, std::chrono::seconds(1));
     source.discardTrackAtIndex(0, AVDISCARD_ALL);
     int packets = 0;

@@ -32,7 +32,7 @@ protected:
         return result;
     }
 
-    // What the codec is given, instead of being given it.
+    // Receives what would be sent to the codec.
     struct Seen {
         int frames = 0;
         int format = AV_SAMPLE_FMT_NONE;
@@ -77,6 +77,18 @@ TEST_F(AudioEncoderCalls, AFrameOfOtherChannelsDoesNotReachTheCodec) {
         EXPECT_EQ(send(frame(AV_SAMPLE_FMT_S16, layout)).frames, 0);
         EXPECT_EQ(mResult.error, AvError::InvalidArgument);
     }
+}
+
+TEST_F(AudioEncoderCalls, ACodecThatRanOutOfMemoryIsGivenUp) {
+    int calls = 0;
+    const auto replaced = encoderCalls().avcodecSendFrame.replace([&calls](void*, const void*) {
+        ++calls;
+        return AvError::OutOfMemory.code();
+    });
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(mEncoder.sendFrame(frame(AV_SAMPLE_FMT_S16)).error, AvError::OutOfMemory);
+    }
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(AudioEncoderCalls, TheResultOfTheCodecIsPassedBack) {

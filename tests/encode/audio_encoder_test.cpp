@@ -102,7 +102,7 @@ std::vector<Packet> encodeTone(AudioEncoder& encoder, int samples, AVSampleForma
     return packets;
 }
 
-// What the ffmpeg program makes of a file, as 16-bit samples of all channels.
+// A file as decoded by the ffmpeg program, as 16-bit samples of all channels.
 std::vector<std::int16_t> decodedByProgram(const std::filesystem::path& path) {
     const std::string bytes = test::run({"ffmpeg", "-hide_banner", "-loglevel", "error", "-nostdin", "-i",
                                          path.string(), "-f", "s16le", "-c:a", "pcm_s16le", "-"});
@@ -111,7 +111,7 @@ std::vector<std::int16_t> decodedByProgram(const std::filesystem::path& path) {
     return samples;
 }
 
-// FFmpeg explains on stderr what tests expect it to refuse.
+// FFmpeg would explain on stderr what tests expect it to refuse.
 class Audio : public testing::Test {
 protected:
     Audio() { av_log_set_level(AV_LOG_QUIET); }
@@ -432,7 +432,7 @@ TEST_P(AudioEncoderWrongFrames, AreRefusedBeforeTheCodec) {
     if (wanted > 0) {
         EXPECT_EQ(encoder.sendFrame(tone(size + 1, 0, own16)).error, AvError::InvalidArgument);
     }
-    // The encoder is none the worse for it.
+    // The encoder still works.
     EXPECT_THAT(encodeTone(encoder, 4 * size), testing::SizeIs(testing::Ge(1)));
 }
 

@@ -22,8 +22,8 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-// Configurations, descriptions of filters, frames and files that are wrong: each is refused with its error,
-// leaves no descriptor and no thread behind, and does no harm to what comes next.
+// Wrong configurations, filter descriptions, frames and files: each is refused with its error, leaves no
+// descriptor and no thread open, and does not affect what follows.
 namespace vidorra {
 namespace {
 
@@ -76,7 +76,8 @@ void expectThrow(const Expected& expected, const std::function<void()>& statemen
     }
 }
 
-// The code with which FFmpeg's own parser refuses a description; it differs by generation. 0 if it does not.
+// The code with which FFmpeg's own parser refuses a description, which depends on the version; 0 if it does
+// not refuse.
 AvError parserCode(const char* spec) {
     const int level = av_log_get_level();
     av_log_set_level(AV_LOG_QUIET);
@@ -91,7 +92,7 @@ AvError parserCode(const char* spec) {
     return AvError(res < 0 ? res : 0);
 }
 
-// A configuration that is good but for what a row changes.
+// A configuration that is valid except for the change of a row.
 constexpr const char* kVideo = R"({"codec": "mpeg4", "width": 64, "height": 48, "timebase_num": 1,)"
                                R"( "timebase_den": 25, "pix_fmt": "yuv420p"})";
 constexpr const char* kAudio = R"({"codec": "pcm_s16le", "options": {"ar": 48000, "ac": 2}})";
@@ -138,7 +139,7 @@ struct ConfigRow {
     const char* name;
     const char* changes;
     Expected expected;
-    // What the log says of it, at level 1.
+    // The log lines about it, at level 1.
     std::vector<std::string> lines{};
 };
 
@@ -318,7 +319,7 @@ INSTANTIATE_TEST_SUITE_P(
                   ffmpegError(AvError::OptionNotFound, "Cannot parse filter spec")}),
     [](const auto& row) { return row.param.name; });
 
-// Before it is open an encoder forgives: the same object takes what is right.
+// Before it is open an encoder survives errors: the same object accepts valid options.
 TEST_F(BadInput, AnEncoderTakesTheRightOptionAfterWrongOnes) {
     test::PlainEncoder encoder(test::configFor("mpeg4"));
     expectThrow(ffmpegError(AvError::OptionNotFound, "param nope not found. No matching option exists."),
@@ -437,7 +438,7 @@ INSTANTIATE_TEST_SUITE_P(
                       [] { return AudioFrame(); },
                       AvError::InvalidArgument,
                       {"sendFrame(): Couldn't encode empty AudioFrame."}},
-        // Deliberately no error: a stream goes on without what does not fit.
+        // Deliberately not an error: a stream continues without frames that do not fit.
         AudioFrameRow{"OfAnotherRate",
                       [] { return silence(1152, 44100); },
                       AvError(0),
@@ -477,7 +478,7 @@ TEST_P(BadFilter, IsRefusedOnceForEachShapeAndAnotherOneServesTheSameObject) {
     Picture other = picture({32, 24}).picture();
     const auto process = [&filter](Picture& of) { static_cast<void>(filter.processPicture(of)); };
     expectThrow(runtimeError(GetParam().text), [&] { process(input); });
-    // What failed stays, and is not built again for the same kind of picture.
+    // A failed graph stays and is not built again for the same kind of picture.
     expectThrow(runtimeError("Picture filtering failed"), [&] { process(input); });
     expectThrow(runtimeError(GetParam().text), [&] { process(other); });
     filter.setFilterSpec("hflip");
@@ -495,7 +496,7 @@ INSTANTIATE_TEST_SUITE_P(
                     FilterRow{"TooLargeACrop", "crop=1000:1000", "Cannot configure filter"}),
     [](const auto& row) { return row.param.name; });
 
-// Some generations of FFmpeg refuse it.
+// Some FFmpeg versions refuse it.
 TEST_F(BadInput, ACommaAtTheEndOfAFilterIsTakenAsFfmpegTakesIt) {
     const LogCapture log(2);
     const objstream::object config = changed(kVideo, R"({"filter": "hflip,"})");
@@ -604,7 +605,7 @@ TEST_F(BadInput, AFontIsNoMediaFile) {
                 [] { static_cast<void>(loadPicture(kFont, AV_PIX_FMT_NONE, AVCOL_RANGE_JPEG)); });
 }
 
-// Images are no bad input: each is a video of one picture.
+// Images are not bad input: each is a video of one picture.
 class ImageAsVideo : public BadInput, public testing::WithParamInterface<const char*> {
 protected:
     [[nodiscard]] std::string image() const {
@@ -660,7 +661,7 @@ TEST_P(ImageAsVideo, WhoseEndIsMissingIsAPictureOrAnErrorWithTheName) {
 INSTANTIATE_TEST_SUITE_P(, ImageAsVideo, testing::Values("png", "bmp", "jpg", "tiff", "gif"),
                          [](const auto& row) { return std::string(row.param); });
 
-// An image that has the name of a video is recognised by its content, and a text by nothing.
+// An image with the name of a video is recognised by its content; a text is not recognised at all.
 TEST_F(BadInput, TheNameOfAFileDoesNotMakeItAVideo) {
     const std::string png = fileContent(mediaFile(
         "image.png", {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25", "-frames:v", "1", "-update", "1"}));

@@ -1,4 +1,4 @@
-// What the encoder makes, as the ffmpeg and ffprobe programs see it.
+// The encoder's output, as the ffmpeg and ffprobe programs see it.
 #include <gtest/gtest.h>
 
 #include <cstdint>

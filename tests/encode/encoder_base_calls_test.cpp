@@ -1,4 +1,4 @@
-// How encoders call FFmpeg, and what they make of answers that FFmpeg seldom gives.
+// How encoders call FFmpeg, and how they handle results that FFmpeg rarely returns.
 #include <gmock/gmock.h>
 
 #include <memory>
@@ -108,6 +108,45 @@ TEST_F(OpenEncoder, EndsTheStreamWithAnEmptyFrame) {
     });
     EXPECT_EQ(mEncoder.sendEndOfStream().error, AvError::OutOfMemory);
     EXPECT_EQ(calls, 1);
+}
+
+// Codecs crash when they are used on.
+TEST_F(OpenEncoder, GivesUpACodecThatRanOutOfMemoryWithAFrame) {
+    int calls = 0;
+    const auto send = encoderCalls().avcodecSendFrame.replace([&calls](void*, const void*) {
+        ++calls;
+        return AvError::OutOfMemory.code();
+    });
+    const auto receive = encoderCalls().avcodecReceivePacket.replace(
+        [&calls](void*, void*) { return ++calls < 4 ? 0 : AvError::Eof.code(); });
+    EXPECT_EQ(mEncoder.sendEndOfStream().error, AvError::OutOfMemory);
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(mEncoder.sendEndOfStream().error, AvError::OutOfMemory);
+    EXPECT_EQ(mEncoder.receivePacket().error(), AvError::OutOfMemory);
+    EXPECT_FALSE(mEncoder.drain());
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(OpenEncoder, GivesUpACodecThatRanOutOfMemoryWithAPacket) {
+    int calls = 0;
+    const auto receive = encoderCalls().avcodecReceivePacket.replace([&calls](void*, void*) {
+        ++calls;
+        return AvError::OutOfMemory.code();
+    });
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(mEncoder.receivePacket().error(), AvError::OutOfMemory);
+    }
+    EXPECT_EQ(mEncoder.sendEndOfStream().error, AvError::OutOfMemory);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(OpenEncoder, GoesOnAfterAnotherError) {
+    for (const AvError error : {AvError::InvalidData, AvError::Again}) {
+        const auto receive =
+            encoderCalls().avcodecReceivePacket.replace([&](void*, void*) { return error.code(); });
+        EXPECT_EQ(mEncoder.receivePacket().error(), error);
+    }
+    EXPECT_TRUE(mEncoder.sendEndOfStream().ok);
 }
 
 TEST_F(OpenEncoder, DrainsWhateverItsEndSays) {

@@ -30,7 +30,7 @@ using Line = LogCapture::Line;
 static_assert(!std::is_polymorphic_v<EncoderBase>);
 static_assert(!std::is_copy_constructible_v<EncoderBase> && !std::is_move_constructible_v<EncoderBase>);
 
-// FFmpeg explains on stderr what tests expect it to refuse.
+// FFmpeg would explain on stderr what tests expect it to refuse.
 class Encoder : public testing::Test {
 protected:
     Encoder() { av_log_set_level(AV_LOG_QUIET); }
@@ -268,14 +268,14 @@ TEST_F(Encoder, MarksThePacketsOfAnOutage) {
     EXPECT_EQ(marks, "..xx..");
 }
 
-// Puts the mark of each packet that is there at the place of its time.
+// Puts the mark of each available packet at the position of its time.
 void receiveMarks(PlainEncoder& encoder, std::string& marks) {
     while (const auto packet = encoder.receivePacket()) {
         marks.at(static_cast<std::size_t>(packet->pts)) = packet->isNoSignal() ? 'x' : '.';
     }
 }
 
-// Packets that the encoder kept back are judged by what the ledger knows when they come out.
+// Packets that the encoder held back are marked by the ledger's state when they come out.
 TEST_F(Encoder, MarksDelayedPacketsByTheLatestChange) {
     PlainEncoder encoder(configFor("mpeg4"));
     encoder.setOption("bf", "2");
@@ -291,7 +291,7 @@ TEST_F(Encoder, MarksDelayedPacketsByTheLatestChange) {
     receiveMarks(encoder, marks);
     EXPECT_TRUE(encoder.sendEndOfStream().ok);
     receiveMarks(encoder, marks);
-    // The first frame too: after an outage all that lies before its end counts.
+    // The first frame too: after an outage every time before its end counts.
     EXPECT_EQ(marks, "xxx.");
 }
 
@@ -311,7 +311,7 @@ TEST_F(Encoder, DrainsWhatIsLeft) {
     EXPECT_TRUE(encoder.drain()) << "a stream that has ended is drained";
 }
 
-// FFmpeg takes no end of the stream while its packets wait to be received.
+// FFmpeg does not end the stream while packets are waiting to be received.
 TEST_F(Encoder, IsDrainedByASecondCallWhereNothingWasReceived) {
     PlainEncoder encoder(configFor("rawvideo"));
     encoder.openCodec();

@@ -16,14 +16,14 @@ void* findNextFunction(const char* name) {
 }
 
 EncoderCalls& encoderCalls() {
-    // Never destroyed: other libraries call until the very end.
+    // Never destroyed, since other libraries call these functions until the process ends.
     static EncoderCalls& calls = *new EncoderCalls;
     return calls;
 }
 
 }  // namespace vidorra::test
 
-// No header of FFmpeg here: it would declare these functions with types of its own.
+// Includes no FFmpeg header, which would declare these functions with other types.
 #define EXPORTED __attribute__((visibility("default")))
 
 extern "C" {

@@ -4,8 +4,8 @@
 
 namespace vidorra::test {
 
-/// The functions of FFmpeg that encoders and picture files call, as far as tests have to stand between.
-/// FFmpeg's structures stand as void.
+/// The FFmpeg functions of encoders and picture files that tests intercept. FFmpeg's structures are void
+/// here.
 struct EncoderCalls {
     Call<void*(const void*)> avcodecAllocContext3{"avcodec_alloc_context3"};
     Call<int(void*, const char*, const char*, int)> avOptSet{"av_opt_set"};

@@ -1,4 +1,4 @@
-// Filters in front of encoders.
+// Filters before encoders.
 #include <gmock/gmock.h>
 
 #include <cstring>

@@ -8,7 +8,7 @@
 
 namespace vidorra::test {
 
-/// All packets that an encoder has to give now.
+/// All packets that an encoder can give now.
 std::vector<Packet> receiveAll(EncoderBase& encoder);
 
 /// A Matroska file of one stream in the folder of temporaryFile(), written by libavformat.

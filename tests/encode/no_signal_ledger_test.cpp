@@ -115,7 +115,7 @@ TEST_F(NoSignalLedger, LogsNothingAboveLevelFive) {
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-// Keeps all that was pushed and looks for the latest change each time that it is asked.
+// Keeps everything that was pushed and searches for the latest change at each query.
 class Model {
 public:
     void push(bool noSignal, std::optional<std::int64_t> time) { mPushes.push_back({noSignal, time}); }
@@ -124,7 +124,7 @@ public:
         std::optional<Push> change;
         for (const Push& push : mPushes) {
             if (!change || change->noSignal != push.noSignal) {
-                // A change without a time is no state to be in.
+                // A change without a time does not count.
                 change = push.time ? std::optional(push) : std::nullopt;
             }
         }

@@ -9,7 +9,7 @@
 
 namespace vidorra::test {
 
-/// A picture of noise, and the same bytes without anything between the rows and planes.
+/// A picture of noise, and the same bytes without padding between rows and planes.
 struct Pattern {
     std::vector<std::uint8_t> bytes;
     Picture picture;
@@ -20,7 +20,7 @@ struct Pattern {
 
 Pattern pattern(Size size, AVPixelFormat format, unsigned seed, AVColorRange range = AVCOL_RANGE_JPEG);
 
-/// A picture of which all bytes of all planes are the same.
+/// A picture with the same value in all bytes of all planes.
 Picture plainPicture(Size size, AVPixelFormat format, std::uint8_t value,
                      AVColorRange range = AVCOL_RANGE_JPEG);
 

@@ -51,7 +51,7 @@ inline void fillContext(AVCodecContext& context) {
     context.pix_fmt = AV_PIX_FMT_YUV420P;
 }
 
-/// The least that a derived encoder can be: frames go to FFmpeg as they are.
+/// A minimal derived encoder: frames are sent to FFmpeg unchanged.
 class PlainEncoder : public EncoderBase {
 public:
     explicit PlainEncoder(const objstream::object& config) : EncoderBase(config, "plain") {

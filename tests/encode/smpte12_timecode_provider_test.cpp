@@ -23,7 +23,7 @@ Timestamp micros(std::int64_t value) {
     return {Timebase(), value};
 }
 
-// What a new provider gives for one time.
+// A new provider's timecode for one time.
 std::string first(Timebase frameDuration, std::int64_t time) {
     return SMPTE12TimecodeProvider(frameDuration).nextTimecode(micros(time)).debugDescription();
 }
@@ -60,7 +60,7 @@ TEST(Smpte12TimecodeProvider, MovesOnIntoTheNextSecond) {
               (std::vector<std::string>{"00:00:05:00 (1/1)", "00:00:06:00 (1/1)"}));
 }
 
-// The number after a second's last one goes through the comparison again.
+// The number after a second's last one is compared again.
 TEST(Smpte12TimecodeProvider, LooksAgainAtTheFirstNumberOfASecond) {
     EXPECT_EQ(
         sequence(k29, {31031000, 31031000}),
@@ -155,7 +155,7 @@ constexpr Rate kRates[] = {
     {.name = "59.94", .num = 1001, .den = 60000, .fps = 60, .skips = 60, .length = 60060, .plain = 3600},
 };
 
-// The rules in other words: where a count settles, and what follows a repeated number.
+// The same rules, written in another way.
 class Reference {
 public:
     explicit Reference(const Rate& rate) : mRate(rate) {}
@@ -215,8 +215,8 @@ TEST_P(TimecodesOfADay, AreThoseOfAReferenceAndKeepUpWithTheClock) {
         const bool isExpected =
             number == expected.number % (86400 * rate.fps) && timecode.dropped() == expected.dropped;
 
-        // What holds whatever the rules are: no number twice in a row, every number within its second, no
-        // mark on the first of a second, and never far from the clock.
+        // Properties independent of the rules: no number twice in a row, every number within its second, no
+        // mark on the first number of a second, and never far from the clock.
         const double ahead =
             static_cast<double>(number) / static_cast<double>(rate.fps) - static_cast<double>(micro) / 1e6;
         const double distance = std::abs(ahead > 43200    ? ahead - 86400
@@ -225,7 +225,7 @@ TEST_P(TimecodesOfADay, AreThoseOfAReferenceAndKeepUpWithTheClock) {
         const bool isSound = timecode != last && timecode.frames() < static_cast<std::uint32_t>(rate.fps) &&
                              !(timecode.dropped() && timecode.frames() == 0) &&
                              distance < 3.01 / static_cast<double>(rate.fps);
-        // One look at both: there are millions of frames.
+        // One check for both, since there are millions of frames.
         if (!isExpected || !isSound) {
             FAIL() << "frame " << frame << " has " << timecode << " after " << last << ", expected number "
                    << expected.number << " with mark " << expected.dropped;
@@ -237,7 +237,7 @@ TEST_P(TimecodesOfADay, AreThoseOfAReferenceAndKeepUpWithTheClock) {
         EXPECT_EQ(marked, 0);
         EXPECT_EQ(unmarked, 86400 * rate.fps);
     } else {
-        // 86 cycles and a part of one, each with its plain begin, of which some numbers are skipped.
+        // 86 cycles and a part of one, each with its unmarked start; some numbers are skipped.
         const std::int64_t skipped = rate.plain / rate.fps * rate.skips / 1001;
         EXPECT_NEAR(static_cast<double>(unmarked), static_cast<double>(87 * (rate.plain - skipped)), 87);
         EXPECT_GT(marked, frames * 9 / 10);

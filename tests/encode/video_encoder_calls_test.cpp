@@ -1,4 +1,4 @@
-// How the video encoder calls FFmpeg, what it copies, and what it makes of answers that FFmpeg seldom gives.
+// How the video encoder calls FFmpeg, what it copies, and how it handles results that FFmpeg rarely returns.
 #include <gmock/gmock.h>
 
 #include <array>
@@ -37,7 +37,7 @@ using testing::ElementsAre;
 
 constexpr auto kPlaneSize = static_cast<std::size_t>(kVideoSize.width) * kVideoSize.height;
 
-// Receives what the library would give to the codec.
+// Receives what the library would send to the codec.
 class CodecInput : public testing::Test {
 protected:
     AvRes send(VideoEncoder& encoder, const VideoFrame& frame) {
@@ -135,6 +135,20 @@ TEST_F(CodecInput, IsNoneForAPictureOfAnotherSize) {
     EXPECT_EQ(mCalls, 0);
 }
 
+TEST_F(CodecInput, IsNoneOnceTheCodecRanOutOfMemory) {
+    VideoEncoder encoder(videoConfig("mpeg4"));
+    int calls = 0;
+    const auto replaced = encoderCalls().avcodecSendFrame.replace([&calls](void*, const void*) {
+        ++calls;
+        return AvError::OutOfMemory.code();
+    });
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(encoder.sendFrame(frameAt(plainPicture(kVideoSize, AV_PIX_FMT_YUV420P, 1), i)).error,
+                  AvError::OutOfMemory);
+    }
+    EXPECT_EQ(calls, 1);
+}
+
 TEST_F(CodecInput, GivesTheResultOfTheCodec) {
     VideoEncoder encoder(videoConfig("mpeg4"));
     const auto replaced = encoderCalls().avcodecSendFrame.replace(
@@ -143,7 +157,7 @@ TEST_F(CodecInput, GivesTheResultOfTheCodec) {
               AvError::OutOfMemory);
 }
 
-// Stands for the call that FFmpeg builds with OMX encoders have.
+// Replaces the call that FFmpeg builds with OMX encoders have.
 int giveLinesizes(AVCodecContext* context, AVFrame* frame, int flags) {
     EXPECT_NE(avcodec_is_open(context), 0);
     EXPECT_EQ(flags, 4);
@@ -191,7 +205,7 @@ TEST(OmxEncoder, MayHaveNoCallForThem) {
     EXPECT_EQ(VideoEncoder(config).encoderLinesize(), (std::array<std::int32_t, 2>{0, 0}));
 }
 
-// A device of which no hardware is needed: FFmpeg allocates its objects and initialises none.
+// A device without hardware: FFmpeg allocates its objects and does not initialise them.
 class Vaapi : public testing::Test {
 protected:
     Vaapi() { mConfig["vaapi_device"] = "/dev/dri/renderD128"; }
@@ -233,7 +247,7 @@ TEST_F(Vaapi, IsGivenToTheCodec) {
               AvError::InvalidArgument);
 }
 
-// The pictures are in memory where they enter the graph, and the filters upload them.
+// The graph's input pictures are in memory, and the filters upload them.
 TEST_F(Vaapi, IsGivenToTheFilterWithTheFormatInMemory) {
     const void* device = nullptr;
     const auto create = encoderCalls().avHwdeviceCtxCreate.replace(

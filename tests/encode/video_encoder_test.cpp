@@ -22,7 +22,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-// The list of an encoder's formats is deprecated where there is another way to it.
+// The list of an encoder's formats is deprecated in versions with another way to get it.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace vidorra {
@@ -196,7 +196,7 @@ TEST_F(VideoEncoderConfig, OfAFilterThatFailsIsRefusedAfterTheCodecIsOpen) {
     EXPECT_THAT(log.texts(), testing::Contains("video-encoder-mpeg4: codec \"mpeg4\" opened"));
 }
 
-// Whether there is a description without filters is for the graph to say.
+// The graph decides whether an empty description is valid.
 TEST_F(VideoEncoderConfig, GivesAnEmptyFilterToTheGraph) {
     objstream::object config = videoConfig("mpeg4");
     config["filter"] = "";
@@ -216,7 +216,7 @@ TEST_F(VideoEncoderConfig, GivesAnEmptyFilterToTheGraph) {
     EXPECT_EQ(encoderTakesIt, graphTakesIt);
 }
 
-// Whether FFmpeg's own call takes a frame without a format: some generations do.
+// Whether FFmpeg's own call accepts a frame without a format: in some versions it does.
 bool getBufferTakesABlankFrame() {
     const VideoEncoder plain(videoConfig("mpeg4"));
     AVFrame* frame = av_frame_alloc();
@@ -327,14 +327,14 @@ TEST_F(VideoSending, ConvertsAnotherFormat) {
 
 TEST_F(VideoSending, OfAPictureThatCannotBeConvertedThrowsAndKeepsTheLedger) {
     VideoEncoder encoder(videoConfig("rawvideo", "yuv420p"));
-    // From limited to full range there is no way between these two.
+    // No conversion from limited to full range exists between these two.
     const Picture picture(kVideoSize, NVA12, AVCOL_RANGE_MPEG, 32);
     EXPECT_THROW(static_cast<void>(encoder.sendFrame(frameAt(picture, 0, Frame::NoSignal))),
                  std::runtime_error);
     EXPECT_FALSE(encoder.wasNoSignalAt(Timestamp(Timebase(1, 25), 0)));
 }
 
-// Encoders read what they are given as a picture of their own size.
+// Encoders read every picture as one of their own size.
 TEST_F(VideoSending, OfAPictureOfAnotherSizeIsRefusedBeforeTheCodec) {
     for (const char* name : {"mpeg4", "mpeg2video", "mjpeg", "ffv1", "rawvideo", "huffyuv", "libx264"}) {
         SCOPED_TRACE(name);
@@ -353,7 +353,7 @@ TEST_F(VideoSending, OfAPictureOfAnotherSizeIsRefusedBeforeTheCodec) {
         EXPECT_EQ(log.lines()[0].level, 2);
         EXPECT_THAT(log.texts()[0],
                     HasSubstr("sendFrame(): not of the encoder's size and format: 32x24 yuv4"));
-        // It goes on with a picture of its own.
+        // It continues with a picture of its own size.
         std::vector<Packet> packets;
         EXPECT_TRUE(encoder.sendFrame(frameAt(plainPicture(kVideoSize, format, 1), 0)).ok);
         EXPECT_TRUE(encoder.sendEndOfStream().ok);
@@ -449,7 +449,7 @@ TEST_F(VideoFiltering, ChangesThePictures) {
     }
 }
 
-// The rows of such a picture lie backwards in memory.
+// The rows of such a picture are in reverse order in memory.
 TEST_F(VideoFiltering, MayTurnThePicturesUpsideDown) {
     VideoEncoder encoder(configWith("vflip"));
     const test::Pattern source = pattern(kVideoSize, AV_PIX_FMT_YUV420P, 3);
@@ -528,7 +528,7 @@ TEST_F(VideoFiltering, ThatScalesMayTakePicturesOfAnotherSize) {
     EXPECT_TRUE(encoder.sendFrame(frameAt(plainPicture({32, 24}, AV_PIX_FMT_YUV420P, 1), 0)).ok);
 }
 
-// Pixels of full range go through scalers that are inserted to convert them, and are not squeezed.
+// Full-range pixels pass through automatically inserted scalers without being squeezed.
 TEST_F(VideoFiltering, KeepsFullRange) {
     for (const char* filter : {"format=nv12", "scale=32:24,scale=64:48", "format=yuv444p,hflip", "null"}) {
         SCOPED_TRACE(filter);
@@ -612,7 +612,7 @@ TEST_F(Video, ChoosesAFormatForWellKnownEncoders) {
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, AV_PIX_FMT_RGBA), AV_PIX_FMT_RGBA);
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, AV_PIX_FMT_YUVA420P), AV_PIX_FMT_RGBA);
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, AV_PIX_FMT_YUV420P), AV_PIX_FMT_RGB24);
-    // What has no description has no alpha either.
+    // A format without a descriptor has no alpha either.
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, AV_PIX_FMT_NONE), AV_PIX_FMT_RGB24);
     // Alpha is known of NVA12, whatever its number means to FFmpeg.
     EXPECT_EQ(VideoEncoder::chooseBestPixelFormat(AV_CODEC_ID_PNG, NVA12), AV_PIX_FMT_RGBA);

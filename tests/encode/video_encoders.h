@@ -24,7 +24,7 @@ inline objstream::object videoConfig(const std::string& encoder, const std::stri
     return config;
 }
 
-/// The packets that are there, up to the error that ends them.
+/// The available packets, up to the error that ends them.
 inline void receiveAll(EncoderBase& encoder, std::vector<Packet>& packets, AvError end) {
     for (;;) {
         tl::expected<Packet, AvError> packet = encoder.receivePacket();
@@ -36,7 +36,7 @@ inline void receiveAll(EncoderBase& encoder, std::vector<Packet>& packets, AvErr
     }
 }
 
-/// All packets of some frames, the end of the stream included.
+/// All packets of some frames, including those after the end of the stream.
 inline std::vector<Packet> encodeAll(VideoEncoder& encoder, const std::vector<VideoFrame>& frames) {
     std::vector<Packet> packets;
     for (const VideoFrame& frame : frames) {

@@ -24,7 +24,8 @@ void writeFile(const std::filesystem::path& path, const EncoderBase& encoder,
     AvRes(avformat_write_header(made, nullptr)).throwIfError("header");
     for (const Packet& packet : packets) {
         Packet copy = packet;
-        // Encoders do not know how long their pictures last, and a file leaves out the last one without.
+        // Encoders do not know how long their pictures last, and without a duration a file drops the last
+        // one.
         copy.duration = 1;
         av_packet_rescale_ts(&copy, encoder.codecContext()->time_base, stream->time_base);
         AvRes(av_interleaved_write_frame(made, &copy)).throwIfError("packet");

@@ -37,6 +37,8 @@ ffmpeg -hide_banner -loglevel error -nostdin -y -f lavfi -i sine -t 0.2 "$work/s
 
 output=$("$examples/read_frames" "$work/clip.mp4")
 expect "read_frames" '^video frame 320x180, yuv420p .*, pts 0\.0+,' "$output"
+expect_equal "pictures that read_frames prints" "$(grep -c '^video frame' <<<"$output")" 25
+expect "the sound that read_frames prints" '^audio frame .*48000' "$output"
 expect_failure "read_frames without a file" 1 'No such file' "$examples/read_frames" "$work/missing.mp4"
 
 # facts FILE: its streams with codec, duration and number of packets.
@@ -61,6 +63,26 @@ for example in remux transcode segments; do
     expect_failure "$example without input" 1 'No such file' "$examples/$example" "$work/missing.mp4" "$work/none.mkv"
 done
 expect_equal "what failed examples leave" "$(find "$work" -name 'none.mkv*' -type f | wc -l)" 0
+
+# The sums of the ffmpeg program.
+decoded() {
+    ffmpeg -v error -nostdin -i "$work/clip.mp4" "$@" - | md5sum | cut -d' ' -f1
+}
+output=$("$examples/count_frames" "$work/clip.mp4")
+expect "the pictures of count_frames" "^25 pictures $(decoded -map 0:v -f rawvideo)\$" "$output"
+expect "the sound of count_frames" "^[0-9]+ samples $(decoded -map 0:a -f f32le)\$" "$output"
+expect_failure "count_frames of a text" 1 '^count_frames: .*Invalid data' "$examples/count_frames" "$work/text.mp4"
+
+"$examples/contact_sheet" "$work/clip.mp4" "$work/clips.png"
+expect_equal "the contact sheet" \
+    "$(ffprobe -v error -show_entries stream=codec_name,width,height -of csv=p=0 "$work/clips.png")" "png,1320,572"
+# Twelve different pictures; four times a picture would be four a row that are equal.
+tiles=$(for i in $(seq 0 11); do
+    ffmpeg -v error -nostdin -i "$work/clips.png" -vf "crop=320:180:$((8 + i % 4 * 328)):$((8 + i / 4 * 188))" -f framemd5 - |
+        sed -n 's/^0,.*, //p'
+done)
+expect_equal "different pictures of the sheet" "$(sort -u <<<"$tiles" | wc -l)" 12
+expect_failure "a contact sheet of sound" 1 'no track to decode' "$examples/contact_sheet" "$work/sound.wav" "$work/none.png"
 
 output=$("$demo" "$work/clip.mp4")
 expect "the demo's head" 'clip\.mp4: QuickTime / MOV, 1\.[0-9]+ s$' "$output"

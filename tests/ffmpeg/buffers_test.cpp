@@ -161,7 +161,7 @@ TEST(FlushableBuffer, LivesInANumberThatIsLimited) {
     EXPECT_EQ(create(), nullptr);
     EXPECT_EQ(create(), nullptr);
     EXPECT_EQ(freed, 0);
-    // The place of one that goes is there for another.
+    // The place of a released buffer can be used again.
     av_buffer_unref(&refs[kLimit / 2]);
     EXPECT_EQ(freed, 1);
     refs[kLimit / 2] = create();

@@ -27,7 +27,7 @@ TEST(BufferThreads, AMarkIsSeenFromAnotherThreadWhichMayReleaseTheBuffer) {
     EXPECT_EQ(memory.frees.size(), 1U);
 }
 
-// One buffer's life: who it is, and what happened to it.
+// One buffer's life: its identity, and what happened to it.
 struct Life {
     std::uint8_t byte = 0;
     bool dma = false;
@@ -50,10 +50,10 @@ struct Life {
     }
 };
 
-// References that threads hand to one another.
+// References that threads pass to each other.
 class Exchange {
 public:
-    // Gives what lay in a slot for what is put there.
+    // Puts a reference into a slot and returns the one that was there.
     AVBufferRef* swap(std::size_t slot, AVBufferRef* ref) {
         const std::lock_guard lock(mMutex);
         std::swap(mRefs[slot % mRefs.size()], ref);
@@ -77,7 +77,7 @@ TEST(BufferThreads, BuffersMadeAndReleasedByManyThreadsKeepTheirOwnMarksAndCallb
     std::atomic<int> wrongMarks = 0;
     Exchange exchange;
     std::latch start(kThreads);
-    // Asks and flushes a buffer, whichever thread made it, and releases it.
+    // Queries, flushes and releases a buffer, whichever thread made it.
     const auto useUp = [&](AVBufferRef* ref) {
         if (ref == nullptr) {
             return;

@@ -1,21 +1,26 @@
 #include "ffmpeg/channels.h"
 
 #include <climits>
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <new>
+#include <string>
+
+#include "support/allocation_limit.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
 }
 
-// The old fields of channel layouts are deprecated on the generations that have both.
+// The old channel layout fields are deprecated in versions that have both.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace vidorra::ffmpeg_ext {
 namespace {
 
-// Which fields there are depends on the generation; all of them are looked at where they exist.
+// The fields depend on the FFmpeg version; all that exist are checked.
 template <class T>
 concept HasOldLayout = requires(T object) {
     object.channel_layout;
@@ -173,7 +178,7 @@ TEST(ChannelMask, OfChannelsInAnOrderOfTheirOwnIsMissing) {
     setCustomLayout(*parameters);
     EXPECT_EQ(channelMask(*parameters), 0U);
     EXPECT_EQ(channelCount(*parameters), 2);
-    // What it held is released, which the address sanitizer sees.
+    // Its list is released, which the address sanitizer checks.
     setChannelMask(*parameters, AV_CH_LAYOUT_MONO);
     EXPECT_EQ(channelMask(*parameters), AV_CH_LAYOUT_MONO);
 }
@@ -203,6 +208,19 @@ TEST(DefaultChannelMask, IsTheUsualLayoutForANumberOfChannels) {
     }
     EXPECT_EQ(defaultChannelMask(INT_MIN), 0U);
     EXPECT_EQ(defaultChannelMask(INT_MAX), 0U);
+}
+
+TEST(Channels, ANameIsNotUnknownForWantOfMemory) {
+    const std::string name = "FL+FR+FC+LFE+BL+BR+FLC+FRC+BC+SL+SR+TC";
+    ASSERT_EQ(channelMaskFromName(name), 0xfffU);
+    const test::AllocationLimit limit(33);
+    // FFmpeg's older versions read names without memory.
+    std::uint64_t mask = 0xfff;
+    try {
+        mask = channelMaskFromName(name);
+    } catch (const std::bad_alloc&) {
+    }
+    EXPECT_EQ(mask, 0xfffU);
 }
 
 }  // namespace

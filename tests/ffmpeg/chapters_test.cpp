@@ -119,7 +119,7 @@ TEST_F(Chapter, IsAnErrorWhenMemoryIsShortAndLeavesThePacket) {
         EXPECT_EQ(av_side_data_set_chapter_metadata(mPacket, 3, 4, title.c_str()), AVERROR(ENOMEM));
     }
     {
-        // Here each string fits and only all of them together do not.
+        // Here each string fits, but not all of them together.
         const test::AllocationLimit limit(500);
         EXPECT_EQ(av_side_data_set_chapter_metadata(mPacket, 3, 4, title.substr(0, 460).c_str()),
                   AVERROR(ENOMEM));

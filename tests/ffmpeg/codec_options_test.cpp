@@ -17,7 +17,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-// The old fields of channel layouts are deprecated on the generations that have both.
+// The old channel layout fields are deprecated in versions that have both.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace vidorra::ffmpeg_ext {
@@ -39,7 +39,7 @@ protected:
         return setCodecOption(*mContext, name, value.c_str());
     }
 
-    // All fields that a generation has say the same.
+    // All fields that the version has agree.
     template <class Context>
     void expectChannels(const Context& context, int count, std::uint64_t mask) {
         EXPECT_EQ(channelCount(context), count);

@@ -11,7 +11,7 @@ extern "C" {
 
 namespace vidorra::test {
 
-/// Memory that a buffer of av_buffer_create2 wraps, with a record of what its callbacks were given.
+/// Memory that a buffer of av_buffer_create2 wraps, with a record of its callbacks' arguments.
 ///
 /// Threads: one at a time.
 struct CountedMemory {

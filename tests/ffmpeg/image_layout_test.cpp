@@ -29,7 +29,7 @@ void PrintTo(const Layout& layout, std::ostream* stream) {
     }
 }
 
-// Only its addresses are used, as places that planes are laid out behind.
+// Only its addresses are used, as the start of planes.
 std::vector<std::uint8_t>& ground() {
     static std::vector<std::uint8_t> bytes(1 << 20);
     return bytes;
@@ -37,7 +37,7 @@ std::vector<std::uint8_t>& ground() {
 
 Layout layoutOf(AVPixelFormat format, int width, int height, int align) {
     Layout layout;
-    // Rubbish, so that nothing is right by luck.
+    // Garbage, so that nothing is right by chance.
     std::array<std::uint8_t*, 4> data{};
     data.fill(ground().data() + 3);
     layout.linesizes.fill(-77);
@@ -126,11 +126,11 @@ TEST(Nva12Layout, WhoseAlphaPlaneAloneIsTooMuchIsAnError) {
     constexpr int kHeight = 2000000;
     ASSERT_GT(av_image_get_buffer_size(AV_PIX_FMT_NV12, 4, kHeight, 512), 0);
     EXPECT_EQ(imageBufferSize(kNva12, 4, kHeight, 512), AVERROR(EINVAL));
-    // Where it just fits, it is none.
+    // A size that just fits is not an error.
     EXPECT_EQ(imageBufferSize(kNva12, 4, 1600000, 512), 512 * 1600000 / 2 * 5);
 }
 
-// Software formats but for the one that NVA12 stands in place of.
+// All software formats except the one whose number NVA12 has.
 std::vector<const AVPixFmtDescriptor*> softwareFormats() {
     std::vector<const AVPixFmtDescriptor*> result;
     for (const AVPixFmtDescriptor* format = nullptr; (format = av_pix_fmt_desc_next(format)) != nullptr;) {

@@ -5,7 +5,7 @@
 struct AVBufferRef;
 struct AVPacket;
 
-/// The additions to FFmpeg as a build that has them declares them.
+/// The additions to FFmpeg, as declared by builds that have them.
 extern "C" {
 
 AVBufferRef* av_buffer_create2(std::uint8_t* data, int size, void (*free)(void* opaque, std::uint8_t* data),

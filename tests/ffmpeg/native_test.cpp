@@ -16,7 +16,7 @@ extern "C" {
 
 namespace {
 
-// What reached FFmpeg.
+// The calls that reached FFmpeg.
 struct CreateCall {
     std::uint8_t* data;
     int size;
@@ -96,7 +96,7 @@ int av_side_data_set_chapter_metadata(AVPacket* packet, long first, unsigned lon
 void av_audio_level_calc(const void* samples, std::int64_t count, std::int64_t channels,
                          AVSampleFormat format, void* level) {
     gRecorder.levels.push_back({samples, count, channels, format, level});
-    // Two arrays of eight numbers, one behind the other.
+    // Two arrays of eight numbers, one after the other.
     for (int i = 0; i < 16; ++i) {
         static_cast<float*>(level)[i] = static_cast<float>(i);
     }

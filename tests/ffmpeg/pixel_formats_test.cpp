@@ -30,7 +30,7 @@ TEST(Nva12, DescriptorIsThatOfNv12WithAFullAlphaPlane) {
     EXPECT_EQ(nva12->log2_chroma_w, 1);
     EXPECT_EQ(nva12->log2_chroma_h, 1);
     EXPECT_EQ(nva12->flags, nv12->flags | AV_PIX_FMT_FLAG_ALPHA);
-    // The palette flag, and the one that early generations have for what looks like a palette.
+    // The palette flag, and the flag of early versions for a pseudo palette.
     EXPECT_EQ(nva12->flags & 0x42U, 0U);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(nva12->comp[i].plane, nv12->comp[i].plane) << i;

@@ -15,7 +15,7 @@ namespace {
 constexpr AVRational kRates[] = {{24000, 1001}, {24, 1},  {25, 1},       {30000, 1001}, {30, 1},  {31, 1},
                                  {50, 1},       {100, 2}, {60000, 1001}, {60, 1},       {120, 1}, {0, 0}};
 
-// FFmpeg 4.3 has no such function: there the next test is what compares.
+// FFmpeg 4.3 lacks the function: with it the next test makes the comparison.
 template <class Rate>
 int compareAll() {
     int compared = 0;

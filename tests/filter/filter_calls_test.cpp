@@ -22,7 +22,7 @@ extern "C" {
 namespace vidorra::test {
 namespace {
 
-// Each one fails what it names; the rest goes on to FFmpeg.
+// Each one fails the calls that it names; all others are passed to FFmpeg.
 struct Failures {
     std::string lookup;
     // The name of an instance, or of the kind of filter.
@@ -33,13 +33,14 @@ struct Failures {
     bool list = false;
     bool text = false;
     bool frame = false;
-    // A code for what the source is given.
+    bool configuration = false;
+    // The code for frames sent to the source.
     int sending = 0;
     int sendingFlags = -1;
     // How often frames were sent and sources made.
     int sent = 0;
     int sources = 0;
-    // A code for what the sink is asked for.
+    // The code for frames requested from the sink.
     int receiving = 0;
     // What the source was given.
     std::string arguments;
@@ -98,6 +99,11 @@ char* __wrap_av_strdup(const char* text) {
 AVFrame* __real_av_frame_alloc();
 AVFrame* __wrap_av_frame_alloc() {
     return failures().frame ? nullptr : __real_av_frame_alloc();
+}
+
+int __real_avfilter_graph_config(AVFilterGraph* graph, void* logContext);
+int __wrap_avfilter_graph_config(AVFilterGraph* graph, void* logContext) {
+    return failures().configuration ? AVERROR(ENOMEM) : __real_avfilter_graph_config(graph, logContext);
 }
 
 int __real_av_buffersrc_add_frame_flags(AVFilterContext* source, AVFrame* frame, int flags);
@@ -258,6 +264,25 @@ TEST_F(FilterCalls, AGraphThatMemoryWasShortForIsBuiltByTheNextFrame) {
         failures().*shortage = false;
     }
     EXPECT_EQ(filter.processPicture(picture).frameSize(), picture.frameSize());
+}
+
+TEST_F(FilterCalls, SoIsAGraphThatFfmpegCouldNotBuildForWantOfMemory) {
+    const auto expectBuiltAfterwards = [](const char* failureText) {
+        FFmpegFilterWrapper filter;
+        filter.setFilterSpec("hflip");
+        Picture picture({64, 48}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG, 32);
+        EXPECT_THROW_TEXT(std::runtime_error, failureText, static_cast<void>(filter.processPicture(picture)));
+        failures() = Failures();
+        EXPECT_EQ(filter.processPicture(picture).frameSize(), picture.frameSize());
+    };
+    failures().creation = "in";
+    expectBuiltAfterwards("Cannot create buffer source");
+    failures().creation = "out";
+    expectBuiltAfterwards("Cannot create buffer sink");
+    failures().text = true;
+    expectBuiltAfterwards("Out of memory");
+    failures().configuration = true;
+    expectBuiltAfterwards("Cannot configure filter");
 }
 
 TEST_F(FilterCalls, FramesArePushedThroughTheGraph) {

@@ -48,7 +48,7 @@ int parseCode(const char* spec) {
     return code;
 }
 
-// Expects FFmpegError with this text in front of the error's own, and gives the code.
+// Expects FFmpegError with this text before the error's own, and returns the code.
 template <class Build>
 int failure(const std::string& text, Build build) {
     try {
@@ -199,7 +199,7 @@ TEST(FilterGraph, OneFrameComesOutAtATimeAndTheRestIsKept) {
 TEST(FilterGraph, FramesThatWaitAreLoggedOnceAndBoundedAndStayBounded) {
     FilterGraphAudio graph = audioGraph("asetnsamples=n=1");
     const LogCapture log;
-    // Of each frame one waits, in the sink or for a moment in front of the filter.
+    // For each frame one is waiting, in the sink or briefly before the filter.
     int taken = 0;
     int takenUnlogged = 0;
     while (taken < 1000) {
@@ -249,7 +249,7 @@ TEST(FilterGraph, AGraphThatHasEndedStaysEnded) {
     EXPECT_EQ(graph.filterFrame(frame).error, AvError::Eof);
 }
 
-// FFmpeg's scaler crashes on the picture after the one for which it got no memory.
+// After a picture for which it got no memory, FFmpeg's scaler crashes on the next one.
 TEST(FilterGraph, AfterAShortageOfMemoryInsideEveryFrameIsRefused) {
     FilterGraphVideo graph = videoGraph("scale=640:480,scale=64:48");
     AvPtr<AVFrame> frame = plainPicture(50, 100, 0);

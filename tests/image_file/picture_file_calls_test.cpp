@@ -1,4 +1,4 @@
-// How picture files call FFmpeg, and what savePicture() makes of answers that encoders seldom give.
+// How picture files call FFmpeg, and how savePicture() handles results that encoders rarely return.
 #include "vidorra/image_file/picture_file.h"
 
 #include <gmock/gmock.h>

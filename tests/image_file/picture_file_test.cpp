@@ -245,7 +245,7 @@ TEST(SavePicture, JpegIsNearThePicture) {
     }
 }
 
-// Samples of limited range in a format that the codec takes stay as they are.
+// Samples of limited range in a format that the codec takes stay unchanged.
 TEST(SavePicture, KeepsTheRangeOfAPictureInTheFormatOfTheCodec) {
     const fs::path path = outputFile("limited.jpg");
     Picture original(Size{64, 32}, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG, 32);

@@ -107,7 +107,7 @@ TEST(AudioBufferFrames, GetOneReferenceWithTheSizeOfOnePlane) {
         EXPECT_TRUE(av_buffer_is_writable(frame->buf[0]));
         EXPECT_EQ(frame->buf[1], nullptr);
         EXPECT_EQ(frame->nb_extended_buf, 0);
-        // One allocation: the planes lie one behind the other.
+        // One allocation: the planes follow each other.
         for (int i = 1; i < kind.planes(); ++i) {
             EXPECT_EQ(frame->extended_data[i], frame->data[0] + i * kind.planeBytes(20)) << "plane " << i;
         }
@@ -277,7 +277,7 @@ TEST(AudioBufferFill, RepeatsTheFirstEightOfTwelvePlanesInTheArrayOfTheFrame) {
     for (int i = 0; i < AV_NUM_DATA_POINTERS; ++i) {
         EXPECT_EQ(frame->data[i], frame->extended_data[i]) << i;
     }
-    // The place behind the array of planes in a frame, which a write of twelve pointers would reach.
+    // The member after the array of planes in a frame, which a write of twelve pointers would reach.
     EXPECT_EQ(frame->linesize[0], 16);
     EXPECT_THAT(std::vector<int>(frame->linesize + 1, frame->linesize + AV_NUM_DATA_POINTERS),
                 testing::Each(0));

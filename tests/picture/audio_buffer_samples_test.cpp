@@ -74,7 +74,7 @@ TEST(AudioBufferLoadSamples, FillsAllPlanesOfTwelve) {
     }
 }
 
-// Lets the C library fill what it allocates, so that memory that nobody wrote can be told.
+// Lets the C library fill allocated memory, so that unwritten memory can be recognised.
 class FilledMemory {
 public:
     FilledMemory() { mallopt(M_PERTURB, 0x5a); }

@@ -69,7 +69,7 @@ TEST(AudioFrame, TakesOverBufferAndTimeWithoutFlags) {
     EXPECT_EQ(frame.timestamp(), kOneSecond);
     EXPECT_EQ(frame.flags(), Frame::NoFlags);
     EXPECT_THAT(frame.audioBuffer().getPointersToPlanes(), ElementsAre(plane));
-    // NOLINTNEXTLINE(bugprone-use-after-move): what a move leaves is part of the behaviour.
+    // NOLINTNEXTLINE(bugprone-use-after-move): the moved-from state is part of the behaviour.
     EXPECT_TRUE(buffer.empty());
 }
 

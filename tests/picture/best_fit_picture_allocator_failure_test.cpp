@@ -52,7 +52,7 @@ int __wrap_av_image_get_buffer_size(AVPixelFormat format, int width, int height,
     return __real_av_image_get_buffer_size(format, width, height, align);
 }
 
-// The type of the size differs between the generations.
+// The type of the size differs between FFmpeg versions.
 decltype(av_buffer_create) __real_av_buffer_create;
 decltype(av_buffer_create) __wrap_av_buffer_create;
 AVBufferRef* __wrap_av_buffer_create(std::uint8_t* data, decltype(AVBufferRef::size) size,

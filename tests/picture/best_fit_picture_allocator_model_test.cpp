@@ -48,7 +48,7 @@ std::uint64_t imageSize(const Shape& shape, std::uint64_t lineAlignment) {
     }
 }
 
-// How often each way to a block was gone.
+// How often each way to choose a block was used.
 struct Ways {
     int sameShape = 0;
     int sameSize = 0;

@@ -58,7 +58,7 @@ Picture allocateGray(BestFitPictureAllocator& allocator, int width, int height =
     return allocator.allocate({width, height}, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG);
 }
 
-// The size of the buffer behind a picture.
+// The size of a picture's buffer.
 std::size_t bufferSize(const Picture& picture) {
     const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
     picture.fillAVFrame(frame.get());
@@ -405,7 +405,7 @@ TEST(BestFitPictureAllocator, JoinedBlocksHaveLostTheirShapesEvenWhenNothingFits
     units.give(0);
     units.give(100);
     EXPECT_THROW(units.take(151), std::bad_alloc);
-    // Cut from the front of the joined block, where the block of this shape stood behind the other.
+    // Cut from the front of the joined block; the block of this shape was the second.
     EXPECT_EQ(units.take(50), 0u);
     EXPECT_EQ(units.take(100), 50u);
 }
@@ -589,9 +589,9 @@ TEST(BestFitPictureAllocator, ASoleCandidateOfExactlyTheSizeLeavesARestOfNothing
     const MemBlock block = units.takeBlock(100);
     EXPECT_EQ(units.offset(block), 0u);
     EXPECT_EQ(block.size, 100u);
-    // The rest has the address of the block behind it, whose release must find that one.
+    // The remainder has the same address as the block after it, which its release must find.
     units.give(100);
-    // With the block at the top the rest has gone too: only the first is left.
+    // The remainder was released with the topmost block: only the first is left.
     EXPECT_THROW_TEXT(std::runtime_error, kFreed, units.give(100));
     EXPECT_EQ(units.take(10), 100u);
     units.give(0);

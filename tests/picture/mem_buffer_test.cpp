@@ -390,7 +390,7 @@ TEST(MemBuffer, ShrinkHidesTheEndFromThisReferenceOnly) {
     EXPECT_EQ(bytesOf(buffer), std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 10));
     EXPECT_EQ(bytesOf(other), bytes);
     EXPECT_EQ(buffer.useCount(), 2);
-    // Of a copy that is shrunk, what is hidden is not copied either.
+    // The hidden bytes of a shrunk copy are not copied either.
     buffer.makeWriteable();
     EXPECT_EQ(bytesOf(buffer), std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + 10));
 }

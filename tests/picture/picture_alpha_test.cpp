@@ -300,7 +300,7 @@ TEST(PictureWithAlpha, RefusesColourThatFillsAllSlots) {
     EXPECT_EQ(arena.freed(), 1);
 }
 
-// Each row is wrong in what it names and in all that comes after.
+// Each row is wrong in what it names and in everything after it.
 TEST(PictureWithAlpha, ChecksColourThenAlphaThenSizesThenSlotsThenTheAlphasBuffer) {
     Arena arena(64);
     const Picture full = pictureWithoutFreeSlot(arena, AV_PIX_FMT_YUV420P);

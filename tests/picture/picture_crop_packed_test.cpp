@@ -71,7 +71,7 @@ TEST_P(PictureCropOfGroups, ShowsThePixelsUpToTheEndOfTheLastRow) {
     EXPECT_EQ(pixelsOf(view), expected);
 }
 
-// What libswscale makes of a view is a view of what it makes of the whole.
+// Converting a view with libswscale gives a view of the converted whole.
 TEST_P(PictureCropOfGroups, ConvertsToTheViewOfTheConvertedPicture) {
     const GroupRow& row = GetParam();
     if (row.planar == AV_PIX_FMT_NONE) {

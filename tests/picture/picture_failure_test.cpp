@@ -57,7 +57,7 @@ int __wrap_av_image_fill_arrays(std::uint8_t* data[4], int linesize[4], const st
                : __real_av_image_fill_arrays(data, linesize, source, format, width, height, align);
 }
 
-// The oldest generations take the reference as not const.
+// In the oldest versions the parameter is not const.
 AVBufferRef* __real_av_buffer_ref(const AVBufferRef* ref);
 AVBufferRef* __wrap_av_buffer_ref(const AVBufferRef* ref);
 AVBufferRef* __wrap_av_buffer_ref(const AVBufferRef* ref) {

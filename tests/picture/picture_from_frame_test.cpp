@@ -1,4 +1,4 @@
-// Pictures that share or copy what an AVFrame holds.
+// Pictures that share or copy the content of an AVFrame.
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// Where the planes of new memory lie, and what a private copy holds.
+// Where the planes are in new memory, and what a private copy holds.
 
 #include <gtest/gtest.h>
 
@@ -56,8 +56,8 @@ Layout nva12Layout(Size size, int alignment) {
     return layout;
 }
 
-// What FFmpeg makes of a format, or the negative code with which it refuses. Some generations add a palette
-// to formats that have none.
+// FFmpeg's layout of a format, or the negative code with which it refuses. Some versions add a palette to
+// formats that have none.
 Layout ffmpegLayout(AVPixelFormat format, Size size, int alignment) {
     static std::uint8_t start[1];
     std::uint8_t* data[4] = {};
@@ -99,7 +99,7 @@ void expectLayout(Picture& picture, const Layout& layout) {
                   layout.offsets[plane]);
     }
     ASSERT_TRUE(picture.editable());
-    // The memory is there up to its last byte.
+    // The memory is accessible up to its last byte.
     std::memset(picture.data()[0], 0, slots[0].size);
 }
 

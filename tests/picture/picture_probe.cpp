@@ -141,7 +141,7 @@ Arena::~Arena() {
 
 BufferPtr Arena::buffer(std::size_t offset, std::size_t size, int flags) {
     const auto release = [](void* opaque, std::uint8_t*) { ++static_cast<Arena*>(opaque)->mFreed; };
-    // The type of the size differs between the generations of FFmpeg.
+    // The type of the size differs between FFmpeg versions.
     AVBufferRef* ref = av_buffer_create(at(offset), static_cast<int>(size), release, this, flags);
     if (ref == nullptr) {
         throw std::bad_alloc();
@@ -151,7 +151,7 @@ BufferPtr Arena::buffer(std::size_t offset, std::size_t size, int flags) {
 }
 
 AllocationLimit::AllocationLimit(std::size_t bytes) {
-    // The oldest generations of FFmpeg keep 32 bytes of the limit for themselves.
+    // The oldest FFmpeg versions reserve 32 bytes of the limit.
     av_max_alloc(bytes + 32);
     if (void* tooMuch = av_malloc(bytes + 1)) {
         av_free(tooMuch);

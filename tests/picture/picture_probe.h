@@ -53,7 +53,7 @@ std::vector<std::uint8_t> pixelsOf(const Picture& picture);
 /// A picture full of noise.
 Picture noisePicture(Size size, AVPixelFormat format, unsigned seed = 1, int alignment = 32);
 
-/// A picture of which each plane lies in a buffer of its own, full of noise.
+/// A picture full of noise, with each plane in a buffer of its own.
 Picture pictureInSeparateBuffers(Size size, AVPixelFormat format, unsigned seed = 1);
 
 /// A frame with these fields, no buffers and no planes.
@@ -73,7 +73,7 @@ public:
     /// The one reference to a new buffer over a part of the memory.
     [[nodiscard]] BufferPtr buffer(std::size_t offset, std::size_t size, int flags = 0);
 
-    /// How many buffers have gone.
+    /// How many buffers have been released.
     [[nodiscard]] int freed() const { return mFreed; }
 
 private:

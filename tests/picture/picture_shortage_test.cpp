@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
         HugeRow{.name = "nva12Area", .size = {65536, 65536}, .format = NVA12, .alignment = 1},
         // Sides that FFmpeg takes, but planes that are more than an int counts: 2 to the power of 31 bytes.
         HugeRow{.name = "planes", .size = {16384, 8192}, .format = AV_PIX_FMT_GBRAPF32, .alignment = 1},
-        // The colour of these fits; the alpha plane behind it does not.
+        // The colour of these fits; the alpha plane after it does not.
         HugeRow{.name = "nva12AlphaByLines", .size = {1, 1000}, .format = NVA12, .alignment = 1 << 20},
         HugeRow{.name = "nva12AlphaAtTheLimit", .size = {1, 819}, .format = NVA12, .alignment = 1 << 20}),
     nameOf);
@@ -203,7 +203,7 @@ TEST(PictureShortage, InFillAVFrameLeavesNoReferenceInTheFrame) {
     EXPECT_TRUE(picture.editable());
 }
 
-// Three buffers of which the second is too large for the memory there is.
+// Three buffers; the second is too large for the available memory.
 TEST(PictureShortage, InMakeEditableKeepsWhatIsDetachedAndLeavesTheRestShared) {
     Arena arena(5000);
     FramePtr frame = newFrame(Size{8, 8}, AV_PIX_FMT_YUV420P);

@@ -1,4 +1,4 @@
-// AVFrames that share what a picture holds.
+// AVFrames that share the content of a picture.
 
 #include <gtest/gtest.h>
 

@@ -26,7 +26,7 @@ TEST(PlaneInBuffer, NoPlaneLiesNowhereAndNothingLiesInNoBuffer) {
     EXPECT_FALSE(isInBuffer(&byte, MemBuffer()));
 }
 
-// Addresses compare without sign: the upper half of the address space lies above the lower.
+// Addresses compare without sign: the upper half of the address space is above the lower.
 TEST(PlaneInBuffer, AddressesHaveNoSign) {
     const auto* low = reinterpret_cast<const std::uint8_t*>(std::uintptr_t{0x7ffffffffffffff0});
     const auto* high = reinterpret_cast<const std::uint8_t*>(std::uintptr_t{0x8000000000000010});

@@ -25,7 +25,7 @@ Bytes identity() {
     return table;
 }
 
-// A table in which every entry is another.
+// A table in which all entries differ.
 Bytes shuffled() {
     Bytes table(256);
     for (std::size_t v = 0; v < 256; ++v) {
@@ -73,7 +73,7 @@ const Row kRows[] = {
     {"RgbaAlpha", AV_PIX_FMT_RGBA, 3, 0, 3, 4, 13, 7, {{{52, 7}}}},
     {"ArgbRed", AV_PIX_FMT_ARGB, 0, 0, 1, 4, 13, 7, {{{52, 7}}}},
     {"Bgr24Blue", AV_PIX_FMT_BGR24, 2, 0, 0, 3, 13, 7, {{{39, 7}}}},
-    // Green lies in plane 0, blue in plane 1, red in plane 2.
+    // Green is in plane 0, blue in plane 1, red in plane 2.
     {"GbrpRed", AV_PIX_FMT_GBRP, 0, 2, 0, 1, 13, 7, {{{13, 7}, {13, 7}, {13, 7}}}},
     {"Yuyv422Luma", AV_PIX_FMT_YUYV422, 0, 0, 0, 2, 13, 7, {{{28, 7}}}},
     {"Yuyv422U", AV_PIX_FMT_YUYV422, 1, 0, 1, 4, 7, 7, {{{28, 7}}}},
@@ -218,7 +218,7 @@ TEST(ApplyLutByFFmpeg, GivesTheBytesOfItsTableFilter) {
             entry = static_cast<std::uint8_t>(255 - entry);
         }
         applyLUT(picture, each.component, table);
-        // The planes lie one behind the other.
+        // The planes follow each other.
         EXPECT_TRUE(std::string(reinterpret_cast<const char*>(picture.data()[0]), input.size()) == expected);
         EXPECT_FALSE(input == expected);
     }

@@ -1,4 +1,4 @@
-// What the kernels of keying are called with: those of this program come before the library's.
+// The arguments of the keying kernels: this program's kernels take precedence over the library's.
 
 #include "vidorra/process/chroma_keying.h"
 

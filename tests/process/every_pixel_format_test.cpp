@@ -1,5 +1,5 @@
-// All operations on pictures in each pixel format, on planes that end where inaccessible memory begins, or
-// begin where it ends: what reaches beyond a plane ends the test program.
+// All operations on pictures in each pixel format, on planes directly before or after inaccessible memory:
+// an access outside a plane ends the test program.
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -31,7 +31,7 @@ namespace {
 
 enum class At { Begin, End };
 
-// Memory of which the first byte follows an inaccessible page, or the last one precedes it.
+// Memory whose first byte follows an inaccessible page, or whose last byte precedes one.
 class GuardedMemory {
 public:
     GuardedMemory(std::size_t size, At at)
@@ -79,7 +79,7 @@ Picture guardedPicture(AVPixelFormat format, Size size, At at, AVColorRange rang
         frame->linesize[plane] = linesize;
     }
     if (buffers == 0) {
-        // Of devices: there are no pixels in memory.
+        // A device format: there are no pixels in memory.
         return Picture(MemBuffer(8, true), size, frame->data, frame->linesize, format, range);
     }
     Picture picture(frame.get());

@@ -1,4 +1,4 @@
-// Which operations mark the picture that they write as modified: the marks are counted in this program.
+// Which operations mark the picture that they write as modified; this program counts the marks.
 
 #include <gtest/gtest.h>
 
@@ -128,7 +128,7 @@ TEST(ModificationMarks, AComposeWhoseBlendFailsMarksNothing) {
         }),
         0);
     unsetenv("VDR_ALPHABLEND_NUM_THREADS");
-    // The view of the part that shows has gone.
+    // The view of the visible part has been released.
     EXPECT_TRUE(overlay.editable());
 }
 

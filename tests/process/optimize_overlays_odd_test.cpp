@@ -1,4 +1,5 @@
-// Overlays at odd places and of odd sizes in formats with subsampled chroma: what is drawn stays the same.
+// Overlays at odd positions and with odd sizes in formats with subsampled chroma: the drawn picture stays
+// the same.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -79,7 +80,7 @@ struct FormatRow {
 
 class OddOverlays : public testing::TestWithParam<FormatRow> {
 protected:
-    // Rectangles anywhere, of any size, also outside of the canvas.
+    // Rectangles anywhere, of any size, even outside the canvas.
     Overlays randomFrames(int count, int step) {
         const auto pick = [this, step](int from, int to) {
             return (from + static_cast<int>(mRandom() % static_cast<unsigned>(to - from))) / step * step;
@@ -128,7 +129,7 @@ TEST_P(OddOverlays, DrawTheSamePictureInAllPlacesOfTwo) {
         for (int width = 1; width < 10; ++width) {
             for (int x = -3; x < 14; ++x) {
                 for (int size = 1; size < 10; ++size) {
-                    // Both directions at once, with another pair in each.
+                    // Both directions at once, with different pairs.
                     const Overlays overlays = {
                         frame(GetParam().canvas, {first, 3 - first, width, 10 - width}, mRandom),
                         frame(GetParam().canvas, {x, 10 - x, size, 10 - size}, mRandom)};

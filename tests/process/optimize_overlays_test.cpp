@@ -56,7 +56,7 @@ using testing::SizeIs;
 
 using Overlays = std::vector<VideoFrame>;
 
-// What a frame is to these tests: its place, and the number of the frame that it came from.
+// A frame in these tests: its area, and the number of the frame that it came from.
 struct Piece {
     std::int64_t id;
     Rect rect;
@@ -330,7 +330,7 @@ TEST_F(HandleOneOverlap, CutsTheFirstFrameThatHasOneByTheFirstThatLiesOverIt) {
                                            Piece{2, {30, 0, 40, 30}}, Piece{2, {40, 30, 30, 10}},
                                            Piece{3, {0, 30, 40, 40}}, Piece{4, {100, 0, 10, 10}}));
     EXPECT_THAT(handleOneOverlap(third, 0), IsEmpty());
-    // The list that was given is as it was, and pixels are shared.
+    // The input list is unchanged, and pixels are shared.
     EXPECT_THAT(overlays, SizeIs(5));
     EXPECT_EQ(third[1].picture().data()[0], overlays[1].picture().data()[0]);
 }
@@ -364,7 +364,7 @@ TEST_F(HandleOneOverlap, PassesOverFramesWithAlphaOnEitherSide) {
         EXPECT_THAT(handleOneOverlap(overlays, 0), IsEmpty());
         EXPECT_EQ(pieces(optimized(overlays, 0, AV_PIX_FMT_NV12)), pieces(overlays));
     }
-    // The opaque one behind the one with alpha is found.
+    // The opaque one after the one with alpha is found.
     const Overlays overlays = {frame(1, {0, 0, 40, 40}, AV_PIX_FMT_NV12), frame(2, {0, 0, 60, 60}, NVA12),
                                frame(3, {20, 0, 40, 40}, AV_PIX_FMT_NV12)};
     EXPECT_THAT(pieces(optimized(overlays, 0, AV_PIX_FMT_NV12)),
@@ -372,7 +372,7 @@ TEST_F(HandleOneOverlap, PassesOverFramesWithAlphaOnEitherSide) {
 }
 
 TEST_F(HandleOneOverlap, TakesAreasThatWrapAt32Bits) {
-    // No memory is looked at.
+    // No memory is read.
     const auto huge = [](int width, int height, int x) {
         std::uint8_t* const planes[4] = {};
         const int linesizes[4] = {width};
@@ -450,7 +450,7 @@ TEST_F(OptimizeOverlays, LeavesEveryVisiblePixelToOnePieceOfItsTopmostFrame) {
         std::size_t pixels = 0;
         std::int64_t lastId = 0;
         for (const Piece& piece : pieces(optimized(overlays, 0))) {
-            // In the order of the frames that they come from.
+            // In the order of their original frames.
             ASSERT_LE(lastId, piece.id);
             lastId = piece.id;
             for (int y = piece.rect.y; y < piece.rect.y + piece.rect.height; ++y) {

@@ -51,7 +51,7 @@ std::uint8_t& at(Picture& picture, std::size_t plane, int byte, int row) {
     return picture.data()[plane][row * picture.linesize()[plane] + byte];
 }
 
-// Where the alpha of a format's pixels stands.
+// The position of alpha in a format's pixels.
 struct AlphaPlace {
     AVPixelFormat format;
     std::size_t plane;
@@ -186,7 +186,7 @@ TEST(AlphaTrimmedRect, TheLastRowAloneDoesNotCount) {
 }
 
 TEST(AlphaTrimmedRect, ReadsNoByteBehindARow) {
-    // Of a picture whose memory ends with its last pixel; the address sanitizer looks on.
+    // A picture whose memory ends with its last pixel, for the address sanitizer.
     for (const int width : {1, 7, 31, 33, 129}) {
         const int bytes = width * 4 * 3;
         Picture source = plain(AV_PIX_FMT_RGBA, width, 3, 0);
@@ -296,7 +296,7 @@ TEST(ComparePictures, TheLastComponentCanBeLeftOut) {
         EXPECT_TRUE(compare(left, right, 0, true).equal) << format;
         EXPECT_FALSE(compare(left, right, 0, false).equal) << format;
     }
-    // There is nothing to leave out of three.
+    // With three components there is nothing to skip.
     Picture rgb = plain(AV_PIX_FMT_RGB24, 4, 4, 1);
     at(rgb, 0, 2, 0) = 9;
     EXPECT_FALSE(compare(plain(AV_PIX_FMT_RGB24, 4, 4, 1), rgb, 0, true).equal);
@@ -406,7 +406,7 @@ TEST(GetPlanesMD5, IsTheSumOfFfmpegsPlainLayoutForWholeFormats) {
 }
 
 TEST(GetPlanesMD5, GoesByComponentsAndNotByPlanes) {
-    // Green, blue, red stand in planes 0, 1, 2, but red is the first component.
+    // Green, blue, red are in planes 0, 1, 2, but red is the first component.
     const Picture picture = randomPicture(AV_PIX_FMT_GBRP, 6, 4);
     std::vector<std::uint8_t> bytes;
     for (const std::size_t plane : {2, 0, 1}) {

@@ -1,5 +1,5 @@
-// What is done with pictures that have no pixels: those that were moved from, which keep their size and their
-// plane pointers, and views of a size of 0 or less.
+// Operations on pictures without pixels: moved-from pictures, which keep their size and their plane
+// pointers, and views of a size of 0 or less.
 
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ namespace {
 constexpr Size kSize{16, 8};
 const char* const kNotEditable = "chromaKeyingInPlace: Picture must be editable";
 
-// Of planes without padding, in formats whose planes follow each other.
+// The bytes of planes without padding, in formats whose planes follow each other.
 std::vector<std::uint8_t> bytesOf(const Picture& picture) {
     return {picture.data()[0], picture.data()[0] + picture.bytesInBuffer(0).value()};
 }
@@ -36,7 +36,7 @@ Picture filled(AVPixelFormat format, std::uint8_t value, AVColorRange range = AV
     return picture;
 }
 
-// A picture that was moved from, and the one that has its memory.
+// A moved-from picture, and the one that has its memory.
 struct Moved {
     explicit Moved(AVPixelFormat format)
         : from(filled(format, 7)), to(std::move(from)), before(bytesOf(to)) {}

@@ -1,4 +1,4 @@
-// What Scaler asks of libswscale and of its allocator, and in which order: the linker leads its calls here.
+// The calls of Scaler to libswscale and to its allocator, and their order: the linker redirects them here.
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ extern "C" {
 namespace vidorra::test {
 namespace {
 
-// What the range details of a context are, and are to become.
+// The present and the new range details of a context.
 struct Details {
     int* inverseTable;
     int srcFull;
@@ -262,7 +262,7 @@ TEST_F(ScalerCalls, EndWhereThereIsNoContext) {
     EXPECT_TRUE(mScaler.scale(src, {20, 8}).empty());
     EXPECT_TRUE(mScaler.scale(src, {64, 32}, AV_PIX_FMT_YUV420P, kFull).empty());
     Order order = takeOrder();
-    // Whether FFmpeg or we free the old one first depends on the generation.
+    // Whether FFmpeg or we free the old one first depends on the version.
     EXPECT_EQ(std::count(order.begin(), order.end(), "free"), 1);
     order.erase(std::remove(order.begin(), order.end(), "free"), order.end());
     EXPECT_EQ(order, (Order{"context", "context"}));
@@ -307,7 +307,7 @@ TEST_F(ScalerCalls, DoNotLookAtWhatTheScalingSays) {
 TEST_F(ScalerCalls, WriteTheRangesOnlyWhereOneOfThemIsAnother) {
     struct Row {
         AVColorRange src, dst;
-        // What is there: whether the source and the destination are full.
+        // The present details: whether the source and the destination are full.
         std::array<int, 2> full;
         Order calls;
         // The same as it is written.
@@ -327,7 +327,7 @@ TEST_F(ScalerCalls, WriteTheRangesOnlyWhereOneOfThemIsAnother) {
         // The flag of a side that is not specified stays.
         {.src = kAny, .dst = kFull, .full = {1, 0}, .calls = both, .wanted = {1, 1}},
         {.src = kLimited, .dst = kAny, .full = {1, 1}, .calls = both, .wanted = {0, 1}},
-        // Whatever else is specified is not full.
+        // Any other specified range is not full.
         {.src = kOther, .dst = kOther, .full = {1, 1}, .calls = both, .wanted = {0, 0}},
     };
     int tables[2][4] = {};

@@ -38,7 +38,7 @@ constexpr std::array<AVPixelFormat, 10> kFormats = {
     AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12,  AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P, AV_PIX_FMT_YUVA420P,
     AV_PIX_FMT_RGB24,   AV_PIX_FMT_BGR24, AV_PIX_FMT_RGBA,    AV_PIX_FMT_ARGB,    AV_PIX_FMT_GRAY8};
 
-// Random samples, smooth enough to show where a range goes.
+// Random samples, smooth enough to show changes of range.
 Picture picture(AVPixelFormat format, Size size, AVColorRange range) {
     Picture result(size, format, range, 32);
     std::mt19937 random(11);
@@ -415,7 +415,7 @@ TEST(Scaler, WithoutAContextNothingIsConvertedOrRefused) {
     Scaler scaler;
     CountingAllocator allocator;
     scaler.setPictureAllocator(&allocator);
-    // libswscale wants exactly one of its algorithms.
+    // libswscale requires exactly one of its algorithms.
     scaler.setAlgorithm(static_cast<Algorithm>(SWS_BILINEAR | SWS_POINT));
     const Picture src = picture(AV_PIX_FMT_NV12, {64, 32}, kLimited);
     EXPECT_TRUE(scaler.scale(src, {32, 16}, AV_PIX_FMT_NV12, kLimited).empty());

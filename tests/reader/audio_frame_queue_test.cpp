@@ -10,7 +10,7 @@
 namespace vidorra::test {
 namespace {
 
-// Opens findFrame() to the tests, which look at the frames that stay.
+// Makes findFrame() public for the tests, which check the remaining frames.
 class OpenQueue : public AudioFrameQueue {
 public:
     using AudioFrameQueue::AudioFrameQueue;
@@ -26,7 +26,7 @@ struct Row {
 
 class AudioQueueAnswers : public testing::TestWithParam<Row> {};
 
-// Three frames of 100 microseconds, the last behind a gap.
+// Three frames of 100 microseconds, the last after a gap.
 TEST_P(AudioQueueAnswers, GivesTheFrameThatCoversTheTimeAway) {
     const Row& row = GetParam();
     OpenQueue queue(100);

@@ -142,7 +142,7 @@ TEST(BlockingFrameBuffer, AFrameForWhichThereIsNoMemoryStaysWithTheCallerAndKeep
     VideoFrameQueue queue(3);
     ASSERT_TRUE(queue.push(videoFrame(10), kNoWait));
     ASSERT_FALSE(queue.pop(at(100), kNoWait).empty());
-    // The callers have passed it: it would take the place of the oldest.
+    // The callers have passed it: it would replace the oldest.
     VideoFrame frame = videoFrame(20);
     {
         const FailingNew failing;
@@ -158,7 +158,7 @@ TEST(BlockingFrameBuffer, AnAnswerForWhichThereIsNoMemoryLeavesTheFrames) {
     VideoFrameQueue queue(3);
     for (const std::int64_t time : {10, 20, 30}) {
         VideoFrame frame = videoFrame(time);
-        // What makes a copy of the frame allocate.
+        // Makes a copy of the frame allocate.
         frame.metadata().addValue("name", "value");
         ASSERT_TRUE(queue.push(std::move(frame), kNoWait));
     }
@@ -243,7 +243,7 @@ TEST(BlockingFrameBuffer, APopThatMakesRoomWakesAPushThatWaits) {
     EXPECT_TRUE(stored.get());
 }
 
-// Counts who found it empty or full and now waits, or is about to with the lock in hand.
+// Counts the threads that found it empty or full and are waiting, or are about to while they hold the lock.
 class WatchedQueue : public VideoFrameQueue {
 public:
     using VideoFrameQueue::VideoFrameQueue;

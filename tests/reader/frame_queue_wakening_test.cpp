@@ -37,7 +37,7 @@ bool wakes(bool expected, Operation operation) {
     });
     waiting.get_future().wait();
     {
-        // The other thread waits as soon as the mutex can be had.
+        // The other thread is waiting as soon as the mutex is free.
         BlockingBufferBase::OperationLock lock(std::unique_lock<std::mutex>(mutex), &condition);
         operation(lock);
     }

@@ -76,7 +76,7 @@ TEST_P(RoundedDurations, CutTheFramesOfSomeCodecs) {
     for (auto frame = reader.read(); frame.index() != 0; frame = reader.read()) {
         samples += std::get<AudioFrame>(frame).audioBuffer().numberOfSamples();
     }
-    // Less than the two seconds that were encoded is there only when every frame lost something.
+    // There are fewer samples than the encoded two seconds only when every frame lost some.
     EXPECT_EQ(samples < 96000, row.cut) << samples;
 }
 
@@ -140,7 +140,7 @@ TEST(SeamsOfLoops, AFileThatBeginsLatePausesForThatLong) {
     EXPECT_EQ(stepsOfLoops(path).most, 1400000 + 32000);
 }
 
-// What the streams say before each of the first three packets.
+// The codecs that the streams announce before each of the first three packets.
 std::vector<AVCodecID> announced(const std::string& rate, bool findStreamInfo) {
     FormatContext source;
     source.setUrl(
@@ -222,7 +222,7 @@ TEST(SeamsOfLoops, ARawStreamCannotGoBack) {
         for (int i = 0; i < 100; ++i) { static_cast<void>(reader.read()); }, std::runtime_error);
 }
 
-// Where decoding begins after a seek, in seconds.
+// The time of the first picture after a seek, in seconds.
 double firstPictureAfter(const std::string& path, std::int64_t time) {
     FormatContext source;
     source.setUrl(path);

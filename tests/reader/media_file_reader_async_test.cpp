@@ -96,13 +96,13 @@ TEST(MediaFileReaderAsync, AudioAloneBecomesReady) {
 TEST(MediaFileReaderAsync, ServesTheNearestFramesOverThreeLoops) {
     Reader reader(videoOnly(), Mode::Loop, std::nullopt, 0, nullptr);
     constexpr std::int64_t kStart = 7000000;
-    // 25 frames a second, asked for 30 times a second. Frame n is at n * 40000, over all loops.
+    // 25 frames a second, requested 30 times a second. Frame n is at n * 40000, in all loops.
     ASSERT_FALSE(firstAnswer([&] { return reader.getVideoFrame(at(kStart), kNoWait); }).empty());
     for (std::int64_t tick = 1; tick < 90; ++tick) {
         const std::int64_t asked = tick * 100000 / 3;
         const std::int64_t nearest = (asked + 20000) / 40000 * 40000;
-        // The thread may not be there yet: then the newest frame answers, and the next microsecond is asked
-        // for.
+        // The thread may not be there yet: then the newest frame answers, and the next microsecond is
+        // requested.
         VideoFrame frame;
         const auto deadline = steady_clock::now() + std::chrono::seconds(10);
         for (std::int64_t retry = 0; retry < 10000 && steady_clock::now() < deadline; ++retry) {

@@ -25,7 +25,7 @@ struct Seen {
     std::vector<int> widths;
 };
 
-// What a file gives, up to `limit` frames.
+// The frames of a file, at most `limit`.
 Seen read(MediaFileReader& reader, std::size_t limit = 10000) {
     Seen seen;
     while (seen.audio.size() + seen.video.size() < limit) {
@@ -117,7 +117,7 @@ TEST(ReaderBadInput, PacketsThatCannotBeDecodedAreLoggedAndPassedOver) {
     std::string content = fileContent(
         mediaFile("broken.mp4", pictures("1") + std::vector<std::string>{"-c:v", "libx264", "-bf", "0", "-g",
                                                                          "1", "-movflags", "faststart"}));
-    // The pictures in the middle; the tables lie at the front.
+    // The pictures in the middle; the tables are at the front.
     const std::size_t data = content.find("mdat");
     ASSERT_NE(data, std::string::npos);
     const std::size_t length = content.size() - data;
@@ -215,7 +215,7 @@ TEST(ReaderBadInput, SamplesWithoutALayoutGetTheUsualOne) {
     EXPECT_EQ(std::get<AudioFrame>(frame).audioBuffer().channelLayout(), kMono);
 }
 
-// A WAV file of silence that says how many channels it has, and not which.
+// A silent WAV file that gives the number of its channels but not their positions.
 std::string silentWav(const std::string& name, int channels) {
     const auto number = [](unsigned value, int bytes) {
         std::string text;
@@ -319,7 +319,7 @@ TEST(ReaderBadInput, PacketsWithoutADurationAreToldOfAndRead) {
         }
         std::vector<std::string> raised;
     };
-    // FLV says nothing of the duration of video packets.
+    // FLV has no durations for video packets.
     const std::string path =
         mediaFile("durations.flv", pictures("1") + tone("1", "44100") +
                                        std::vector<std::string>{"-c:v", "flv", "-c:a", "mp3"});

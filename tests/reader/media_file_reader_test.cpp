@@ -201,8 +201,7 @@ TEST(MediaFileReader, ReadsNothingWithoutASelectedTrack) {
     EXPECT_EQ(reader->getState(), State::Opened) << "nothing was read";
 }
 
-// One pass of a file by FFmpeg alone: the stamps that the reader's rules give to its packets, and where it
-// ends.
+// One pass over a file with FFmpeg alone: the stamps of its packets by the reader's rules, and its end.
 struct Pass {
     std::vector<std::int64_t> video;
     std::int64_t end = 0;
@@ -259,8 +258,7 @@ TEST(MediaFileReader, TimeStampsGoOnOverAHundredLoops) {
             audioStart = passAudioStart;
         } else if (loop > 1) {
             ASSERT_GE(passAudioStart, 0);
-            // Where the second pass begins the packets before time 0 are gone; from then on all passes are
-            // alike.
+            // The second pass lacks the packets before time 0; from then on all passes are alike.
             ASSERT_LE(std::abs(passAudioStart - loop * pass.end - audioStart), 21334);
         }
     }

@@ -142,7 +142,7 @@ TEST_F(ReaderWarnings, DecodingThatFallsBehindTheClockRaisesAWarning) {
     ASSERT_TRUE(std::holds_alternative<VideoFrame>(reader.read())) << "begins the measurement";
     ASSERT_TRUE(std::holds_alternative<VideoFrame>(reader.read()));
     EXPECT_THAT(store->texts(), IsEmpty());
-    // The time is what is measured here.
+    // The test measures time.
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
     ASSERT_TRUE(std::holds_alternative<VideoFrame>(reader.read()));
     EXPECT_THAT(store->texts(), ElementsAre(text));

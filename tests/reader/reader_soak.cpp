@@ -22,7 +22,7 @@ using namespace vidorra;
 using std::chrono::microseconds;
 using std::chrono::steady_clock;
 
-// One reader with several callers; gives how many frames they got.
+// One reader with several callers; returns how many frames they got.
 long oneReader(const std::string& path, std::mt19937& random) {
     const auto life = microseconds(random() % 60000);
     MediaFileReaderAsync reader(path, MediaFileReader::PlaybackMode::Loop, 0, 0, nullptr);
@@ -54,8 +54,8 @@ long oneReader(const std::string& path, std::mt19937& random) {
     return frames;
 }
 
-// Readers that go right after they came, before they are ready, while they decode, and while their thread
-// waits for room.
+// Readers that are destroyed right after construction, before they are ready, while they decode, and while
+// their thread waits for room.
 void destroyAtEachMoment(long times) {
     const std::string path = test::audioAndVideo();
     for (long i = 0; i < times; ++i) {
@@ -82,7 +82,7 @@ void destroyAtEachMoment(long times) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Queues run over here by design, which need not be told each time.
+    // Queues overflow here by design, which need not be logged each time.
     logger::setLevel(logger::Level::Error);
     if (argc > 2 && std::string(argv[1]) == "--destroy") {
         destroyAtEachMoment(std::atol(argv[2]));

@@ -7,7 +7,7 @@
 
 namespace vidorra::test {
 
-/// Keeps what was raised ("+" and the text) and withdrawn ("-"), in order.
+/// Records raised ("+" and the text) and withdrawn ("-") warnings, in order.
 class RecordingStore : public vx::vdr::utils::WarningsStoreAsync {
 public:
     vx::vdr::utils::Warning add(const std::string& text) override {

@@ -1,4 +1,4 @@
-// What the reader makes of packets that no ordinary file gives at will: their order, times, lengths and
+// How the reader handles packets that ordinary files do not give on demand: their order, times, lengths and
 // failures.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ using testing::IsEmpty;
 using Mode = MediaFileReader::PlaybackMode;
 using State = MediaFileReader::State;
 
-// What read() gave: the kind and the time.
+// The result of read(): the kind and the time.
 struct Got {
     char kind;
     std::int64_t time;
@@ -235,7 +235,7 @@ TEST_F(ScriptedReading, ALoopEndsAtOnceAfterAPassWithoutAPacket) {
 }
 
 TEST_F(ScriptedReading, AFileWithoutStreamInformationStaysOpenWithNoTrackSelected) {
-    // Selected tracks of an earlier file are to be forgotten.
+    // Selected tracks of an earlier file must be forgotten.
     open(Mode::Loop);
     reader->close();
     {
@@ -391,7 +391,7 @@ TEST_F(ScriptedReading, TheSecondTrackIsLateFrom350MillisecondsOn) {
         {{video(0), audio(900000, 100000, kOtherAudio), audio(0, 20000)},
          {audio350},
          line("1000ms audio 1 pkts video 1 pkts")},
-        // Once both tracks were there nothing is asked any more.
+        // Once both tracks have occurred nothing is checked any more.
         {{audio(0, 1000000), video(900000), video(0)}, {}, ""},
     };
     for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -470,7 +470,7 @@ TEST_F(ScriptedReading, TheWarningsAreWithdrawnInOrderAndAfterTheFileIsClosed) {
     readAll(*reader);
     EXPECT_THAT(store->events, ElementsAre(testing::StartsWith("+File "), testing::StartsWith("+Duration ")))
         << "raised in this order by the one packet";
-    // The state of the reader at the moment at which each text goes.
+    // The state of the reader at the moment when each text is withdrawn.
     std::vector<std::string> gone;
     std::vector<State> states;
     store->setObserver([&](vx::vdr::utils::WarningsStoreAsync::Change, const std::string& text) {
@@ -552,7 +552,7 @@ TEST_F(DecodingMonitor, MeasuresFromTheFirstFrameAndNotFromTheOneBefore) {
     const Script script({video(0), video(1), video(2)});
     for (int i = 0; i < 3; ++i) {
         readOne(*reader);
-        // The time is what is measured here.
+        // The test measures time.
         std::this_thread::sleep_for(std::chrono::milliseconds(i < 2 ? 110 : 0));
     }
     EXPECT_THAT(store->texts(), ElementsAre(warning));

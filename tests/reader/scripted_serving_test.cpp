@@ -1,5 +1,5 @@
-// When the reader thread lets frames be served, how long it waits for room, and how it ends, with packets
-// whose times no ordinary file gives at will.
+// When the reader thread starts to serve frames, how long it waits for room, and how it ends, with packets
+// whose times ordinary files do not give on demand.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -164,7 +164,7 @@ struct Overflow {
     const char* name;
     std::vector<Step> steps;
     std::string lost;
-    // What a push waits for room.
+    // How long a push waits for room.
     milliseconds wait;
     std::optional<unsigned> audio = 0;
     std::optional<unsigned> video = 0;

@@ -11,7 +11,7 @@
 
 namespace vidorra::test {
 
-/// What one call of av_read_frame gives, in the place of what the file holds.
+/// The result of one call of av_read_frame, instead of the file's packet.
 struct Step {
     enum class Kind { Packet, Empty, Error, End };
 
@@ -44,16 +44,16 @@ std::vector<Step> videos(int count, std::int64_t interval, std::int64_t first = 
 std::vector<Step> audios(int count, std::int64_t duration, std::int64_t first = 0);
 std::vector<Step> operator+(std::vector<Step> a, const std::vector<Step>& b);
 
-/// While it lives, all reading of packets follows the script, and ends when that ends. On any thread, one at
-/// a time.
+/// During its lifetime all reading of packets follows the script, and ends when the script ends. On any
+/// thread, one at a time.
 class Script {
 public:
     explicit Script(std::vector<Step> steps);
 
-    /// How many packets were asked for so far.
+    /// How many packets were requested so far.
     [[nodiscard]] std::size_t reads() const { return mReads; }
 
-    /// Whether a thread has asked and ended since.
+    /// Whether a thread has requested packets and has ended since.
     [[nodiscard]] bool readerIsGone() const;
 
 private:
@@ -61,7 +61,7 @@ private:
 
     std::vector<Step> mSteps;
     std::atomic<std::size_t> mReads{0};
-    // The thread that asked last.
+    // The thread of the latest request.
     std::atomic<int> mReader{0};
     Call<int(void*, void*)>::Replaced mReplaced;
 };

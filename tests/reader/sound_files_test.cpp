@@ -1,4 +1,4 @@
-// Audio of many containers and codecs: what the reader gives of it, against FFmpeg's programs.
+// Audio of many containers and codecs: compares the reader with FFmpeg's programs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -37,7 +37,7 @@ std::vector<AudioFrame> audioOf(const std::string& path, Mode mode, std::size_t 
     return frames;
 }
 
-// One frame for a packet, which the reader is made for.
+// One frame for each packet, as the reader expects.
 std::vector<Sound> wholePackets() {
     std::vector<Sound> result;
     for (const Sound& sound : sounds()) {

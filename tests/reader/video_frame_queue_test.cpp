@@ -9,7 +9,7 @@
 namespace vidorra::test {
 namespace {
 
-// Opens findFrame() to the tests, which look at the frames that stay.
+// Makes findFrame() public for the tests, which check the remaining frames.
 class OpenQueue : public VideoFrameQueue {
 public:
     using VideoFrameQueue::findFrame;
@@ -67,7 +67,7 @@ TEST(VideoFrameQueue, RepeatsTheLastFrameUntilANewerOneComes) {
     EXPECT_EQ(queue.pop(at(500), kNoWait).timestamp().value, 100);
     EXPECT_EQ(queue.pop(at(600), kNoWait).timestamp().value, 100);
     EXPECT_FALSE(queue.empty());
-    // The new frame is one that the callers have passed by: it takes the place of the one at the front.
+    // The callers have already passed the new frame's time: it replaces the frame at the front.
     ASSERT_TRUE(queue.push(videoFrame(200), kNoWait));
     EXPECT_EQ(queue.pop(at(700), kNoWait).timestamp().value, 200);
 }
@@ -95,8 +95,8 @@ TEST(VideoFrameQueueChoose, AZeroDenominatorMakesTheFramesEqual) {
     EXPECT_FALSE(VideoFrameQueue::choose(at(100), at(200), broken));
 }
 
-// The rule once more, in whole numbers on the common scale of all bases of the grid. It holds where the
-// rescaling that the rule contains is exact.
+// The same rule, in whole numbers on the common scale of all bases of the grid. It holds if the rule's
+// rescaling is exact.
 bool chooseByTheRule(std::int64_t pts, std::int64_t current, std::int64_t next) {
     if (current == next) {
         return current < pts;

@@ -10,8 +10,8 @@ extern "C" {
 
 namespace vidorra::test {
 
-/// Makes each allocation of FFmpeg above so many bytes fail while it lives. Some generations keep 32 bytes of
-/// the limit for themselves, so a limit of 33 is the smallest that means anything on all of them.
+/// Makes FFmpeg's allocations above so many bytes fail during its lifetime. Some FFmpeg versions reserve 32
+/// bytes of the limit, so 33 is the smallest limit that works with all of them.
 class AllocationLimit {
 public:
     explicit AllocationLimit(std::size_t bytes) { av_max_alloc(bytes); }

@@ -18,7 +18,7 @@ int floorHalf(int value) {
     return static_cast<int>(std::floor(value / 2.0));
 }
 
-// Where the source's first sample lies and where it goes, along one axis.
+// The positions of the first sample in the source and in the destination, along one axis.
 struct Span {
     int src;
     int dst;
@@ -31,7 +31,7 @@ struct Span {
     }
 };
 
-// The offset of a chroma plane, in pairs: rounded towards minus infinity before its sign is taken off.
+// The offset of a chroma plane, in pairs: rounded towards minus infinity before its sign is removed.
 int chromaSrc(int position) {
     return position < 0 ? -floorHalf(position) : 0;
 }
@@ -64,7 +64,7 @@ void blendSemiPlanar(RasterFormat format, Raster& dst, const Raster& src, int px
     for (int row = 0; row < y.length / 2; ++row) {
         for (int column = 0; column < x.length; ++column) {
             if (ownAlpha && column == evenColumns) {
-                // Left as it is; the source may have no byte there.
+                // Unchanged; the source may have no byte there.
                 continue;
             }
             const int s = src.at(1, 2 * chromaSrc(px) + column, chromaSrc(py) + row);

@@ -7,13 +7,13 @@
 
 namespace vidorra::test {
 
-/// Blending written from its equations, sample by sample and in whole numbers: what the library has to give,
-/// byte for byte. Knows nothing of the library.
+/// Blending written from its equations, sample by sample and in whole numbers: the expected result of the
+/// library, byte for byte. Independent of the library.
 
 /// round(s * a + d * (255 - a)) / 255).
 std::uint8_t referenceBlend255(int s, int d, int a);
 
-/// An alpha left by an opacity of 0 to 255.
+/// An alpha faded by an opacity of 0 to 255.
 int referenceFaded(int alpha, int opacity);
 
 /// floor((s * (sWeight + 1) + d * (256 - dWeight)) / 256).
@@ -21,9 +21,9 @@ std::uint8_t referenceBlend256(int s, int d, int sWeight, int dWeight);
 
 enum class RasterFormat { Nv12, Nva12, Rgba, Argb, Rgb24, Bgr24 };
 
-/// A raster with each plane in memory of its own that ends with the last pixel. Rows are `padding` bytes
-/// apart, `guard` bytes lie before and behind each plane. All bytes start random, those around the pixels
-/// too.
+/// A raster with each plane in its own memory, which ends with the last pixel. `padding` bytes separate the
+/// rows, and `guard` bytes are before and after each plane. All bytes start random, including those around
+/// the pixels.
 class Raster {
 public:
     Raster(RasterFormat format, int width, int height, int padding, int guard, std::mt19937& random);
@@ -31,7 +31,7 @@ public:
     int width() const { return mWidth; }
     int height() const { return mHeight; }
 
-    /// Of plane 0 to 3; a plane that the format lacks is null.
+    /// Plane 0 to 3; null for a plane that the format lacks.
     std::uint8_t* plane(int index);
     const std::uint8_t* plane(int index) const;
     int linesize(int index) const { return mPlanes[index].linesize; }
@@ -43,10 +43,10 @@ public:
     int rowBytes(int index) const { return mPlanes[index].rowBytes; }
     int rows(int index) const { return mPlanes[index].rows; }
 
-    /// Gives a plane's pixels runs of 0 and of 255 and leaves others as they are.
+    /// Sets runs of a plane's pixels to 0 and 255; the others stay unchanged.
     void addRuns(int index, int step, int offset, std::mt19937& random);
 
-    /// The first byte that differs, guards and padding included, or an empty text.
+    /// The first byte that differs, including guards and padding, or an empty text.
     std::string difference(const Raster& expected) const;
 
     friend bool operator==(const Raster& a, const Raster& b) { return a.difference(b).empty(); }
@@ -65,13 +65,13 @@ private:
     Plane mPlanes[4];
 };
 
-/// The opacity as a byte, or -1 where nothing is drawn.
+/// The opacity as a byte, or -1 if nothing is drawn.
 int referenceOpacity(double opacity);
 
-/// What the public function for the format gives, the peculiarity of RGBA included.
+/// The result of the public function for the format, including the peculiarity of RGBA.
 void referenceBlend(RasterFormat format, Raster& dst, const Raster& src, int x, int y, double opacity);
 
-/// For packed formats, what the function with Impl in its name gives.
+/// For packed formats, the result of the function with Impl in its name.
 void referenceBlendImpl(RasterFormat format, Raster& dst, const Raster& src, int x, int y, double opacity);
 
 }  // namespace vidorra::test

@@ -11,7 +11,7 @@ int& modificationMarks() {
 
 }  // namespace vidorra::test
 
-// The linker puts it in place of vidorra::ffmpeg_ext::av_buffer_set_modified.
+// The linker replaces vidorra::ffmpeg_ext::av_buffer_set_modified with this.
 extern "C" void __wrap__ZN7vidorra10ffmpeg_ext22av_buffer_set_modifiedEP11AVBufferRef(AVBufferRef* /*ref*/) {
     ++vidorra::test::modificationMarks();
 }

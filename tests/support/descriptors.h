@@ -13,7 +13,7 @@ inline std::set<int> openDescriptors() {
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code error;
         const std::filesystem::path target = std::filesystem::read_symlink(entry.path(), error);
-        // The one that reads this folder goes with it.
+        // The descriptor that reads this folder is closed afterwards.
         if (target.filename() != "fd") {
             result.insert(std::stoi(entry.path().filename()));
         }

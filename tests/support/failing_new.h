@@ -2,8 +2,8 @@
 
 namespace vidorra::test {
 
-/// Makes every `new` of this thread throw std::bad_alloc while it lives. For programs that failing_new.cpp is
-/// a source of, which replaces the operator for the library too.
+/// Makes every `new` of this thread throw std::bad_alloc during its lifetime. For programs with the source
+/// failing_new.cpp, which also replaces the operator for the library.
 class FailingNew {
 public:
     FailingNew();

@@ -8,7 +8,7 @@
 namespace vidorra::test {
 namespace {
 
-// One section of ffprobe's output. Those inside of it are left out.
+// One section of ffprobe's output, without its inner sections.
 struct Section {
     std::string name;
     std::map<std::string, std::string> fields;

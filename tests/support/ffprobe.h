@@ -8,7 +8,7 @@
 
 namespace vidorra::test {
 
-/// What the ffprobe program says of one packet, in ticks of its stream.
+/// What the ffprobe program says about one packet, in ticks of its stream.
 struct ProbedPacket {
     int stream = 0;
     std::optional<std::int64_t> pts;
@@ -20,7 +20,7 @@ struct ProbedPacket {
     std::string hash;
 };
 
-/// What the ffprobe program says of one stream.
+/// What the ffprobe program says about one stream.
 struct ProbedStream {
     /// "video", "audio", ...
     std::string type;

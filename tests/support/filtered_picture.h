@@ -9,9 +9,8 @@ struct AVFrame;
 
 namespace vidorra::test {
 
-/// The first picture that FFmpeg's filters make, one after the other, each by name and arguments, in this
-/// pixel format and no other: null when one of the filters does not know it, for nothing is converted between
-/// them.
+/// The first picture from a chain of FFmpeg filters, each with name and arguments, all in this pixel format.
+/// Null when one of the filters does not support the format, since nothing is converted between them.
 std::unique_ptr<AVFrame, void (*)(AVFrame*)> filteredPicture(
     const std::string& format, const std::vector<std::pair<std::string, std::string>>& filters);
 

@@ -21,7 +21,7 @@ inline std::set<int> runningThreads() {
     return result;
 }
 
-/// Expects at its end that the process has the file descriptors and threads that it had at the begin.
+/// Expects in its destructor that the process has the same file descriptors and threads as at the start.
 class NothingLeftOpen {
 public:
     NothingLeftOpen() : mDescriptors(openDescriptors()), mThreads(runningThreads()) {}

@@ -8,7 +8,7 @@
 
 namespace vidorra::test {
 
-/// Collects the lines of the logger while it lives, and brings the initial sink and level back afterwards.
+/// Collects the lines of the logger during its lifetime, and restores the initial sink and level afterwards.
 class LogCapture {
 public:
     struct Line {
@@ -41,7 +41,7 @@ public:
         return mLines;
     }
 
-    /// The texts alone.
+    /// Only the texts.
     std::vector<std::string> texts() const {
         std::vector<std::string> result;
         for (const Line& line : lines()) {

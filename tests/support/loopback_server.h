@@ -7,8 +7,8 @@
 
 namespace vidorra::test {
 
-/// A server on 127.0.0.1 that takes one client, sends it some bytes and then says nothing more, without
-/// closing the connection. The destructor closes it.
+/// A server on 127.0.0.1 that accepts one client, sends it some bytes and then nothing more, without closing
+/// the connection. The destructor closes it.
 class LoopbackServer {
 public:
     explicit LoopbackServer(std::string content);

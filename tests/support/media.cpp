@@ -16,7 +16,7 @@ namespace vidorra::test {
 namespace fs = std::filesystem;
 namespace {
 
-// Held while a file is made, so that test processes that run side by side make it once.
+// Held while a file is made, so that concurrent test processes make it once.
 class FolderLock {
 public:
     explicit FolderLock(const fs::path& folder)
@@ -33,7 +33,7 @@ private:
     int mDescriptor;
 };
 
-// Removed, with all that is in it, when the process ends.
+// Removed, with its content, when the process ends.
 struct TemporaryFolder {
     fs::path path;
     TemporaryFolder() {
@@ -61,7 +61,7 @@ fs::path mediaFile(const std::string& name, const std::vector<std::string>& argu
     fs::create_directories(base);
     const FolderLock lock(base);
     if (!fs::exists(folder)) {
-        // Whoever sees the folder sees the whole file: it gets its name last.
+        // The folder gets its name last, so when it exists the file is complete.
         const fs::path unfinished = folder.string() + ".unfinished";
         fs::remove_all(unfinished);
         fs::create_directories(unfinished);

@@ -5,8 +5,8 @@
 
 namespace vidorra::test {
 
-/// Runs a program, found through PATH, and gives what it wrote to stdout. Throws std::runtime_error with what
-/// it wrote to stderr when it does not exit with 0.
+/// Runs a program, found through PATH, and returns its stdout. Throws std::runtime_error with its stderr
+/// when it does not exit with 0.
 std::string run(const std::vector<std::string>& command);
 
 /// The lines of a text, without their ends.

@@ -7,7 +7,7 @@
 
 namespace vidorra::test {
 
-/// The path among two where there is a file, the second if there is none.
+/// The first of two paths if a file is there, otherwise the second.
 inline const char* firstFile(const char* first, const char* second) {
     return access(first, R_OK) == 0 ? first : second;
 }
@@ -30,7 +30,7 @@ struct PlainGlyph {
     std::vector<std::string> rows;
 };
 
-/// What a font file says beside its glyphs.
+/// The properties of a font file apart from its glyphs.
 struct PlainFont {
     int size = 8;
     int ascent = 6;

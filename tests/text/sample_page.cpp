@@ -24,7 +24,7 @@ struct Row {
     Picture picture;
 };
 
-// The texts of all rows, which are put below each other when all are there.
+// The texts of all rows, put below each other at the end.
 class Page {
 public:
     Page() {

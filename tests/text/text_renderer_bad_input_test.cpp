@@ -1,4 +1,4 @@
-// Fonts that cannot be used, and texts and numbers as far out as they come.
+// Unusable fonts, and extreme texts and numbers.
 #include <gtest/gtest.h>
 
 #include <climits>

@@ -1,5 +1,5 @@
-// Which functions of FreeType are called when, and what happens when they fail: the linker sends the
-// library's calls through the ones below. Memory is counted below operator new and FFmpeg's functions alike.
+// When FreeType's functions are called, and what happens when they fail: the linker redirects the library's
+// calls to the functions below. Memory is counted below both operator new and FFmpeg's functions.
 #include <gtest/gtest.h>
 
 #include <ft2build.h>
@@ -30,7 +30,7 @@ namespace {
 std::atomic<long> gAllocations{0};
 
 std::vector<std::string> gCalls;
-// In place of FreeType's, in 64ths of a pixel.
+// Replaces FreeType's kerning, in 64ths of a pixel.
 std::optional<long> gKerning;
 // Calls of a name that fail.
 std::function<bool(const std::string& name, unsigned long argument)> gFails;
@@ -50,7 +50,7 @@ bool fails(const std::string& name, unsigned long argument = 0) {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 
-// The sanitizers have the functions of the heap, and tell of their calls.
+// The sanitizers replace the heap functions and report their calls.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, std::size_t),
                                                          void (*onFree)(const volatile void*));
 namespace {
@@ -244,7 +244,7 @@ TEST_F(TextCalls, AllCharactersThatTheFontLacksShareOneGlyph) {
     FreeTypeTextRenderer renderer(kMono, 21);
     gCalls.clear();
     const auto loaded = [&] { return std::count(gCalls.begin(), gCalls.end(), "FT_Load_Char"); };
-    // Linear B, and what is no character at all.
+    // Linear B, and values that are not characters.
     for (const char32_t code : {0x10000, 0x10001, 0x10002, 0x110000, -1}) {
         renderer.loadGlyph(code);
     }
@@ -362,7 +362,7 @@ TEST_F(TextCalls, PartsOfAPixelOfAnAdvanceAreCutOff) {
         EXPECT_EQ(renderer.getTextSize("aaaa", AV_PIX_FMT_GRAY8).width, row.letters) << row.advance;
         EXPECT_EQ(renderer.getTextSize("\t", AV_PIX_FMT_GRAY8).width, row.tab) << row.advance;
     }
-    // Towards zero, also where the pen moves left.
+    // Towards zero, even when the pen moves left.
     gAfterLoading = [](FT_Face face) { face->glyph->advance.x = face->glyph->bitmap.width == 4 ? -65 : 320; };
     FreeTypeTextRenderer renderer(plainFont(), 8);
     EXPECT_EQ(renderer.getTextSize("aabb", AV_PIX_FMT_GRAY8).width, 8);

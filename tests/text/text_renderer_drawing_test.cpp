@@ -20,7 +20,7 @@ namespace {
 constexpr Color kWhite{255, 255, 255};
 constexpr Color kTransparent{0, 0, 0, 0};
 
-// Records what it was asked for; the memory is that of the default allocator.
+// Records requests; the memory comes from the default allocator.
 struct RecordingAllocator : PictureAllocator {
     Picture allocate(Size size, AVPixelFormat format, AVColorRange range) override {
         ++calls;
@@ -328,7 +328,7 @@ TEST_F(TextDrawing, UnderATransparentBackgroundPicturesHaveTheFontsColorEverywhe
     RecordingAllocator allocator;
     mRenderer.setPictureAllocator(&allocator);
     mRenderer.setFontColor(Color(10, 20, 30, 200));
-    // The colour's alpha of 200 is blended by itself.
+    // The colour's alpha of 200 is blended separately.
     const Picture packed = mRenderer.render("b", AV_PIX_FMT_RGBA, AVCOL_RANGE_JPEG, {}, {});
     for (int y = 0; y < 10; ++y) {
         for (int x = 0; x < 6; ++x) {
@@ -347,7 +347,7 @@ TEST_F(TextDrawing, UnderATransparentBackgroundPicturesHaveTheFontsColorEverywhe
         EXPECT_EQ(planar.data()[0][9 * planar.linesize()[0] + 5], 235);
         EXPECT_EQ(planar.data()[1][0], 128);
     }
-    // Without an alpha plane the memory stays as it was.
+    // Without an alpha plane the memory stays unchanged.
     const Picture plain = mRenderer.render("b", AV_PIX_FMT_RGB24, AVCOL_RANGE_JPEG, {}, {});
     EXPECT_EQ(plain.data()[0][0], 7);
     EXPECT_EQ(plain.data()[0][7 * plain.linesize()[0]], 255);

@@ -1,6 +1,6 @@
-// Text beside that of FFmpeg's drawtext filter, in its own picture.
+// Compares text with that of FFmpeg's drawtext filter, in its own picture.
 //
-// Where the two draw alike, their bytes are the same. They differ in these things, by design of each:
+// Where the two draw alike, their bytes are the same. By design they differ in these respects:
 //
 //   what                    drawtext                               this library
 //   base line of line 1     below the text's highest glyph         below the font's ascender
@@ -9,8 +9,8 @@
 //   tabs                    advances by tabsize blanks             by four blanks
 //   characters              expansions such as %{pts}              as they are
 //
-// The first is made up for by padding here, the expansions are turned off. Later generations of drawtext
-// place the glyphs of a text by HarfBuzz; there their drawing is compared glyph by glyph.
+// Padding compensates for the first here, and expansions are disabled. Later versions of drawtext place
+// glyphs with HarfBuzz; with these the drawing is compared glyph by glyph.
 #include <gtest/gtest.h>
 
 #include <ft2build.h>
@@ -132,7 +132,7 @@ int baseLineDifference(const Caption& caption) {
     return static_cast<int>(face.ascender() - face.highest(caption.codes));
 }
 
-// Later generations place glyphs by HarfBuzz, in fractions of pixels.
+// Later versions place glyphs with HarfBuzz, in fractions of pixels.
 bool drawtextPlacesByFractions() {
     const AVFilter* filter = avfilter_get_by_name("drawtext");
     const AVClass* options = filter->priv_class;

@@ -1,4 +1,4 @@
-// Real fonts, against pictures put together from FreeType's glyphs one by one.
+// Real fonts, compared with pictures assembled from FreeType's glyphs one by one.
 #include <gtest/gtest.h>
 
 #include <ft2build.h>
@@ -53,7 +53,7 @@ struct Deleter {
     void operator()(FT_Library library) const { FT_Done_FreeType(library); }
 };
 
-// Text as it should be: each glyph loaded when its turn comes and blended pixel by pixel, white on black.
+// The expected text: each glyph is loaded in turn and blended pixel by pixel, white on black.
 Drawn plainlyDrawn(const Font& font, const std::u32string& codes, int width, int height) {
     FT_Library library = nullptr;
     EXPECT_EQ(FT_Init_FreeType(&library), 0);
@@ -144,7 +144,7 @@ TEST_P(RealFonts, TextIsFreeTypesGlyphsInLine) {
     renderer.setFontColor(Color(255, 255, 255));
     renderer.setBackgroundColor(Color(0, 0, 0, 0));
     const bool othersAreBlank = showsNothingForOthers(GetParam());
-    // Again and again, so that kept glyphs are drawn too.
+    // Several times, so that cached glyphs are drawn too.
     for (int round = 0; round < 2; ++round) {
         for (const Sample& sample : kSamples) {
             SCOPED_TRACE(sample.name);

@@ -68,7 +68,7 @@ TEST_F(TextLayout, OtherControlCharactersAreDropped) {
             EXPECT_EQ(sizeOf(std::string("a") + static_cast<char>(code) + "b"), (Size{10, 10})) << code;
         }
     }
-    // Of two bytes and above, they are characters that the font lacks: the glyph of that is its first.
+    // Control characters of two bytes are characters that the font lacks, shown as its first glyph.
     EXPECT_EQ(sizeOf("a\xc2\x85"
                      "a"),
               (Size{14, 10}));
@@ -151,7 +151,7 @@ TEST_F(TextLayout, InvalidUtf8IsReportedOnceAndThenAnEmptyText) {
     EXPECT_EQ(sizeOf(bad), (Size{0, 0}));
     EXPECT_EQ(sizeOf("a"), (Size{6, 10}));
     EXPECT_THROW_TEXT(std::range_error, "wstring_convert::from_bytes", sizeOf(bad));
-    // What invalidates a layout invalidates this one too.
+    // Everything that invalidates a layout invalidates this one too.
     mRenderer.setLineSpacing(0);
     EXPECT_THROW_TEXT(std::range_error, "wstring_convert::from_bytes", sizeOf(bad));
 }
@@ -174,7 +174,7 @@ TEST_F(TextLayout, ASequenceThatEndsWithTheTextTooEarlyIsDropped) {
 }
 
 TEST_F(TextLayout, EveryLengthOfSequenceIsOneGlyph) {
-    // All of them are the glyph that the font shows for what it lacks.
+    // All of them are the font's glyph for missing characters.
     const int lacking = sizeOf("\xc2\x80").width;
     EXPECT_GT(lacking, 0);
     for (const std::string text : {"\xdf\xbf", "\xe0\xa0\x80", "\xef\xbf\xbf", "\xf0\x90\x80\x80",

@@ -1,55 +1,19 @@
-// A heap of which any single allocation fails, and one that is measured. The functions of this program take
-// the place of the heap's own in all libraries.
+// A heap in which any single allocation can fail, and one that is measured.
 #include <gtest/gtest.h>
 
 #include <malloc.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <functional>
 #include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
 
+#include "support/failing_heap.h"
 #include "text/drawn.h"
 #include "text/fonts.h"
 #include "vidorra/text/freetype_text_renderer.h"
-
-namespace {
-
-// How many allocations succeed before one fails; negative while all do.
-std::atomic<long> gUntilFailure{-1};
-
-bool failsNow() {
-    return gUntilFailure >= 0 && gUntilFailure-- == 0;
-}
-
-}  // namespace
-
-#pragma GCC visibility push(default)
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
-
-void* malloc(std::size_t size) {
-    return failsNow() ? nullptr : __libc_malloc(size);
-}
-void* calloc(std::size_t count, std::size_t size) {
-    return failsNow() ? nullptr : __libc_calloc(count, size);
-}
-void* realloc(void* memory, std::size_t size) {
-    return failsNow() ? nullptr : __libc_realloc(memory, size);
-}
-int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
-    *memory = failsNow() ? nullptr : __libc_memalign(alignment, size);
-    return *memory != nullptr ? 0 : ENOMEM;
-}
-}
-#pragma GCC visibility pop
 
 namespace vidorra::test {
 namespace {
@@ -70,23 +34,25 @@ protected:
         return drawn(renderer.render(text, AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG, {}, {}));
     }
 
-    // Lets each allocation of `call` fail alone, until it makes no more; `check` follows each call. How many
-    // failed.
+    // Lets each allocation of `call` fail in turn, until it makes no more; calls `check` after each. Returns
+    // how many failed.
     static long failEach(const std::function<void()>& prepare, const std::function<void()>& call,
                          const std::function<void(bool thrown)>& check) {
         for (long succeeding = 0;; ++succeeding) {
             prepare();
             bool thrown = false;
-            gUntilFailure = succeeding;
-            try {
-                call();
-            } catch (const std::bad_alloc&) {
-                thrown = true;
-            } catch (const std::runtime_error&) {
-                thrown = true;
+            bool failed = false;
+            {
+                const FailingHeap heap(succeeding);
+                try {
+                    call();
+                } catch (const std::bad_alloc&) {
+                    thrown = true;
+                } catch (const std::runtime_error&) {
+                    thrown = true;
+                }
+                failed = heap.hasFailed();
             }
-            const bool failed = gUntilFailure < 0;
-            gUntilFailure = -1;
             check(thrown);
             if (!failed || testing::Test::HasFailure()) {
                 return succeeding;
@@ -168,7 +134,7 @@ TEST(TextMemory, AllCharactersOneAfterTheOtherTakeNoMoreThanTheGlyphsMay) {
             most = std::max(most, heapInUse() - before);
         }
     }
-    // What the bound is for: all of them take more.
+    // The bound is needed: all glyphs together take more.
     EXPECT_GT(most, std::size_t{15} << 20);
     EXPECT_LT(most, std::size_t{17} << 20);
 }

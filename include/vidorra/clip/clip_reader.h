@@ -16,16 +16,20 @@
 #include "vidorra/picture/audio_frame.h"
 #include "vidorra/picture/video_frame.h"
 
+namespace vx::vdr::utils {
+class WarningsStoreAsync;
+}
+
 namespace vidorra {
 
-/// What ClipReader::read() gives: a picture or sound, with its place in the clip. False when there is
-/// nothing.
+/// The result of ClipReader::read(): a picture or sound, with its position in the clip. Converts to false
+/// when it is empty.
 struct ClipFrame {
     std::variant<std::monostate, AudioFrame, VideoFrame> content;
     /// How long it shows or sounds, in microseconds.
     Timestamp duration;
-    /// Where it is in the source, in microseconds from the start of the source. The time stamp of the frame
-    /// differs from that by the in point and by the passes before it.
+    /// Its position in microseconds from the start of the source. The frame's time stamp differs from this
+    /// by the in point and by the previous passes.
     Timestamp sourceTime;
     /// The pass of a loop that it belongs to, from 0.
     std::uint64_t pass = 0;
@@ -46,11 +50,11 @@ struct ClipTrack {
     enum class Kind { Audio, Video };
 
     Kind kind = Kind::Video;
-    /// Its number among the tracks of its kind, from 0, by which ClipOptions chooses it.
+    /// Its number among the tracks of its kind, from 0, as used in ClipOptions.
     int number = 0;
     /// FFmpeg's name, such as "h264".
     std::string codec;
-    /// As the source spells it, such as "deu"; empty when it does not say.
+    /// The language as in the source, such as "deu"; empty when it does not say.
     std::string language;
     /// A picture that belongs to the whole source, such as the cover of an album.
     bool attachedPicture = false;
@@ -58,7 +62,7 @@ struct ClipTrack {
     bool selected = false;
 };
 
-/// By what a track is chosen.
+/// How a track is chosen.
 enum class TrackChoice { Best, None, Number, Language };
 
 /// Chooses a track of its kind: the best, none, by its number or by its language.
@@ -67,8 +71,9 @@ enum class TrackChoice { Best, None, Number, Language };
 ///     options.audio = 1;
 ///     options.audio = "deu";
 ///
-/// A number counts the tracks of the kind from 0, attached pictures included. A language is compared without
-/// case; where no track has it, the best is taken. Attached pictures are taken by number only.
+/// A number counts the tracks of the kind from 0, attached pictures included. Languages are compared
+/// case-insensitively; if no track has the language, the best one is chosen. Attached pictures are chosen
+/// only by number.
 struct ClipTrackChoice {
     TrackChoice by = TrackChoice::Best;
     int number = 0;
@@ -88,7 +93,8 @@ struct ClipOptions {
     Timestamp in;
     Timestamp out;
 
-    /// How often to read it, 0 for ever. A source that cannot seek is read once.
+    /// How often to read it, 0 for ever, which is a hundred years of stamps. A source that cannot seek is
+    /// read once.
     std::uint64_t passes = 1;
 
     /// Ends each pass with its pictures: sound after the last picture is cut. By default a pass ends with
@@ -98,11 +104,11 @@ struct ClipOptions {
     ClipTrackChoice audio = TrackChoice::Best;
     ClipTrackChoice video = TrackChoice::Best;
 
-    /// Decoder threads; 0 for as many as the budget of the process spares, see ClipReader::setThreadBudget().
-    /// The number of threads does not change the frames.
+    /// Decoder threads; 0 for as many as the budget of the process allows, see
+    /// ClipReader::setThreadBudget(). The number of threads does not change the frames.
     int threads = 0;
 
-    /// The most that opening may take, and the wait for the next bytes; 0 for no limit.
+    /// The longest time for opening, and for each wait for the next packet of a chosen track; 0 for no limit.
     std::chrono::microseconds openTimeout = std::chrono::seconds(30);
     std::chrono::microseconds readTimeout = std::chrono::seconds(30);
 
@@ -111,23 +117,27 @@ struct ClipOptions {
     std::string audioDecoder;
     std::string videoDecoder;
 
-    /// FFmpeg's options for the protocol, the demuxer and the decoders, each of which takes those that it
+    /// FFmpeg's options for the protocol, the demuxer and the decoders; each takes the options that it
     /// knows.
     std::map<std::string, std::string> options;
 
-    /// FFmpeg's names of protocols which the source may open by itself, as playlists do, such as {"file"}.
+    /// FFmpeg's names of protocols that the source itself may open, as playlists do, such as {"file"}.
     /// Nothing means the default, which is safe for files of unknown origin: local files and byte sources
     /// open nothing further, and network sources open network protocols only.
     std::optional<std::vector<std::string>> protocols;
+
+    /// Where to raise warnings for the user about what the source is like, as MediaFileReader does; null for
+    /// nowhere. They are withdrawn at the end of a pass.
+    std::shared_ptr<vx::vdr::utils::WarningsStoreAsync> warnings;
 };
 
-/// What a ClipReader had to mend or leave out so far.
+/// Counts what a ClipReader has corrected or left out so far.
 struct ClipCounters {
-    /// Frames whose time stamp was missing or did not rise, and was made from the frame before it.
+    /// Frames whose time stamp was missing or did not rise, so that it was computed from the previous frame.
     std::uint64_t repairedTimes = 0;
-    /// Frames that a decoder gave and that no frame of this library can hold.
+    /// Decoded frames that this library's frames cannot hold.
     std::uint64_t droppedFrames = 0;
-    /// Packets that their decoder did not take.
+    /// Packets that their decoder refused.
     std::uint64_t damagedPackets = 0;
 };
 
@@ -142,15 +152,16 @@ struct ClipCounters {
 /// Gives the frames of at most one audio and one video track, in the order in which they come out of the
 /// file. Time stamps are in microseconds, begin at the in point with 0 and rise for each track: pictures by
 /// their times, sound by the count of its samples. A loop continues without a gap: each pass begins at the
-/// greatest end of the one before, decoders give all that they hold, and what a codec adds at the ends
-/// (priming and padding) is cut to the sample, in each pass as in the first. Where a container tells of
-/// padding that FFmpeg leaves, as MP4 does of AAC with FFmpeg before 9, it is cut between passes and stays at
-/// the end.
+/// latest end of the previous one, decoders return everything that they hold, and what a codec adds at the
+/// ends (priming and padding) is cut to the sample in every pass. If a container declares padding that
+/// FFmpeg leaves in, as MP4 does for AAC with FFmpeg before 9, it is cut between passes but stays at the
+/// end.
 ///
 /// The constructor opens nothing. Whatever needs the open source opens it first, so each of these calls can
-/// throw what open() throws.
+/// throw what open() throws. A reader that was moved from can be assigned to and destroyed, and nothing else.
 ///
-/// Threads: one at a time, but for stop(), stopped(), position() and counters(), which any thread may call.
+/// Threads: one at a time, except for stop(), stopped(), position() and counters(), which any thread may
+/// call.
 /// Errors: FFmpegError with FFmpeg's reason and the name of the source, its error() AVERROR(ETIMEDOUT) for a
 /// timeout and AVERROR_EXIT after stop(); exceptions of a ByteSource unchanged. After an error while reading,
 /// the frames that the decoders hold come first, then the exception, and then the reader is at its end.
@@ -168,7 +179,7 @@ public:
     ClipReader(ClipReader&& other) noexcept;
     ClipReader& operator=(ClipReader&& other) noexcept;
 
-    /// Does not wait for the source, but for a call of the operating system that it is in.
+    /// Does not wait for the source, except for a running system call.
     ~ClipReader();
 
     /// Opens the source and its decoders. Does nothing when open. Throws FFmpegError when the source cannot
@@ -179,45 +190,47 @@ public:
     /// The next frame. Nothing at the end, and after stop().
     [[nodiscard]] ClipFrame read();
 
-    /// Where seek() goes.
+    /// The target of seek().
     enum class SeekTo {
         /// The picture that shows at the time, and the sample at it.
         Exact,
-        /// The last key frame at or before the time. Much faster where key frames are far apart.
+        /// The last key frame at or before the time. Much faster if key frames are far apart.
         KeyFrame,
     };
 
     /// Continues at a time of the first pass, counted from the in point. The next frames have stamps from
-    /// there on, and a loop begins to count its passes again. Before 0 means 0; after the end, read() gives
-    /// nothing. Throws FFmpegError when the source cannot seek and the time is before the current position.
+    /// there on, and a loop starts to count its passes again. A time before 0 means 0; after the end read()
+    /// returns nothing. Throws FFmpegError when the source cannot seek and the time is before the current
+    /// position, which changes nothing, and when reading or opening fails; the reader is then at its end
+    /// until another call.
     void seek(const Timestamp& to, SeekTo mode = SeekTo::Exact);
 
-    /// Ends a call that is under way in another thread, and all later ones, for good: read() gives nothing,
-    /// and what else needs the source throws. Returns at once. The other call ends as soon as it looks:
-    /// FFmpeg does so ten times a second while it waits for the network, a descriptor and a byte source that
-    /// can be interrupted at once, a wait of the operating system for a file at its end.
+    /// Ends a running call in another thread and all later ones for good: read() returns nothing, and other
+    /// calls that need the source throw. Returns at once. How soon the other call ends depends on the
+    /// source: FFmpeg checks ten times a second while it waits for the network, a descriptor or an
+    /// interruptible byte source stops at once, and a system call for a file has to finish first.
     void stop() noexcept;
 
     [[nodiscard]] bool stopped() const noexcept;
 
-    /// The greatest end of the frames given so far, as their stamps count; 0 before the first.
+    /// The latest end of the frames returned so far, on the scale of their stamps; 0 before the first.
     [[nodiscard]] Timestamp position() const noexcept;
 
-    /// The length of one pass by what the source says of itself, in microseconds; null when it does not say.
+    /// The length of one pass according to the source, in microseconds; null when it does not say.
     [[nodiscard]] Timestamp duration();
 
     /// All audio and video tracks of the source.
     [[nodiscard]] const std::vector<ClipTrack>& tracks();
 
-    /// The names of ClipOptions::options that nothing knew.
+    /// The names of ClipOptions::options that nothing recognised.
     [[nodiscard]] std::vector<std::string> unusedOptions();
 
     [[nodiscard]] ClipCounters counters() const noexcept;
 
     /// How many decoder threads the readers of this process may have together; as many as there are CPUs by
-    /// default. A reader without a number of threads of its own takes its share when it opens a decoder, and
-    /// decodes on the thread of its caller where nothing is left. Any thread may call it; open decoders keep
-    /// their threads. Throws std::invalid_argument for a negative number.
+    /// default. A reader whose options set no number takes its share when it opens a decoder, and decodes on
+    /// the caller's thread if nothing is left. Any thread may call this; open decoders keep their threads.
+    /// Throws std::invalid_argument for a negative number.
     static void setThreadBudget(int threads);
 
 private:

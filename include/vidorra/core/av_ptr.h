@@ -7,15 +7,15 @@
 
 namespace vidorra {
 
-/// The owner of an FFmpeg object. The deleter is a plain function, so that the type is the same whoever made
-/// it.
+/// The owner of an FFmpeg object. The deleter is a plain function, so the type does not depend on who made
+/// the object.
 ///
 ///     const AvPtr<AVFrame> frame = makeAvPtr<AVFrame>();
 ///     if (!frame) { throw std::bad_alloc(); }
 template <class T>
 using AvPtr = std::unique_ptr<T, void (*)(T*)>;
 
-/// A new, empty AVFrame or AVPacket; null when memory is short.
+/// A new, empty AVFrame or AVPacket; null when there is no memory.
 template <class T>
 [[nodiscard]] AvPtr<T> makeAvPtr();
 

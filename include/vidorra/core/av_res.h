@@ -11,7 +11,7 @@
 
 namespace vidorra {
 
-/// The result of one call of FFmpeg. A value of 0 or above is a success, and its amount is not kept.
+/// The result of one FFmpeg call. A returned value of 0 or above is a success; the value itself is not kept.
 ///
 ///     const AvRes res = encoder.sendFrame(frame);
 ///     if (!res.ok && res.error != AvError::Again) { ... }
@@ -23,10 +23,10 @@ struct [[nodiscard]] AvRes {
     AvError error{0};
     bool ok = true;
 
-    /// From what an FFmpeg function returned.
+    /// From the value that an FFmpeg function returned.
     AvRes(int returned) noexcept : error(returned < 0 ? returned : 0), ok(returned >= 0) {}
 
-    /// A failure with this error; an error that is no negative number is a success.
+    /// A failure with this error; an error whose code is not negative is a success.
     AvRes(AvError failure) noexcept : AvRes(failure.code()) {}
 
     /// Does nothing after a success. After a failure throws FFmpegError with the error and the formatted

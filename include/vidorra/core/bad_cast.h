@@ -8,7 +8,7 @@
 namespace vidorra {
 
 /// A configuration value that could not be converted, such as a word that names no pixel format. The message
-/// has the word, and not the key under which it was found.
+/// contains the word, but not its key.
 ///
 ///     try {
 ///         const VideoEncoder encoder(config);

@@ -23,7 +23,7 @@ struct VIDORRA_API Color {
         : red(r), green(g), blue(b), alpha(a) {}
 
     /// Any text that FFmpeg knows as a colour: "red", "#ff8000", "0xff8000@0.5". Throws std::runtime_error
-    /// for another.
+    /// for any other text.
     explicit Color(const std::string& text);
 
     friend constexpr bool operator==(Color a, Color b) noexcept {
@@ -32,11 +32,11 @@ struct VIDORRA_API Color {
     friend constexpr bool operator!=(Color a, Color b) noexcept { return !(a == b); }
 };
 
-/// Reads one word and takes it as the constructor does. An exhausted stream gives an empty word, which
+/// Reads one word and converts it as the constructor does. An exhausted stream gives an empty word, which
 /// throws.
 VIDORRA_API std::istream& operator>>(std::istream& stream, Color& color);
 
-/// Writes "#", "0" and the four bytes as raw characters, a form that does not read back. The stream's fill
+/// Writes "#", "0" and the four bytes as raw characters, which operator>> cannot read. The stream's fill
 /// character is "0" afterwards.
 VIDORRA_API std::ostream& operator<<(std::ostream& stream, const Color& color);
 

@@ -8,7 +8,7 @@
 
 namespace vidorra {
 
-/// The owner of an FFmpeg dictionary: options on their way to FFmpeg, or strings on their way back.
+/// The owner of an FFmpeg dictionary: options for FFmpeg, or strings from it.
 ///
 ///     Dictionary options;
 ///     av_dict_set(options.address(), "movflags", "faststart", 0);
@@ -21,11 +21,12 @@ public:
     Dictionary() noexcept = default;
     ~Dictionary();
 
-    /// A copy of all entries. Throws FFmpegError, and an assignment then leaves its target as it was.
+    /// A copy of all entries. Throws FFmpegError when FFmpeg cannot copy; the target of an assignment is
+    /// then unchanged.
     Dictionary(const Dictionary& other);
     Dictionary& operator=(const Dictionary& other);
 
-    /// Leaves the other one empty.
+    /// The moved-from dictionary is empty.
     Dictionary(Dictionary&& other) noexcept;
     Dictionary& operator=(Dictionary&& other) noexcept;
 
@@ -34,10 +35,10 @@ public:
     [[nodiscard]] std::optional<std::string> getValue(const char* key) const;
     [[nodiscard]] std::optional<std::string> getValue(const std::string& key) const;
 
-    /// For functions of FFmpeg that read the dictionary. Null while it is empty.
+    /// For FFmpeg functions that read the dictionary. Null while it is empty.
     [[nodiscard]] AVDictionary* get() const noexcept { return mDictionary; }
 
-    /// For functions of FFmpeg that fill, consume or replace the dictionary.
+    /// For FFmpeg functions that fill, consume or replace the dictionary.
     [[nodiscard]] AVDictionary** address() noexcept { return &mDictionary; }
 
 private:

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what libvidorra.so exports; everything else in it is hidden.
+/// Marks what libvidorra.so exports; everything else is hidden.
 #define VIDORRA_API __attribute__((visibility("default")))

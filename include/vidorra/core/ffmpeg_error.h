@@ -8,9 +8,9 @@
 
 namespace vidorra {
 
-/// A call of FFmpeg that failed where the library cannot go on. The message names the step. Why FFmpeg
-/// refused, such as which filter of a description it does not know, stands in FFmpeg's log only, which goes
-/// to stderr or where ffmpeg_enable_logging() sends it.
+/// A failed FFmpeg call after which the library cannot continue. The message names the step. Only FFmpeg's
+/// log says why it failed, such as which filter of a description is unknown. That log is written to stderr,
+/// or to the logger after ffmpeg_enable_logging().
 ///
 ///     try {
 ///         const VideoEncoder encoder(config);

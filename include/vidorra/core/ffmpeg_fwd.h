@@ -1,7 +1,7 @@
 #pragma once
 
-/// The few headers of FFmpeg that public headers need for its enumerations. <cstdint> comes first, without
-/// which FFmpeg's headers do not compile as C++.
+/// The few FFmpeg headers that public headers need for its enumerations. <cstdint> comes first because
+/// FFmpeg's headers do not compile as C++ without it.
 
 #include <cstdint>
 

@@ -1,8 +1,7 @@
 #pragma once
 
-/// The only header that includes fmt. It gives fmt the text forms of FFmpeg's enumerations: without their
-/// formatters in sight fmt would print them as numbers and say nothing. There is none for AVSampleFormat,
-/// which stands as a number.
+/// The only header that includes fmt. It declares formatters for FFmpeg's enumerations: where they are not
+/// declared, fmt silently prints numbers. AVSampleFormat has no formatter and is printed as a number.
 ///
 ///     const std::string text = fmt::format("{} to {}", AV_PIX_FMT_NV12, AV_CODEC_ID_H264);
 
@@ -10,7 +9,7 @@
 #if __has_include(<fmt/std.h>)
 #include <fmt/std.h>
 #else
-// Older releases take a path by its stream operator. Whether a path stands in quotes depends on the release.
+// Older releases print a path through its stream operator. Whether it is quoted depends on the release.
 #include <fmt/ostream.h>
 #endif
 
@@ -20,7 +19,7 @@
 
 namespace vidorra {
 
-/// A format string whose fields are checked against the arguments when it is compiled, where fmt can do that.
+/// A format string. Where fmt can do that, its fields are checked against the arguments at compile time.
 #if FMT_VERSION >= 80000
 template <class... Args>
 using FormatString = fmt::format_string<Args...>;
@@ -29,14 +28,14 @@ template <class... Args>
 using FormatString = fmt::string_view;
 #endif
 
-/// Base of formatters that print the text form of a value as a string, with a string's width, precision and
-/// alignment.
+/// A base for formatters that print the text form of a value, with the width, precision and alignment of a
+/// string.
 template <class T>
 struct TextFormatter : fmt::formatter<std::string_view> {
     template <class Context>
     auto format(const T& value, Context& context) const {
         using vidorra::to_string;
-        // A copy, since older releases format through formatters that are not const.
+        // A copy, since format() is not const in older releases.
         fmt::formatter<std::string_view> text = *this;
         return text.format(std::string_view(to_string(value)), context);
     }

@@ -7,7 +7,7 @@
 
 namespace vidorra {
 
-/// A width and a height, in pixels where nothing else is said.
+/// A width and a height, in pixels by default.
 ///
 ///     const Size thumbnail = picture.frameSize().scaledProportional(Size{320, 180});
 struct VIDORRA_API Size {
@@ -34,7 +34,7 @@ struct VIDORRA_API Point {
     friend constexpr bool operator!=(Point a, Point b) noexcept { return !(a == b); }
 };
 
-/// A rectangle; its right and bottom edges lie outside of it.
+/// A rectangle; its right and bottom edges are exclusive.
 ///
 ///     const Rect visible = Rect{1800, 0, 320, 200}.intersected(Rect{0, 0, 1920, 1080});
 struct VIDORRA_API Rect {
@@ -43,8 +43,8 @@ struct VIDORRA_API Rect {
     std::int32_t width = 0;
     std::int32_t height = 0;
 
-    /// The common area. All zero when a side is 0 or the two lie apart; two that merely touch give a
-    /// rectangle at the common edge whose width or height is 0, so look at those and not at the origin.
+    /// The common area. All zero when a side is 0 or the two are apart. Two rectangles that merely touch
+    /// give one at the common edge with a width or height of 0, so check these and not the origin.
     [[nodiscard]] Rect intersected(const Rect& other) const;
 
     /// A rectangle of this size in the middle of `outer`, relative to the origin of `outer`.
@@ -61,8 +61,8 @@ struct VIDORRA_API Rect {
 /// "w:640, h:480".
 VIDORRA_API std::ostream& operator<<(std::ostream& stream, const Size& size);
 
-/// Reads an integer, any one character and an integer, such as 640x480: not the form that output has. Sets
-/// the stream's failure state as reading an integer does.
+/// Reads an integer, any one character and an integer, such as 640x480; this is not the form that output
+/// has. Sets the stream's failure state as reading an integer does.
 VIDORRA_API std::istream& operator>>(std::istream& stream, Size& size);
 
 /// "x:10, y:20".

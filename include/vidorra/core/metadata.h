@@ -15,16 +15,16 @@ namespace vidorra {
 /// Threads: one at a time.
 class VIDORRA_API Metadata {
 public:
-    /// Stores a value under a key, over one that is there. A bool is stored as "true" or "false", which
-    /// nothing remembers.
+    /// Stores a value under a key and replaces an existing one. A bool is stored as the text "true" or
+    /// "false".
     void addValue(std::string key, std::string value);
     void addValue(std::string key, bool value);
-    /// Without this one a literal would be taken for a bool.
+    /// Without this overload a literal would convert to bool.
     void addValue(std::string key, const char* value);
 
     [[nodiscard]] bool hasKey(std::string key) const;
 
-    /// The value of a key, empty when the key is absent: hasKey() tells that from an empty value.
+    /// The value of a key, empty when the key is absent; hasKey() tells the two cases apart.
     [[nodiscard]] std::string getValue(std::string key) const;
 
     /// The same; it never inserts anything.
@@ -39,8 +39,7 @@ private:
     std::map<std::string, std::string> mValues;
 };
 
-/// Writes the entries as "key: value" with a line end and a flush between two of them, and none behind the
-/// last.
+/// Writes the entries as "key: value", with a line end and a flush between entries but not after the last.
 VIDORRA_API std::ostream& operator<<(std::ostream& stream, const Metadata& metadata);
 
 }  // namespace vidorra

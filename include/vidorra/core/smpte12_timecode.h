@@ -16,15 +16,15 @@ namespace vidorra {
 /// Threads: a plain value.
 class VIDORRA_API SMPTE12Timecode {
 public:
-    /// `timebase` is the duration of one frame, such as 1001/30000. `frames` is taken as it comes. Throws
-    /// std::range_error for hours above 23, minutes above 59 or seconds above 59, of which it names the
-    /// first.
+    /// `timebase` is the duration of one frame, such as 1001/30000. `frames` is not checked. Throws
+    /// std::range_error for hours above 23, minutes above 59 or seconds above 59; the message names the
+    /// first of these.
     SMPTE12Timecode(unsigned char hours, unsigned char minutes, unsigned char seconds, unsigned int frames,
                     bool dropped, Timebase timebase);
 
-    /// Splits a frame number, from 0 on, at the frame rate rounded up to a whole number: at 1001/30000 each
-    /// second has 30 numbers. It wraps after a day. The drop mark is kept and skips no numbers. Without a
-    /// meaning for a time base with a member below 1.
+    /// Splits a frame number, counted from 0, at the frame rate rounded up to a whole number: at 1001/30000
+    /// each second has 30 numbers. Numbers wrap after a day. The drop mark is stored but skips no numbers.
+    /// Meaningless if either member of the time base is below 1.
     SMPTE12Timecode(long frameNumber, bool dropped, Timebase timebase);
 
     [[nodiscard]] std::uint8_t hours() const noexcept { return mHours; }
@@ -35,14 +35,14 @@ public:
     /// The duration of one frame.
     [[nodiscard]] Timebase timebase() const noexcept { return mTimebase; }
 
-    /// The word of SMPTE ST 12-1, as the side data AV_FRAME_DATA_S12M_TIMECODE of FFmpeg's frames holds it.
-    /// At more than 30 frames a second it counts pairs of frames and has a mark for the second one of a pair.
+    /// The word of SMPTE ST 12-1, in the form of FFmpeg's side data AV_FRAME_DATA_S12M_TIMECODE. Above 30
+    /// frames a second it counts pairs of frames and marks the second frame of a pair.
     [[nodiscard]] std::uint32_t toBinaryCodedDecimal() const;
 
     /// "01:02:03:04 dropped (1001/30000)", or without the word.
     [[nodiscard]] std::string debugDescription() const;
 
-    /// Equal when everything is, the drop mark and the frame rate included.
+    /// Compares everything, including the drop mark and the frame rate.
     friend bool operator==(const SMPTE12Timecode& a, const SMPTE12Timecode& b) noexcept {
         return a.mHours == b.mHours && a.mMinutes == b.mMinutes && a.mSeconds == b.mSeconds &&
                a.mDropped == b.mDropped && a.mFrames == b.mFrames && a.mTimebase == b.mTimebase;

@@ -21,7 +21,7 @@ struct VIDORRA_API Timebase {
     constexpr Timebase(AVRational rational) noexcept : num(rational.num), den(rational.den) {}
     constexpr operator AVRational() const noexcept { return AVRational{num, den}; }
 
-    /// Equal when both numbers are; 1/2 is not 2/4.
+    /// Equal when both numbers are equal; 1/2 is not 2/4.
     friend constexpr bool operator==(Timebase a, Timebase b) noexcept {
         return a.num == b.num && a.den == b.den;
     }
@@ -34,11 +34,11 @@ struct VIDORRA_API Timebase {
 ///     const std::int64_t microseconds = time.rescale(Timebase()).value;  // 10000000
 ///     const Timestamp next = time + Timestamp(Timebase(), 40000);        // 251, in units of 1/25 s
 ///
-/// Arithmetic wraps at 64 bits and never fails. The null mark takes part in no arithmetic and in no
-/// comparison: a sum has the mark of its left operand, and a null operand counts with its value.
+/// Arithmetic wraps at 64 bits and never fails. Arithmetic and comparison ignore the null mark: a null
+/// operand counts with its value, and a sum has the mark of its left operand.
 ///
-/// Comparison is exact in one base. Across bases both counts are brought to the least common multiple of the
-/// two denominators, and numerators take no part: two stamps in different bases compare by time only when
+/// Comparison is exact within one base. Across bases both counts are converted to the least common multiple
+/// of the two denominators, and numerators are ignored: stamps in different bases compare by time only when
 /// both numerators are 1. A denominator of 0 on either side makes stamps of different bases equal.
 ///
 /// Threads: a plain value.
@@ -52,7 +52,7 @@ struct VIDORRA_API Timestamp {
     constexpr Timestamp(Timebase base, std::int64_t count, bool null = false) noexcept
         : timebase(base), value(count), isNull(null) {}
 
-    /// The same time in another base, rounded to the nearest, half away from zero.
+    /// The same time in another base, rounded to the nearest unit, halves away from zero.
     [[nodiscard]] static Timestamp rescale(const Timestamp& time, Timebase to);
     [[nodiscard]] Timestamp rescale(Timebase to) const;
 
@@ -66,8 +66,8 @@ struct VIDORRA_API Timestamp {
     /// The value times `factor` in single precision, truncated to 64 bits.
     [[nodiscard]] Timestamp operator*(float factor) const;
 
-    /// The same count of units that are `divisor` times shorter: the denominator is multiplied, so that
-    /// nothing is lost to rounding. In single precision, truncated to 32 bits.
+    /// The same count in units that are `divisor` times shorter: the denominator is multiplied, so the count
+    /// is not rounded. The multiplication is in single precision, truncated to 32 bits.
     [[nodiscard]] Timestamp operator/(float divisor) const;
 
     /// "null pts", or the seconds with six decimals, followed by " (num/den)" unless the base is 1/1000000.

@@ -5,7 +5,7 @@
 
 namespace vidorra {
 
-/// A decoder of samples, driven as DecoderBase shows.
+/// Decodes audio; see DecoderBase for how to drive it.
 ///
 ///     if (auto* decoder = dynamic_cast<AudioDecoder*>(source.getCodecContext(1).get())) {
 ///         while (const auto frame = decoder->receive()) { ... }
@@ -18,12 +18,12 @@ public:
     static void validateCodecParams(const AVCodecParameters& parameters);
 
     /// The next frame with a copy of its samples, at its best-effort time in microseconds. A frame without a
-    /// channel mask gets the usual one for its number of channels. Errors as receiveAvFrame(); throws
-    /// std::runtime_error for a frame whose number of channels has no usual mask, and for one whose channel
-    /// layout and sample format have no size.
+    /// channel mask gets the usual mask for its number of channels. Fails as receiveAvFrame() does. Throws
+    /// std::runtime_error for a frame whose number of channels has no usual mask, and for one whose layout
+    /// and format have no known size.
     [[nodiscard]] tl::expected<AudioFrame, AvError> receive() const;
 
-    /// What receive() makes of a frame from receiveAvFrame() that has a channel mask.
+    /// Converts a frame from receiveAvFrame() that has a channel mask, as receive() does.
     [[nodiscard]] static AudioFrame toAudioFrame(const AVFrame& frame);
 };
 

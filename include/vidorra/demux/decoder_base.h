@@ -15,9 +15,9 @@
 
 namespace vidorra {
 
-/// One decoder: FFmpeg's cycle of sending packets and receiving frames. It becomes usable by prepareCodec()
-/// and openCodec(): before the first of them to send, receive and drain throws std::logic_error, and between
-/// the two it gives AvError::InvalidArgument.
+/// One decoder: FFmpeg's cycle of sending packets and receiving frames. Call prepareCodec() and openCodec()
+/// first: before prepareCodec(), sending, receiving and draining throw std::logic_error, and before
+/// openCodec() they return AvError::InvalidArgument.
 ///
 ///     VideoDecoder decoder;
 ///     Dictionary options = decoder.prepareCodec(std::nullopt, *stream->codecpar);
@@ -25,16 +25,16 @@ namespace vidorra {
 ///     decoder.send(packet).throwIfError("the decoder does not take a packet");
 ///     while (const auto frame = decoder.receive()) { ... }
 ///
-/// FormatContext makes such decoders by itself.
+/// FormatContext makes its decoders itself.
 ///
-/// Owns: its AVCodecContext. The destructor drains the decoder and logs a failure of that, unless the decoder
-/// could not be opened or is given up.
+/// Owns: its AVCodecContext. The destructor drains the decoder and logs a failure to do so, unless the
+/// decoder could not be opened or is given up.
 /// Threads: one at a time.
 class VIDORRA_API DecoderBase {
 public:
     /// A decoder to use in place of FFmpeg's own choice, and the options to open it with.
     struct ChosenCodec {
-        /// Owned by FFmpeg, which never frees it.
+        /// Static data of FFmpeg, never freed.
         const AVCodec* codec = nullptr;
         Dictionary options;
     };
@@ -44,35 +44,36 @@ public:
     DecoderBase& operator=(const DecoderBase&) = delete;
     virtual ~DecoderBase();
 
-    /// Hands a packet to the decoder. An empty packet is refused with AvError::InvalidArgument, and logged.
-    /// AvError::Again asks to receive first.
+    /// Sends a packet to the decoder. An empty packet is logged and refused with AvError::InvalidArgument.
+    /// AvError::Again means that frames must be received first.
     AvRes send(const Packet& packet) const;
 
-    /// The same without the look at the size. An AVPacket without data begins the end of the stream, after
-    /// which receiving gives what the decoder holds back, then AvError::Eof; drain() makes it ready for new
-    /// packets.
+    /// The same without the check for an empty packet. An AVPacket without data ends the stream: receiving
+    /// then returns the frames that the decoder holds back, followed by AvError::Eof. drain() makes the
+    /// decoder ready for new packets.
     AvRes send(const AVPacket& packet) const;
 
-    /// The next frame. AvError::Again asks for more packets, AvError::Eof says that the stream has ended.
+    /// The next frame. AvError::Again means that more packets are needed, AvError::Eof that the stream has
+    /// ended.
     [[nodiscard]] virtual tl::expected<AvPtr<AVFrame>, AvError> receiveAvFrame() const;
 
-    /// Makes the codec context, in place of one that was there, for `chosen` or else FFmpeg's default
-    /// decoder. Gives the options to open the codec with. Throws FFmpegError with AvError::DecoderNotFound,
-    /// AvError::OutOfMemory or what FFmpeg says of the parameters.
+    /// Makes the codec context for `chosen`, or else for FFmpeg's default decoder, and replaces any earlier
+    /// one. Returns the options to open the codec with. Throws FFmpegError with AvError::DecoderNotFound,
+    /// AvError::OutOfMemory or FFmpeg's error for the parameters.
     [[nodiscard]] Dictionary prepareCodec(std::optional<ChosenCodec> chosen,
                                           const AVCodecParameters& parameters);
 
-    /// Opens the codec. Takes the options that it knows out of the dictionary. Throws std::logic_error before
-    /// prepareCodec(), FFmpegError when the codec cannot be opened.
+    /// Opens the codec and removes the options that it knows from the dictionary. Throws std::logic_error
+    /// before prepareCodec(), FFmpegError when the codec cannot be opened.
     void openCodec(Dictionary& options);
 
-    /// Throws away what the decoder still holds and makes it ready for new data. Gives AvError::OutOfMemory
-    /// or FFmpeg's error when something of that could not be decoded; the decoder is ready all the same,
-    /// unless it is not open or given up.
+    /// Discards what the decoder still holds and makes it ready for new data. Returns AvError::OutOfMemory
+    /// or FFmpeg's error when some of it could not be decoded; the decoder is ready even then, unless it is
+    /// not open or is given up.
     AvRes drain();
 
     /// Whether FFmpeg has run out of memory in the open codec. Some codecs access invalid memory when they
-    /// are used after that, so sending, receiving and draining give AvError::OutOfMemory without calling
+    /// are used after that, so sending, receiving and draining return AvError::OutOfMemory without calling
     /// FFmpeg, until prepareCodec() makes a new context.
     [[nodiscard]] bool isGivenUp() const noexcept;
 
@@ -86,7 +87,7 @@ public:
     [[nodiscard]] const AVCodecContext* codecContext() const noexcept { return mCodecContext.get(); }
 
 protected:
-    /// What log lines of this decoder start with.
+    /// The prefix of this decoder's log lines.
     [[nodiscard]] const std::string& prefix() const noexcept { return mPrefix; }
 
 private:
@@ -96,7 +97,7 @@ private:
     AvPtr<AVCodecContext> mCodecContext;
     std::string mPrefix;
     // prepareCodec() or openCodec() has thrown, or FFmpeg has run out of memory in the open codec. Mutable,
-    // as what FFmpeg keeps is: send() and receiveAvFrame() are const and change it.
+    // like FFmpeg's own state: the const functions send() and receiveAvFrame() change both.
     mutable bool mFailed = false;
 };
 

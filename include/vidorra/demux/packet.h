@@ -16,9 +16,9 @@ extern "C" {
 
 namespace vidorra {
 
-/// An AVPacket by value: it can be passed to FFmpeg as one. A packet of size 0 marks the end of the data.
-/// Times are in microseconds where the library read the packet, and in the time base of the codec where it
-/// encoded it.
+/// An AVPacket by value, which can be passed to FFmpeg as one. A packet of size 0 marks the end of the data.
+/// Times are in microseconds in packets that the library read, and in the codec's time base in packets that
+/// it encoded.
 ///
 ///     Packet packet = source.readPacket();
 ///     av_packet_rescale_ts(&packet, Timebase(), stream->time_base);
@@ -29,8 +29,8 @@ namespace vidorra {
 class VIDORRA_API Packet : public AVPacket {
 public:
     enum class KeyFrame { Yes, No };
-    /// Whether the packet was made while the input had no signal: bit 0x1000 of the flags, which FFmpeg
-    /// leaves alone.
+    /// Whether the packet was made while the input had no signal: bit 0x1000 of the flags, which FFmpeg does
+    /// not use.
     enum class NoSignal { Yes, No };
 
     /// Empty.
@@ -38,12 +38,12 @@ public:
 
     /// A new reference to the same data. A packet that owns no data is copied.
     explicit Packet(const AVPacket& packet);
-    /// The same from a handle; a null one gives an empty packet.
+    /// The same from a handle; a null handle gives an empty packet.
     explicit Packet(const AvPtr<AVPacket>& packet);
 
     Packet(const Packet& other);
     Packet& operator=(const Packet& other);
-    /// Leaves the other one empty.
+    /// The moved-from packet is empty.
     Packet(Packet&& other) noexcept;
     Packet& operator=(Packet&& other) noexcept;
     ~Packet();
@@ -57,9 +57,9 @@ public:
     [[nodiscard]] bool isKeyFrame() const noexcept;
     [[nodiscard]] bool isNoSignal() const noexcept;
 
-    /// Attaches a chapter as side data: two numbers of the caller's meaning and a title. Gives the result of
-    /// the FFmpeg build's own function where it has one. Otherwise the chapter lies in the side data of the
-    /// type AV_PKT_DATA_STRINGS_METADATA as "chapter-first", "chapter-second" and "chapter-title".
+    /// Attaches a chapter as side data: two numbers whose meaning is the caller's, and a title. If the
+    /// FFmpeg build has a function for that, its result is returned. Otherwise the chapter is stored in side
+    /// data of type AV_PKT_DATA_STRINGS_METADATA as "chapter-first", "chapter-second" and "chapter-title".
     AvRes setChapter(long first, unsigned long second, const std::string& title);
 };
 

@@ -5,8 +5,8 @@
 
 namespace vidorra {
 
-/// A decoder of pictures, driven as DecoderBase shows. These are the frames that one holds back at the end of
-/// the data:
+/// Decodes video; see DecoderBase for how to drive it. This gets the frames that a decoder holds back at the
+/// end of the data:
 ///
 ///     if (auto* decoder = dynamic_cast<VideoDecoder*>(source.getCodecContext(0).get())) {
 ///         const Packet end;
@@ -18,8 +18,8 @@ public:
     enum class Acceleration { None, Hardware };
 
     /// The hardware decoder for a stream, with the options to open it with. Nothing without
-    /// Acceleration::Hardware, and where the FFmpeg in use has no hardware decoder for the codec. Throws
-    /// FFmpegError with AvError::InvalidArgument when hardware is asked for a stream that is not video.
+    /// Acceleration::Hardware, or if the FFmpeg in use has no hardware decoder for the codec. Throws
+    /// FFmpegError with AvError::InvalidArgument when hardware is requested for a stream that is not video.
     [[nodiscard]] static std::optional<ChosenCodec> chooseCodec(const AVCodecParameters& parameters,
                                                                 Acceleration acceleration);
 
@@ -29,16 +29,16 @@ public:
 
     ~VideoDecoder() override;
 
-    /// The next frame, mended: the formats that mean full range by their name (YUVJ420P and its kin) become
-    /// the plain ones, and a frame without a colour range takes that of the codec. A frame in the format to
-    /// which the FFmpeg in use gave the number of NVA12 is refused, with a log line, as AvError::InvalidData.
+    /// The next frame, normalised: formats whose name implies full range (such as YUVJ420P) become the plain
+    /// ones, and a frame without a colour range gets the codec's. A frame in a format that has the number of
+    /// NVA12 in the FFmpeg in use is refused with AvError::InvalidData and a log line.
     [[nodiscard]] tl::expected<AvPtr<AVFrame>, AvError> receiveAvFrame() const override;
 
     /// The next frame, sharing the decoder's memory, at its best-effort time in microseconds and without
-    /// flags. Errors as receiveAvFrame().
+    /// flags. Fails as receiveAvFrame() does.
     [[nodiscard]] tl::expected<VideoFrame, AvError> receive() const;
 
-    /// What receive() makes of a frame from receiveAvFrame().
+    /// Converts a frame from receiveAvFrame(), as receive() does.
     [[nodiscard]] static VideoFrame toVideoFrame(AVFrame& frame);
 };
 

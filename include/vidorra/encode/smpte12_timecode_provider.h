@@ -14,12 +14,12 @@ namespace vidorra {
 ///     frame.addSideData(provider.nextTimecode(frame.timestamp()));
 ///
 /// At a whole frame rate the timecode is the number of the frame, counted from time 0. At a fractional rate,
-/// such as 29.97, the numbers run at the rate rounded up and are kept in step with the clock: in each cycle
-/// of 1001 seconds as many numbers are skipped as the clock runs ahead, a few at a time. The first numbers of
-/// a cycle, 24 seconds of it at 23.976, 30 at 29.97 and 60 at 59.94, have no drop mark. All others have it,
-/// are one higher than the count, and are never the first of their second.
+/// such as 29.97, numbers run at the rate rounded up. To keep them in step with the clock, each cycle of
+/// 1001 seconds skips as many numbers as they would fall behind, a few at a time. The first numbers of a
+/// cycle (24 seconds at 23.976, 30 at 29.97 and 60 at 59.94) have no drop mark. All others have it, are one
+/// higher than the count, and are never the first of their second.
 ///
-/// A timecode that would repeat the latest one moves on by one. Since only the latest is compared, equal
+/// A timecode that would repeat the latest one is increased by one. Since only the latest is compared, equal
 /// times give two timecodes in turns, and at a fractional rate numbers may step back by one where a new
 /// second begins.
 ///

@@ -16,67 +16,67 @@ extern "C" {
 
 namespace vidorra {
 
-/// A filter description of FFmpeg for frames, pictures and samples by themselves, without an encoder.
+/// Applies an FFmpeg filter description to frames, pictures and samples, without an encoder.
 ///
 ///     FFmpegFilterWrapper filter;
 ///     filter.setFilterSpec("hflip,scale=640:360");
 ///     const VideoFrame flipped = filter.processVideoFrame(frame);
 ///
-/// The graph is built for the first frame, and anew for a picture of another size or pixel format and after
-/// another description. What comes out has the format to which the description leads. A wrapper that has
-/// built a graph of pictures takes no samples any more, and the other way round, also with another
-/// description.
+/// The graph is built for the first frame. It is built again for a picture of another size or pixel format,
+/// and after another description. The description determines the output format. A wrapper that has built a
+/// graph for pictures no longer takes samples, and vice versa, even with another description.
 ///
-/// A picture keeps its colour range as long as the description asks for no other; the graph is built for
-/// that of the first picture, into which filters that scale convert pictures of another one.
+/// A picture keeps its colour range unless the description asks for another. The graph is built for the
+/// range of the first picture; filters that scale convert pictures of another range to it.
 ///
-/// Owns: the graph. Copies: none. Threads: one at a time.
+/// Owns: the graph. Not copyable. Threads: one at a time.
 /// Errors: std::runtime_error that names the step, without a code of FFmpeg. A description that cannot be
-/// built goes on failing, then with "Picture filtering failed", until there is another one or a picture of
-/// another shape. After std::bad_alloc, and after a frame that failed inside the graph, the next frame builds
-/// the graph again; the frames that were in it are lost.
+/// built keeps failing, then with "Picture filtering failed", until another description is set or a picture
+/// of another shape comes. After a shortage of memory, and after a frame that failed inside the graph, the
+/// next frame builds the graph again, and the frames that were in it are lost.
 class VIDORRA_API FFmpegFilterWrapper {
 public:
-    /// No description: frames pass as they are.
+    /// No description: frames pass unchanged.
     FFmpegFilterWrapper() = default;
     ~FFmpegFilterWrapper();
     FFmpegFilterWrapper(const FFmpegFilterWrapper& other) = delete;
     FFmpegFilterWrapper& operator=(const FFmpegFilterWrapper& other) = delete;
 
-    /// Drops the graph, with the frames in it, unless the description is the present one. Empty for none.
+    /// Sets the description; an empty one means none. Releases the graph, with the frames in it, unless the
+    /// description is the present one.
     void setFilterSpec(std::string spec);
 
-    /// The filtered frame. Its time stamp is the one that the graph gives, in the base of the stamp that went
-    /// in, and null when that is; flags, metadata, side data and position are not passed on. A graph that
-    /// needs more frames gives an empty frame, whose time stamp means nothing; what it still holds at the end
-    /// is lost. Without a description, and for an empty frame, the result is a copy of all that the frame
-    /// holds. The pixels of `frame` itself become private.
+    /// The filtered frame. Its time stamp is the graph's, in the base of the input's stamp, and null if that
+    /// is null; flags, metadata, side data and position are not passed on. The result is empty, with a
+    /// meaningless time stamp, when the graph needs more frames. Frames that are still in the graph at the
+    /// end are lost. Without a description, and for an empty frame, the result is a complete copy of the
+    /// frame. The pixels of `frame` itself become private.
     ///
     /// Filters see stamps in microseconds under a time base of one second. The stamps of a filter that
     /// changes the time base, such as "yadif" and "aresample", are taken for microseconds as well: those of
-    /// "yadif" come out doubled, and right with "yadif,settb=1".
+    /// "yadif" are doubled; "yadif,settb=1" corrects this.
     ///
-    /// One frame goes in and at most one comes out. Filters that make more of them fall behind with every
-    /// frame, as "yadif=1" does. Filters that count in seconds take a frame's 40000 microseconds for as many
-    /// seconds, and "fps" fills them with frames until there is no memory.
+    /// One frame goes in and at most one comes out. Filters that make more frames, such as "yadif=1", fall
+    /// further behind with each one. Filters that count in seconds take a frame's 40000 microseconds for as
+    /// many seconds, and "fps" fills these with frames until there is no memory.
     [[nodiscard]] VideoFrame processVideoFrame(VideoFrame& frame);
 
-    /// The same for a picture without a time, which stays as it is.
+    /// The same for a picture without a time. `picture` itself stays unchanged.
     [[nodiscard]] Picture processPicture(Picture& picture);
 
-    /// The same for samples. The graph is not built anew for samples of another kind: those are a failure.
+    /// The same for samples. Samples of another kind do not rebuild the graph; they fail.
     [[nodiscard]] AudioFrame processAudioFrame(AudioFrame& frame);
     [[nodiscard]] AudioBuffer processAudioBuffer(AudioBuffer& buffer);
 
-    /// Build the graph for such input, as the first call of a process operation does: nothing without a
+    /// Build the graph for such input, as the first call of a process operation does. Do nothing without a
     /// description.
     void initializeVideo(const Picture& picture);
     void initializeAudio(const AudioBuffer& buffer);
 
-    /// The part that both have in common, for the arguments of the filter "buffer" or "abuffer".
+    /// The part that both have in common, with the arguments of the filter "buffer" or "abuffer".
     void initializeInternal(const std::string& sourceArguments, AVMediaType type);
 
-    /// An empty graph in the place of the present one.
+    /// Replaces the present graph with an empty one.
     void createGraph();
     void destroyGraph() noexcept;
 
@@ -86,7 +86,7 @@ private:
 
     const AVFilter* mBufferSource = nullptr;
     const AVFilter* mBufferSink = nullptr;
-    // Both belong to the graph, and are null until it is configured.
+    // Both belong to the graph and are null until it is configured.
     AVFilterContext* mSourceContext = nullptr;
     AVFilterContext* mSinkContext = nullptr;
     // The open ends: "in" on the source and "out" on the sink.
@@ -99,7 +99,7 @@ private:
     AVSampleFormat mSampleFormat = AV_SAMPLE_FMT_NONE;
     int mSampleRate = 0;
     std::uint64_t mChannelLayout = 0;
-    // Of the last graph that was configured, for good.
+    // The type of the first graph that was configured; it never changes after that.
     AVMediaType mMediaType = AVMEDIA_TYPE_UNKNOWN;
 };
 

@@ -9,8 +9,7 @@
 
 namespace vidorra {
 
-/// Takes the bytes of a media file to somewhere else than a path: to memory, a descriptor, or a class of your
-/// own.
+/// Receives the bytes of a media file instead of a path: in memory, a descriptor, or a class of your own.
 ///
 ///     class Upload : public ByteSink {
 ///         void write(const std::uint8_t* data, std::size_t size) override { ... }
@@ -18,7 +17,7 @@ namespace vidorra {
 ///     MediaFileWriter writer(std::make_shared<Upload>(), {"mpegts"});
 ///
 /// Threads: called by one thread at a time, the one that uses the writer. Errors: every function may throw.
-/// The exception leaves the call of the writer that had bytes to write, unchanged.
+/// The exception passes unchanged through the writer's call that had bytes to write.
 class VIDORRA_API ByteSink {
 public:
     ByteSink() = default;
@@ -29,10 +28,9 @@ public:
     /// Takes all `size` bytes, at least one. They are valid during the call only.
     virtual void write(const std::uint8_t* data, std::size_t size) = 0;
 
-    /// Continues at `position`, in bytes from the first byte of the file, which is never past its end. Bytes
-    /// that are already there are overwritten. Gives false, and changes nothing, when the sink cannot do
-    /// that, which is the default. The writer asks for position 0 first, to find out whether the sink can
-    /// seek.
+    /// Continues at `position`, in bytes from the first byte of the file, which is never past its end.
+    /// Existing bytes are overwritten. Returns false and changes nothing when the sink cannot seek, which is
+    /// the default. The writer first seeks to position 0 to find out.
     [[nodiscard]] virtual bool seek(std::uint64_t position);
 
     /// The file is complete: MediaFileWriter::finish() calls this, and nothing else does. Does nothing by
@@ -55,7 +53,7 @@ public:
     void write(const std::uint8_t* data, std::size_t size) override;
     [[nodiscard]] bool seek(std::uint64_t position) override;
 
-    /// What is there so far.
+    /// The bytes so far.
     [[nodiscard]] const std::vector<std::uint8_t>& bytes() const noexcept;
 
     /// Moves the bytes out. Call it when the file is complete.
@@ -67,10 +65,10 @@ private:
 };
 
 /// Writes to a file descriptor: a pipe, a socket, a terminal or a file, from its current position on. Waits
-/// until the descriptor takes the bytes; a non-blocking one is polled. Seeks where the descriptor can, unless
-/// it was opened for appending. Owns the descriptor and closes it. Throws std::invalid_argument for a
-/// negative descriptor. The sink throws std::system_error when the system refuses bytes. Writing to a pipe or
-/// a socket that nobody reads also raises SIGPIPE, which a program has to ignore to see the error.
+/// until the descriptor takes the bytes; a non-blocking one is polled. Can seek if the descriptor can,
+/// unless it was opened for appending. Owns the descriptor and closes it. Throws std::invalid_argument for a
+/// negative descriptor. The sink throws std::system_error when the system refuses bytes. Writing to a pipe
+/// or a socket that nobody reads also raises SIGPIPE; ignore the signal to see the error.
 [[nodiscard]] VIDORRA_API std::shared_ptr<ByteSink> descriptorSink(int descriptor);
 
 }  // namespace vidorra

@@ -11,8 +11,8 @@
 
 namespace vidorra {
 
-/// Supplies the bytes of a media file from somewhere else than a URL: from memory, a mapped file, a
-/// descriptor, or a class of your own.
+/// Supplies the bytes of a media file instead of a URL: from memory, a mapped file, a descriptor, or a class
+/// of your own.
 ///
 ///     class Download : public ByteSource {
 ///         std::optional<std::size_t> read(std::uint8_t* target, std::size_t size) override { ... }
@@ -20,8 +20,8 @@ namespace vidorra {
 ///     ClipReader reader(std::make_shared<Download>());
 ///
 /// Threads: read(), seek() and size() are called by one thread at a time, the one that uses the reader;
-/// interrupt() comes from any thread, also while another call is under way. Errors: read(), seek() and size()
-/// may throw. The exception leaves the call of the reader that needed the bytes.
+/// interrupt() is called by any thread, even during another call. Errors: read(), seek() and size() may
+/// throw. The exception passes through the reader's call that needed the bytes.
 class VIDORRA_API ByteSource {
 public:
     ByteSource() = default;
@@ -30,24 +30,24 @@ public:
     virtual ~ByteSource();
 
     /// Copies the next bytes to `target`: at least one and at most `size`, which is never 0. Nothing means
-    /// the end of the data. 0 means that nothing is there yet: the reader asks again, until its timeout
-    /// passes or it is stopped. May wait for bytes. A count above `size` makes the reader throw
+    /// the end of the data. 0 means that no bytes are available yet: the reader tries again until its
+    /// timeout passes or it is stopped. May wait for bytes. A count above `size` makes the reader throw
     /// std::logic_error.
     [[nodiscard]] virtual std::optional<std::size_t> read(std::uint8_t* target, std::size_t size) = 0;
 
-    /// Continues at `position`, in bytes from the start; it can be past the end, where read() meets the end.
-    /// Gives false, and changes nothing, when the source cannot do that, which is the default. The reader
-    /// asks for position 0 first, to find out whether the source can seek.
+    /// Continues at `position`, in bytes from the start; it can be past the end, where read() returns the
+    /// end. Returns false and changes nothing when the source cannot seek, which is the default. The reader
+    /// first seeks to position 0 to find out.
     [[nodiscard]] virtual bool seek(std::uint64_t position);
 
-    /// The number of all bytes; nothing, the default, when it is not known.
+    /// The total number of bytes; nothing, the default, when it is unknown.
     [[nodiscard]] virtual std::optional<std::uint64_t> size() const;
 
-    /// Makes a read() that waits, and each later one, return soon with whatever it has, as 0 bytes. Does
-    /// nothing by default, which suits sources that never wait long.
+    /// Makes a waiting read() and all later ones return soon with the bytes that they have, which may be 0.
+    /// Does nothing by default, which suits sources that never wait long.
     virtual void interrupt() noexcept;
 
-    /// What error messages call the source: "byte source" by default.
+    /// The name of the source in error messages, "byte source" by default.
     [[nodiscard]] virtual std::string name() const;
 };
 
@@ -59,15 +59,15 @@ public:
 [[nodiscard]] VIDORRA_API std::shared_ptr<ByteSource> memorySource(const std::uint8_t* data,
                                                                    std::size_t size);
 
-/// Reads from a regular file mapped into memory. A file that shrinks while it is read ends where it ends
-/// then. Throws std::system_error when the file cannot be opened or mapped, std::invalid_argument when it is
-/// not a regular file.
+/// Reads from a regular file mapped into memory. A file that shrinks while it is read ends at its new end.
+/// Throws std::system_error when the file cannot be opened or mapped, std::invalid_argument when it is not a
+/// regular file.
 [[nodiscard]] VIDORRA_API std::shared_ptr<ByteSource> mappedSource(const std::string& path);
 
 /// Reads from a file descriptor: a pipe, a FIFO, a socket, a terminal or a file. Waits for bytes, and
-/// interrupt() ends the wait at once. Seeks where the descriptor can. Owns the descriptor and closes it.
-/// Throws std::invalid_argument for a negative descriptor, std::system_error when the system gives no event
-/// to wait with; the descriptor is then not closed.
+/// interrupt() ends the wait at once. Can seek if the descriptor can. Owns the descriptor and closes it.
+/// Throws std::invalid_argument for a negative descriptor, std::system_error when the system provides no
+/// event to wait on; the descriptor is then not closed.
 [[nodiscard]] VIDORRA_API std::shared_ptr<ByteSource> descriptorSource(int descriptor);
 
 }  // namespace vidorra

@@ -23,21 +23,21 @@ namespace vidorra {
 
 /// Options of a MediaFileWriter. The defaults are right for most programs.
 struct WriterOptions {
-    /// FFmpeg's name of a container, such as "matroska"; empty for the one that the file's name chooses.
+    /// FFmpeg's name of a container, such as "matroska"; if empty, the file's name chooses it.
     std::string format{};
 
     /// FFmpeg's options of the container, such as {"movflags", "faststart"}.
     std::map<std::string, std::string> container{};
 
-    /// Writes MP4 and MOV in fragments, each of which plays by itself, so that a crash loses the latest
-    /// fragment only: one for each key frame when 0, else one of at least this length. Sound alone has
-    /// fragments of a second when 0. Nothing for a file in one piece, which is useless until finish(), unless
-    /// the sink cannot seek.
+    /// Writes MP4 and MOV in fragments that play on their own, so that a crash loses only the latest
+    /// fragment. 0 makes a fragment for each key frame, or of a second if there is only sound; otherwise
+    /// fragments have at least this length. Nothing means a file in one piece, which is useless until
+    /// finish(), unless the sink cannot seek.
     std::optional<std::chrono::microseconds> fragmentDuration{};
 
     /// Begins a new file at the first key frame after this length, counted by the first video track, or
-    /// without one by the first audio track; 0 for one file. Video encoders are told to close their groups of
-    /// pictures, so that each file plays by itself.
+    /// without one by the first audio track; 0 for one file. Video encoders have to close their groups of
+    /// pictures, so that each file plays on its own.
     std::chrono::microseconds segmentDuration{0};
 
     /// The path of a segment by its number, from 0, and the time of its first frame. Without it the path of
@@ -45,16 +45,16 @@ struct WriterOptions {
     std::function<std::string(std::uint64_t number, const Timestamp& start)> segmentName{};
 
     /// Where to write an HLS playlist of the segments, which have to be MPEG-TS then; empty for none. It is
-    /// replaced, as a whole, after each segment. Segments in a playlist go on in time; without one, each
-    /// begins at 0.
+    /// replaced as a whole after each segment. With a playlist times continue from segment to segment;
+    /// without one each segment begins at 0.
     std::string playlist{};
 
     /// The most bytes of packets that may wait for those of another track. Tracks are written in the order of
     /// time, so packets wait for a track that lags.
     std::size_t mostWaiting = std::size_t{64} << 20;
 
-    /// Writes each file beside its place, as its name and ".part", and gives it its name when it is complete.
-    /// Otherwise it has its name from the start.
+    /// Writes each file under its name with ".part" appended, and renames it when it is complete. Otherwise
+    /// it has its name from the start.
     bool whole = true;
 
     /// Reads each file before it is called complete, and compares the packets with those that were written:
@@ -63,13 +63,13 @@ struct WriterOptions {
     bool verify = false;
 
     /// Called at the end of each write() with the number of frames and packets taken so far, and the time up
-    /// to which the file is written. What it throws leaves write(), and the writer stays usable.
+    /// to which the file is written. Its exceptions pass through write(), and the writer stays usable.
     std::function<void(std::uint64_t frames, const Timestamp& time)> progress{};
 };
 
 /// What a MediaFileWriter has written.
 struct WriterReport {
-    /// A stretch of time, without its end, and the packets in it.
+    /// A half-open stretch of time, and the packets in it.
     struct Stretch {
         Timestamp begin;
         Timestamp end;
@@ -82,13 +82,13 @@ struct WriterReport {
         /// How many frames write() took; 0 for a track of packets.
         std::uint64_t frames = 0;
         std::uint64_t packets = 0;
-        /// Of the packets, without what the container adds.
+        /// The bytes of the packets, without the container's overhead.
         std::uint64_t bytes = 0;
         /// When the first frame begins and the last one ends, as write() was told, in the unit of the encoder
         /// or of the packets; null without packets.
         Timestamp begin;
         Timestamp end;
-        /// Where packets have the mark Packet::NoSignal, in order.
+        /// The stretches in which packets have the mark Packet::NoSignal, in order.
         std::vector<Stretch> noSignal;
     };
 
@@ -99,7 +99,7 @@ struct WriterReport {
     std::size_t mostWaiting = 0;
 };
 
-/// Encodes frames into a media file, or takes packets as they are. The file is complete, or an exception says
+/// Encodes frames into a media file, or takes packets unchanged. The file is complete, or an exception says
 /// why it is not.
 ///
 ///     MediaFileWriter writer("out.mp4");
@@ -110,17 +110,17 @@ struct WriterReport {
 ///     ...
 ///     const WriterReport report = writer.finish();
 ///
-/// Times of frames and packets are on one scale for all tracks. The earliest of them is 0 in the file. Sound
-/// that is missing by more than a hundredth of a second becomes silence, and sound that overlaps is cut. The
+/// Times of frames and packets are on one scale for all tracks. The earliest time becomes 0 in the file.
+/// Gaps in the sound of more than a hundredth of a second become silence, and overlapping sound is cut. The
 /// tracks may be written in any order, but not far apart: see WriterOptions::mostWaiting.
 ///
-/// Container and encoders agree about headers and time bases. Pictures last until the next one, the last as
-/// long as the one before. Aspect and colours are those of the encoder's options. Where the container has a
-/// track for timecodes, it begins with that of the first picture that has one.
+/// Container and encoders agree about headers and time bases. Pictures last until the next one, the last one
+/// as long as the one before. Aspect and colours are those of the encoder's options. If the container has a
+/// timecode track, it begins with the timecode of the first picture that has one.
 ///
-/// Errors: an exception that says that a frame or packet was refused leaves the writer as it was. After any
-/// other one the writer has failed: the file is closed, as far as it could be completed, under the name that
-/// the exception tells, and every further call throws std::logic_error.
+/// Errors: after an exception that a frame or packet was refused the writer is unchanged. After any other
+/// exception the writer has failed: the file is completed as far as possible and closed under the name in
+/// the exception, and every further call throws std::logic_error.
 ///
 /// Owns: encoders, filters and files, and a share of the sink. Threads: one at a time.
 class VIDORRA_API MediaFileWriter {
@@ -129,20 +129,21 @@ public:
     using Track = std::size_t;
 
     /// Writes to a path. Throws FFmpegError when FFmpeg has no container for it, std::invalid_argument for
-    /// options that do not exist or do not go together, std::system_error when the file cannot be created.
+    /// options that do not exist or contradict each other, std::system_error when the file cannot be
+    /// created.
     explicit MediaFileWriter(const std::string& path, WriterOptions options = {});
 
-    /// Writes to a sink, which is closed when the file is complete; the options have to say the format. Where
-    /// the sink cannot seek, MP4 and MOV are written in fragments; other containers that have to seek refuse
-    /// to begin. Throws as above, and std::invalid_argument for segments, verification, a null sink, and a
-    /// format that makes files by itself.
+    /// Writes to a sink, which is closed when the file is complete; the options must set the format. If the
+    /// sink cannot seek, MP4 and MOV are written in fragments, and other containers that have to seek fail.
+    /// Throws as above, and std::invalid_argument for segments, verification, a null sink, and a format that
+    /// makes files by itself.
     explicit MediaFileWriter(std::shared_ptr<ByteSink> sink, WriterOptions options = {});
 
     MediaFileWriter(MediaFileWriter&& other) noexcept;
     MediaFileWriter& operator=(MediaFileWriter&& other) noexcept;
 
-    /// Without finish(), completes the file as far as that can be done, leaves it beside its place, and logs
-    /// where. Nothing is thrown.
+    /// Without finish(), completes the file as far as possible, leaves it under its temporary name, and logs
+    /// the name. Does not throw.
     ~MediaFileWriter();
 
     /// Adds a track of pictures, with the configuration of a VideoEncoder. Throws as its constructor, and
@@ -153,34 +154,39 @@ public:
     /// of samples. Throws as addVideo().
     Track addAudio(const objstream::object& config);
 
-    /// Adds a track of packets that are written as they are, with times in units of `timebase`. Throws
+    /// Adds a track of packets that are written unchanged, with times in units of `timebase`. Throws
     /// std::invalid_argument for parameters without a codec and a time base that is not positive,
     /// std::logic_error after the first write().
     Track addPackets(const AVCodecParameters& parameters, Timebase timebase);
 
-    /// Takes a frame or packet. The times of pictures and of sound rise within a track, and so do the times
-    /// of decoding of packets.
+    /// Takes a frame or packet. Within a track the times of pictures and sound must rise, and so must the
+    /// decoding times of packets.
     ///
-    /// Refuses, with std::invalid_argument, what is empty or has no time, and a time that does not rise, in
-    /// the unit of the encoder; with FFmpegError, AvError::InvalidArgument, a frame that the encoder does not
-    /// take; with std::runtime_error what would wait for a track that lags, which it names; and with what
-    /// VideoEncoder::sendFrame() and Resampler::resample() throw. Throws std::out_of_range for a track that
-    /// does not exist, std::logic_error for one of another kind, and after finish() or end().
+    /// A refused frame or packet throws
     ///
-    /// Fails with FFmpegError when encoding or writing does; with std::system_error when the file takes no
-    /// more bytes; with std::runtime_error when the silence before a frame is so long that twice
-    /// WriterOptions::mostWaiting would wait for a track that lags; or with what the sink throws. A frame
-    /// after the end of a filter that ends by itself is ignored.
+    /// - std::invalid_argument if it is empty or has no time, or if its time does not rise in the unit of
+    ///   the encoder;
+    /// - FFmpegError with AvError::InvalidArgument if the encoder does not take the frame;
+    /// - std::runtime_error if it would have to wait for a track that lags, which the text names;
+    /// - what VideoEncoder::sendFrame() and Resampler::resample() throw.
+    ///
+    /// Also throws std::out_of_range for a track that does not exist, and std::logic_error for one of
+    /// another kind and after finish() or end().
+    ///
+    /// The writer fails with FFmpegError when encoding or writing fails, std::system_error when the file
+    /// takes no more bytes, std::runtime_error when the silence before a frame is so long that twice
+    /// WriterOptions::mostWaiting would wait for a track that lags, or what the sink throws. A frame after
+    /// the end of a filter that ends by itself is ignored.
     void write(Track track, const VideoFrame& frame);
     void write(Track track, const AudioFrame& frame);
     void write(Track track, const Packet& packet);
 
-    /// Says that nothing more comes in a track, so that the others do not wait for it. Throws as write().
+    /// Tells that a track has ended, so that the others do not wait for it. Throws as write().
     void end(Track track);
 
-    /// Writes what filters and encoders still hold, and completes the file. Tracks without a packet are left
-    /// out of it. Throws as write(), and std::runtime_error when nothing was written at all or the
-    /// verification finds a difference.
+    /// Writes what filters and encoders still hold, and completes the file. It omits tracks without a
+    /// packet. Throws as write(), and std::runtime_error when nothing was written at all or the verification
+    /// finds a difference.
     WriterReport finish();
 
 private:

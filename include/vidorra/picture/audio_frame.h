@@ -16,7 +16,7 @@ public:
     /// Empty, with a null time stamp.
     AudioFrame();
 
-    /// Takes the buffer over, without flags.
+    /// Takes over the buffer; no flags are set.
     AudioFrame(AudioBuffer buffer, const Timestamp& timestamp);
 
     AudioFrame(const AudioFrame& other) = default;

@@ -15,16 +15,16 @@
 
 namespace vidorra {
 
-/// What decoders, queues and encoders pass along: a presentation time, flags, strings, side data, and the
-/// picture or the samples that a derived class adds. Copies share pixels and samples.
+/// What decoders, queues and encoders pass on: a presentation time, flags, strings, side data, and the
+/// picture or samples that a derived class adds. Copies share pixels and samples.
 ///
 ///     frame.setTimestamp(Timestamp(Timebase(1, 25), 0));
 ///     const bool noSignal = (frame.flags() & Frame::NoSignal) != Frame::NoFlags;
 ///
-/// Threads: one at a time for an object; frames travel between threads by value.
+/// Threads: one at a time for each object; pass frames between threads by value.
 class VIDORRA_API Frame {
 public:
-    /// A bit set; values may be joined with |. Bit 1 is free.
+    /// A bit set; combine values with |. Bit 1 is free.
     enum FrameFlags : std::uint32_t {
         NoFlags = 0,
         /// The last frame of its stream.
@@ -33,19 +33,20 @@ public:
         NoSignal = 4,
     };
 
-    /// What an encoder may put into its stream beside the picture.
+    /// What an encoder may write into its stream in addition to the picture.
     using SideData = std::variant<SMPTE12Timecode>;
 
     /// No flags, no metadata, no side data.
     explicit Frame(const Timestamp& timestamp);
     virtual ~Frame();
 
-    /// Makes an AVFrame share or copy the content, with the count of the time stamp, in the stamp's own base,
-    /// as its pts. The AVFrame comes from av_frame_alloc or was reset. Throws std::runtime_error when empty,
-    /// std::bad_alloc when memory is short.
+    /// Makes an AVFrame share or copy the content. Its pts becomes the count of the time stamp, in the
+    /// stamp's own base. The AVFrame must be new or reset. Throws std::runtime_error when empty,
+    /// std::bad_alloc when there is no memory.
     virtual void fillAVFrame(AVFrame* frame) const = 0;
 
-    /// Whether there is no picture, or no audio buffer: one with a layout and no samples yet is one.
+    /// Whether there is no picture or no audio buffer. A buffer with a layout but no samples yet counts as
+    /// one.
     [[nodiscard]] virtual bool empty() const = 0;
 
     /// One line about the frame, for logs.
@@ -66,12 +67,12 @@ public:
     /// At most one of each kind.
     [[nodiscard]] const std::vector<SideData>& sideData() const noexcept { return mSideData; }
 
-    /// Adds side data, in the place of an entry of its kind that is there already.
+    /// Adds side data and replaces an existing entry of its kind.
     void addSideData(const SideData& sideData);
 
-    /// An AVFrame as fillAVFrame() makes it, with a timecode as side data of the type
-    /// AV_FRAME_DATA_S12M_TIMECODE. Throws std::runtime_error when empty, std::bad_alloc when memory is
-    /// short.
+    /// A new AVFrame, filled by fillAVFrame(). A timecode becomes side data of type
+    /// AV_FRAME_DATA_S12M_TIMECODE. Throws std::runtime_error when empty, std::bad_alloc when there is no
+    /// memory.
     [[nodiscard]] AvPtr<AVFrame> toAvFrame() const;
 
 protected:

@@ -8,16 +8,15 @@
 
 namespace vidorra {
 
-/// One counted reference to memory. Copies share the bytes; the memory goes, on whatever thread that is, when
-/// the last reference does.
+/// One counted reference to memory. Copies share the bytes. The memory is released with the last reference,
+/// on whatever thread that is.
 ///
 ///     MemBuffer bytes(4096, true);
 ///     const MemBuffer same = bytes;  // bytes.writeable() is false until this one has gone
 ///
 /// Owns: exactly one AVBufferRef, or nothing: then it is empty.
-/// Threads: an object belongs to one thread at a time; objects that share bytes may live on different
-/// threads, of which none writes them. Errors: std::bad_alloc when FFmpeg has no memory for a buffer or a
-/// reference.
+/// Threads: one at a time for each object; objects that share bytes may be used on different threads if none
+/// of them writes. Errors: std::bad_alloc when FFmpeg has no memory for a buffer or a reference.
 class VIDORRA_API MemBuffer {
 public:
     MemBuffer() noexcept = default;
@@ -28,7 +27,7 @@ public:
     /// A new reference; the caller keeps its own. Null gives an empty buffer.
     explicit MemBuffer(AVBufferRef* ref);
 
-    /// Takes the caller's reference over and sets its pointer to null.
+    /// Takes over the caller's reference and sets its pointer to null.
     explicit MemBuffer(AVBufferRef** ref) noexcept;
 
     MemBuffer(const MemBuffer& other);
@@ -37,7 +36,7 @@ public:
     MemBuffer& operator=(MemBuffer&& other) noexcept;
     ~MemBuffer();
 
-    /// Drops the reference held and takes `ref` over, which may be null.
+    /// Releases the present reference and takes over `ref`, which may be null.
     void reset(AVBufferRef* ref) noexcept;
 
     /// A new reference, owned by the caller; null for an empty buffer.
@@ -51,27 +50,27 @@ public:
     /// Whether this is the only reference, to memory that may be written.
     [[nodiscard]] bool writeable() const noexcept;
 
-    /// Whether the memory can be reached by a device: it came from an allocator that says so.
+    /// Whether a device can reach the memory, according to the allocator that it came from.
     [[nodiscard]] bool isDMA() const noexcept;
 
     /// Whether the FFmpeg build marks the memory as external.
     [[nodiscard]] bool isExternal() const noexcept;
 
-    /// Makes what the CPU has written visible to the device, where the memory belongs to one.
+    /// Makes what the CPU has written visible to the device that the memory belongs to, if any.
     void flush() const noexcept;
 
-    /// Says that the CPU has written the bytes. Throws std::logic_error when not writeable().
+    /// Tells that the CPU has written the bytes. Throws std::logic_error when not writeable().
     void markModified();
 
-    /// Moves the bytes into private heap memory unless they are private already. Throws std::logic_error when
-    /// empty.
+    /// Copies the bytes into private heap memory unless they are private already. Throws std::logic_error
+    /// when empty.
     void makeWriteable();
 
-    /// Makes the memory `size` bytes, keeping the content as far as it fits.
+    /// Changes the size of the memory to `size` bytes and keeps the content as far as it fits.
     void resize(int size);
 
-    /// Leaves the bytes behind the first `size` out of sight. Nothing moves, and other references see what
-    /// they saw. Throws std::invalid_argument when there are not that many.
+    /// Limits this reference to the first `size` bytes. Nothing moves, and other references are unchanged.
+    /// Throws std::invalid_argument when there are fewer bytes.
     void shrink(std::size_t size);
 
     /// Null when empty.
@@ -80,8 +79,8 @@ public:
     /// Bytes, 0 when empty.
     [[nodiscard]] std::size_t size() const noexcept;
 
-    /// Sorts full buffers by their address, and empty ones behind them. Deliberate: every buffer is less than
-    /// an empty one, an empty one too, so this is an order for sorting full buffers only.
+    /// Sorts full buffers by address, and empty ones after them. Deliberate: every buffer is less than an
+    /// empty one, even another empty one, so use this order to sort full buffers only.
     friend VIDORRA_API bool operator<(const MemBuffer& a, const MemBuffer& b) noexcept;
 
 private:

@@ -13,9 +13,9 @@
 
 namespace vidorra {
 
-/// Places pictures in the memory of a udmabuf device, where the hardware composer and scaler reach them: they
-/// answer isBufferDMA() with true, start on a page boundary, and Picture::flush() makes their pixels visible
-/// to the device.
+/// Places pictures in the memory of a udmabuf device, where the hardware composer and scaler can reach them.
+/// The pictures start on a page boundary, isBufferDMA() is true for them, and Picture::flush() makes their
+/// pixels visible to the device.
 ///
 ///     UdmaBufPictureAllocator allocator("udmabuf0");
 ///     Picture picture = allocator.allocate(Size{1920, 1080}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
@@ -24,10 +24,10 @@ namespace vidorra {
 /// BestFitPictureAllocator.
 class VIDORRA_API UdmaBufPictureAllocator : public PictureAllocator {
 public:
-    /// Places pictures in a device buffer of somebody else's, which must outlive the allocator.
+    /// Places pictures in an existing device buffer, which must outlive the allocator.
     class VIDORRA_API Allocator : public BestFitPictureAllocator {
     public:
-        /// Line sizes are multiples of 32 bytes, blocks whole pages. Throws as BestFitPictureAllocator.
+        /// Line sizes are multiples of 32 bytes, blocks are whole pages. Throws as BestFitPictureAllocator.
         explicit Allocator(UdmaBuf& buffer);
         ~Allocator() override;
 
@@ -38,7 +38,8 @@ public:
     };
 
     /// Opens and maps a device by its name, such as "udmabuf0", for access through the CPU's cache. Throws
-    /// what UdmaBuf throws. A device of less than one page is no error, but each allocation from it fails.
+    /// what UdmaBuf throws. A device of less than one page is not an error, but each allocation from it
+    /// fails.
     explicit UdmaBufPictureAllocator(std::string_view device);
     ~UdmaBufPictureAllocator() override;
 
@@ -46,7 +47,7 @@ public:
     [[nodiscard]] Picture allocate(Size size, AVPixelFormat format, AVColorRange range) override;
 
 private:
-    // The allocator goes before the memory that it points into.
+    // The allocator is destroyed before the memory that it points into.
     UdmaBuf mBuffer;
     Allocator mAllocator;
 };

@@ -22,7 +22,7 @@ public:
 
     /// Shares the pixels of the picture.
     VideoFrame(const Picture& picture, const Timestamp& timestamp, FrameFlags flags);
-    /// Takes the buffers of the picture.
+    /// Takes over the buffers of the picture.
     VideoFrame(Picture&& picture, const Timestamp& timestamp, FrameFlags flags);
 
     VideoFrame(const VideoFrame& other) = default;
@@ -34,23 +34,23 @@ public:
     [[nodiscard]] const Picture& picture() const noexcept { return mPicture; }
     [[nodiscard]] Picture& picture() noexcept { return mPicture; }
 
-    /// Of the picture's top left pixel, (0, 0) unless an overlay operation has set it.
+    /// The position of the picture's top left pixel, (0, 0) unless it was set.
     [[nodiscard]] Point position() const noexcept { return mPosition; }
     void setPosition(Point position) noexcept { mPosition = position; }
 
-    /// A view of the part that `rect`, in coordinates of the canvas, and this frame have in common, with time
-    /// stamp, flags and metadata of this frame but without its side data, at the place that the part has on
-    /// the canvas. No pixel is copied. The part's place within the picture and its size are rounded down as
-    /// by Picture::crop(), where the format has subsampled chroma to whole chroma samples: it can begin up to
-    /// a sample before `rect`, and a part of a single row or column becomes 0 by 0, though not empty(). A
-    /// rectangle that has no pixel in common gives an empty frame with a null time stamp. Throws
-    /// std::invalid_argument when the format has no descriptor and the part is not the whole.
+    /// A view of the part that `rect`, in canvas coordinates, and this frame have in common. It has the time
+    /// stamp, flags and metadata of this frame but not its side data, and the position of the part on the
+    /// canvas. No pixel is copied. The part's position within the picture and its size are rounded down as
+    /// in Picture::crop(). With subsampled chroma the part can therefore begin up to a chroma sample before
+    /// `rect`, and a part of a single row or column becomes 0 by 0, though it is not empty(). A rectangle
+    /// without a common pixel gives an empty frame with a null time stamp. Throws std::invalid_argument when
+    /// the format has no descriptor and the part is not the whole.
     [[nodiscard]] VideoFrame crop(const Rect& rect) const;
 
-    /// The parts outside of `rect`, as by crop(): above it and below it in the full width of this frame, left
-    /// and right of it in its height. They come in the order top, left, right, bottom, without those that
-    /// would be empty. Nothing when `rect` covers all; and nothing either when it has no pixel in common with
-    /// this frame, which would stay whole, so find that out before. Throws as crop().
+    /// The parts outside `rect`, cut by crop(): those above and below it in the full width of this frame,
+    /// those left and right of it in its height. The order is top, left, right, bottom; empty parts are left
+    /// out. Returns nothing when `rect` covers the frame. Also returns nothing when `rect` has no pixel in
+    /// common with the frame, although the whole frame is then outside: check that first. Throws as crop().
     [[nodiscard]] std::vector<VideoFrame> subtract(const Rect& rect) const;
 
     void fillAVFrame(AVFrame* frame) const override;
@@ -60,7 +60,7 @@ public:
     [[nodiscard]] bool isAudio() const override;
     [[nodiscard]] bool isVideo() const override;
 
-    /// "none", or the names of the flags joined by "+", with the flags that have no name as one hexadecimal
+    /// "none", or the names of the flags joined by "+"; flags without a name are shown as one hexadecimal
     /// number.
     [[nodiscard]] std::string debugDescriptionOfFlags() const;
 

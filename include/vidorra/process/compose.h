@@ -51,7 +51,7 @@ struct Overlay {
 /// Draws all overlays on `dst` in their order, a later one over an earlier one. Gives the bytes that a call
 /// of compose() for each of them gives, in less time:
 ///
-///     compose(screen, {{background, Point{0, 0}}, {logo, Point{1500, 60}, 0.5}}, CheckColorRange::Yes, 1);
+///     compose(screen, {{picture, Point{0, 0}}, {logo, Point{1500, 60}, 0.5}}, CheckColorRange::Yes, 1);
 ///
 /// It goes through `dst` in bands of rows, each of which stays in the processor's cache until all overlays
 /// have been drawn on it, and leaves out what a later overlay without alpha hides at full opacity.

@@ -7,27 +7,26 @@
 
 namespace vidorra {
 
-/// Overwrites a part of a picture with a colour. Nothing is blended: the colour's alpha goes into an alpha
-/// plane as it is. Colours of formats other than RGB are computed with the matrix of BT.601, in the full
-/// range for a picture of AVCOL_RANGE_JPEG and otherwise in the limited one.
+/// Overwrites a part of a picture with a colour. Nothing is blended: the colour's alpha is written into an
+/// alpha plane unchanged. In formats other than RGB the colour is computed with the matrix of BT.601, in
+/// full range for a picture of AVCOL_RANGE_JPEG and otherwise in limited range.
 ///
 ///     fillRectangle(screen, Rect{80, 560, 400, 100}, Color("orange"));
 ///
-/// The part of `rect` that lies on the picture is filled, with its position and its size each rounded down to
-/// whole chroma samples: 3 by 3 pixels at 1, 1 of YUV420P are 2 by 2 at 0, 0. Nothing happens outside. The
-/// picture is marked as modified.
+/// Fills the part of `rect` that is on the picture, with position and size each rounded down to whole chroma
+/// samples: on YUV420P, 3 by 3 pixels at 1, 1 become 2 by 2 at 0, 0. The picture is marked as modified.
 ///
-/// Formats: gray, planar, semi-planar and packed ones of 8 to 16 bits a sample, little-endian, and NVA12; not
-/// packed ones with subsampled chroma, such as YUYV422, nor palettes.
+/// Formats: gray, planar, semi-planar and packed ones of 8 to 16 bits a sample, little-endian, and NVA12;
+/// but not packed ones with subsampled chroma, such as YUYV422, and not palettes.
 /// Errors: std::runtime_error when the picture is not editable, and for another format.
 VIDORRA_API void fillRectangle(Picture& picture, Rect rect, Color color);
 
-/// The whole picture. Of an odd size with subsampled chroma the last row or column thus stays.
+/// Fills the whole picture. With subsampled chroma an odd last row or column therefore stays unchanged.
 VIDORRA_API void fillRectangle(Picture& picture, Color color);
 
-/// A pattern to see line sizes by: byte i of each plane, padding included, becomes i / width modulo 256, as
-/// far as the plane's buffer reaches. Does nothing to an empty picture. Neither asks whether the picture is
-/// editable nor marks it as modified.
+/// Fills the picture with a pattern that makes line sizes visible: byte i of each plane, including padding,
+/// becomes i / width modulo 256, up to the end of the plane's buffer. Does nothing to an empty picture. Does
+/// not check that the picture is editable, and does not mark it as modified.
 VIDORRA_API void fillWithDebugData(Picture& picture);
 
 }  // namespace vidorra

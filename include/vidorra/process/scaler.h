@@ -20,15 +20,16 @@ public:
                            AVColorRange dstRange);
 };
 
-/// Makes pictures of another size, pixel format and colour range, with libswscale.
+/// Converts pictures to another size, pixel format and colour range, with libswscale.
 ///
 ///     Scaler scaler;
 ///     scaler.setAlgorithm("bicubic");
 ///     const Picture small = scaler.scale(picture, Size{640, 360}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
 ///     if (small.empty()) { ... }
 ///
-/// A scaler keeps what it prepared for one pair of sizes and formats and is quick as long as they stay the
-/// same: use one for each road of pictures. Formats with J in their name are prepared anew each time.
+/// A scaler keeps what it prepared for one pair of sizes and formats and is fast as long as they stay the
+/// same: use one scaler for each stream of pictures. Formats with J in their name are prepared again each
+/// time.
 ///
 /// Owns: the context of libswscale, not the allocator. Threads: one at a time.
 class VIDORRA_API Scaler {
@@ -53,31 +54,33 @@ public:
     Scaler& operator=(Scaler&& other) noexcept;
     ~Scaler();
 
-    /// For the next picture on. Values outside of the enumeration are passed on to libswscale.
+    /// Takes effect with the next picture. Values outside the enumeration are passed to libswscale.
     void setAlgorithm(ScalingAlgorithm algorithm);
 
     /// By name: "fast_bilinear", "bilinear", "bicubic", "x", "point", "area", "bicublin", "gauss", "sinc",
-    /// "lanczos", "spline". Throws std::runtime_error for another, after which the algorithm is as before.
+    /// "lanczos", "spline". Throws std::runtime_error for any other name; the algorithm is then unchanged.
     void setAlgorithm(const std::string& name);
 
-    /// Where the next pictures come from; null means the default allocator. The allocator must outlive this
-    /// object and the pictures.
+    /// Sets where the next pictures come from; null means the default allocator. The allocator must outlive
+    /// this object and the pictures.
     void setPictureAllocator(PictureAllocator* allocator);
 
     /// `src` in another size, format and range. The size is rounded down to whole chroma samples of both
     /// formats.
     ///
-    /// When nothing changes the result shares the pixels of `src`. Ranges count as the same when either is
-    /// AVCOL_RANGE_UNSPECIFIED: if size and format stay too, the result keeps the range of `src`, and
-    /// otherwise it says `range`.
+    /// When nothing changes, the result shares the pixels of `src`. Ranges count as the same when either is
+    /// AVCOL_RANGE_UNSPECIFIED: if size and format stay too, the result has the range of `src`, otherwise
+    /// `range`.
     ///
-    /// Empty: for an empty `src`, for a size of 0, and for sizes and formats that libswscale cannot convert,
-    /// NVA12 among them unless the FFmpeg in use has it itself. Throws ScalerUnsupportedError where only the
-    /// range changes, or the format to NVA12, at the same size, and neither ColorRangeConverter nor
-    /// libswscale can do it: YUV420P to NVA12, NV12 or YUV420P; NV12 to NV12 or YUV420P; NVA12 to NVA12 or
-    /// YUV420P, except from limited NV12 or YUV420P to full YUV420P. Other formats of the same size pass
-    /// through libswscale, which may leave the pixels in their range where only the range was to change, such
-    /// as in YUV444P. Passes on what the allocator throws.
+    /// The result is empty for an empty `src`, for a size of 0, and for sizes and formats that libswscale
+    /// cannot convert, which include NVA12 unless the FFmpeg in use has it itself. It is also empty when
+    /// libswscale finds no memory for its context, which it does not tell apart.
+    ///
+    /// Throws ScalerUnsupportedError when the size stays and neither ColorRangeConverter nor libswscale can
+    /// change the range or convert to NVA12: YUV420P to NVA12, NV12 or YUV420P; NV12 to NV12 or YUV420P;
+    /// NVA12 to NVA12 or YUV420P, except from limited NV12 or YUV420P to full YUV420P. Other formats of the
+    /// same size are converted by libswscale; if only the range was to change, it may leave the pixels in
+    /// their range, as in YUV444P. Also throws what the allocator throws.
     [[nodiscard]] Picture scale(const Picture& src, Size size, AVPixelFormat format, AVColorRange range);
 
     /// In the format and range of `src`, sharing its pixels when the size is the same.
@@ -94,9 +97,9 @@ private:
 
 }  // namespace vidorra
 
-/// A picture of limited range as one of full range, by vidorra::ColorRangeConverter, from `allocator`, which
-/// must not be null. Empty when that converter does not do it, and for an empty picture. Passes on what the
-/// allocator throws.
+/// Converts a picture of limited range to full range with vidorra::ColorRangeConverter. The result comes
+/// from `allocator`, which must not be null. Empty when the converter does not support the conversion, and
+/// for an empty picture. Throws what the allocator throws.
 [[nodiscard]] VIDORRA_API vidorra::Picture tryConvertColorRange(vidorra::PictureAllocator* allocator,
                                                                 const vidorra::Picture& src,
                                                                 AVPixelFormat format, AVColorRange range);

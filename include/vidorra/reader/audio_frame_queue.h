@@ -4,9 +4,9 @@
 
 namespace vidorra {
 
-/// Answers a time with the frame that covers it, or begins up to 5 microseconds later, and gives that frame
-/// away, so that no sample is played twice. Frames that have ended go. A frame is given whole, at its own
-/// start time.
+/// Answers a time with the frame that covers it or begins up to 5 microseconds later, and removes that
+/// frame, so that no sample is played twice. Frames that have ended are dropped. A frame is returned whole,
+/// with its own start time.
 ///
 ///     AudioFrameQueue queue(100);
 ///     const bool stored = queue.push(AudioFrame(buffer, time), std::chrono::milliseconds(10));

@@ -9,16 +9,16 @@
 
 namespace vidorra {
 
-/// The lock, the two conditions and the end of a bounded hand-over between a thread that pushes and threads
-/// that pop.
+/// The lock, the two conditions and the stop flag of a bounded buffer between a thread that pushes and
+/// threads that pop.
 ///
 ///     if (const auto lock = queue.tryLockForPushFor(std::chrono::milliseconds(10))) { ... }
 ///
-/// Threads: all operations from any thread.
+/// Threads: thread-safe.
 class VIDORRA_API BlockingBufferBase {
 public:
-    /// The lock of a buffer while something is done to it. When it goes, it wakes one waiter of the other
-    /// side, unless told not to. It converts to false when it was not obtained.
+    /// The lock of a buffer during an operation. Its destructor wakes one waiter of the other side by
+    /// default. It converts to false when the lock was not obtained.
     class VIDORRA_API OperationLock {
     public:
         OperationLock() = default;
@@ -30,7 +30,7 @@ public:
 
         explicit operator bool() const noexcept { return mLock.owns_lock(); }
 
-        /// Whether the other side is woken at the end.
+        /// Sets whether the destructor wakes the other side.
         void setNotify(bool notify) noexcept { mNotify = notify; }
 
     private:
@@ -47,14 +47,14 @@ public:
     [[nodiscard]] virtual bool empty() const = 0;
     [[nodiscard]] virtual bool full() const = 0;
 
-    /// Ends the hand-over for good: every waiter wakes, and nothing can be pushed or popped any more.
+    /// Stops the buffer for good: every waiter wakes, and nothing can be pushed or popped any more.
     void stop();
 
-    /// The lock as soon as there is room. Not obtained when there is none within `timeout`, and after stop().
-    /// A timeout of 0 or less does not wait for room.
+    /// Locks as soon as there is room. The lock is not obtained when there is no room within `timeout`, and
+    /// after stop(). A timeout of 0 or less does not wait for room.
     [[nodiscard]] OperationLock tryLockForPushFor(std::chrono::microseconds timeout);
 
-    /// The lock as soon as there is something to pop, otherwise as tryLockForPushFor().
+    /// Locks as soon as there is something to pop; otherwise as tryLockForPushFor().
     [[nodiscard]] OperationLock tryLockForPopFor(std::chrono::microseconds timeout);
 
 private:

@@ -14,8 +14,8 @@
 
 namespace vidorra {
 
-/// A bounded buffer of frames that one thread pushes in the order of their time stamps and others ask for by
-/// time. Which frame answers is the derived class's business.
+/// A bounded buffer of frames: one thread pushes them in the order of their time stamps, and others request
+/// them by time. The derived class decides which frame answers a request.
 ///
 ///     BlockingFrameBufferBase<std::deque<VideoFrame>>& frames = queue;
 ///     const VideoFrame answer = frames.pop(time, std::chrono::milliseconds(10));
@@ -35,31 +35,31 @@ public:
     [[nodiscard]] bool empty() const override;
     [[nodiscard]] bool full() const override;
 
-    /// Stores a frame, waiting up to `timeout` for room. Gives whether it was stored; if not, the frame stays
-    /// with the caller. A frame that the poppers have already passed by takes the place of the oldest one.
+    /// Stores a frame and waits up to `timeout` for room. Returns whether it was stored; if not, the frame
+    /// stays with the caller. A frame that is not later than the latest time popped replaces the oldest one.
     /// Throws std::logic_error for a null time stamp, and for one that is not greater than that of the frame
-    /// pushed before. An exception, std::bad_alloc too, leaves the frame with the caller and the buffer
-    /// unchanged.
+    /// pushed before. After any exception, including std::bad_alloc, the frame is still with the caller and
+    /// the buffer unchanged.
     [[nodiscard]] bool push(Frame&& frame, std::chrono::microseconds timeout);
 
-    /// The frame for a time, waiting up to `timeout` for the first one. Empty when none came, when none
-    /// answers, and after stop(). Throws std::invalid_argument for a null time; std::logic_error for a time
-    /// that is not greater than the one asked for before, once there is a frame to look at. After an
-    /// exception the same time may be asked for again.
+    /// The frame for a time; waits up to `timeout` for the first frame. Empty when no frame came, when none
+    /// answers the time, and after stop(). Throws std::invalid_argument for a null time. Once there is a
+    /// frame to choose from, throws std::logic_error for a time that is not greater than the one requested
+    /// before. After an exception the same time may be requested again.
     [[nodiscard]] Frame pop(Timestamp pts, std::chrono::microseconds timeout);
 
 protected:
-    /// Selects the answer to a request, and removes what is no longer needed. Called with the lock held, with
-    /// at least one frame. Clearing the lock's notification leaves the pusher asleep.
+    /// Selects the answer to a request and removes what is no longer needed. Called with the lock held and
+    /// at least one frame. Call lock.setNotify(false) to leave the pusher asleep.
     [[nodiscard]] virtual Frame findFrame(Timestamp pts, Container& frames, OperationLock& lock) = 0;
 
 private:
     Container mFrames;
     std::size_t mCapacity;
-    // Only the pushing thread reads and writes it.
+    // Only the pushing thread uses it.
     Timestamp mLastPushed;
     Timestamp mLastPopped;
-    // The size of mFrames, for those who ask without the lock. Written under it.
+    // The size of mFrames, read without the lock and written under it.
     std::atomic<std::size_t> mSize{0};
 };
 

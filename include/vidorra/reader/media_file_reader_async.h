@@ -33,25 +33,29 @@ namespace vidorra {
 ///         }
 ///     }
 ///
-/// An audio frame is given once, so its end is the next time to ask for: asked for with the times of
-/// pictures, frames between them would be left out.
+/// An audio frame is returned only once, so request its end time next: with the times of pictures, frames
+/// between them would be skipped.
 ///
-/// The first time asked for, of either kind, is answered by the file's zero; later ones are measured from it.
-/// Frames come with their time on the caller's clock. Until 250 ms of each track are buffered, or one queue
-/// is full (60 video or 100 audio frames), every answer is empty; a file that is shorter and played once is
-/// never served. At the end of a file that is played once the queues serve what they hold.
+/// The first time requested, for either kind, corresponds to the file's zero; later times are measured from
+/// it. Frames have their time on the caller's clock. Until 250 ms of each track are buffered, or one queue
+/// is full (60 video or 100 audio frames), every answer is empty; a shorter file that is played once is
+/// never served. At the end of a file that is played once the queues still serve what they hold.
 ///
-/// Frames whose times do not rise end the process, as does a read failure. The thread logs the exception's
-/// text at level 1 before. docs/LIMITS.md tells which sources have that, and what else to know of sources
-/// that are not ordinary files.
+/// A read failure ends the process, and so does a frame whose time is not greater than that of the frame
+/// before. The thread first logs the exception's text at level 1. docs/LIMITS.md lists the sources where
+/// this happens, and other limits for sources that are not ordinary files.
 ///
-/// Ask for both kinds where both are selected, from soon after the construction on: while a queue is full the
-/// thread waits, drops its frames, and brings those of the other kind too late.
+/// If both kinds are selected, request both, and start soon after construction: while a queue is full the
+/// thread waits, drops frames of that kind, and delivers those of the other kind too late.
 ///
-/// Owns: the thread, which the destructor joins: after the decoding of a packet, or after a read that blocks
-/// in FFmpeg, however long that takes. Threads: getVideoFrame(), getAudioFrame() and getPtsStarted() from any
-/// thread at any time. The reader part belongs to the thread of this object: call nothing of the base class.
-/// interrupt() does nothing here, as the source is opened before setInterruptCallback() could be called.
+/// A ClipReader on a thread of your own suits sources that fail, block or are short: it returns every frame,
+/// can be stopped while it waits, and reports errors to its caller.
+///
+/// Owns: the thread. The destructor joins it when it has decoded its packet, or when a blocking read in
+/// FFmpeg returns, however long that takes. Threads: getVideoFrame(), getAudioFrame() and getPtsStarted()
+/// are thread-safe. The reader part belongs to this object's own thread: do not call functions of the base
+/// class. interrupt() does nothing here, since the source is opened before setInterruptCallback() could be
+/// called.
 class VIDORRA_API MediaFileReaderAsync : public MediaFileReader {
 public:
     /// Opens the file and starts the thread. Tracks are numbered as in selectTracks(). Throws as
@@ -63,16 +67,16 @@ public:
     MediaFileReaderAsync& operator=(const MediaFileReaderAsync&) = delete;
     ~MediaFileReaderAsync();
 
-    /// The video frame nearest to `pts` on the caller's clock, again if there is no newer one; it waits up to
-    /// `timeout` for a first one. Empty until enough is buffered, which is not waited for, and when there is
-    /// none. Once enough is buffered, throws std::invalid_argument for a null time and std::logic_error for
-    /// one that is not greater than the one before.
+    /// The video frame nearest to `pts` on the caller's clock; the same frame again if there is no newer
+    /// one. Waits up to `timeout` for the first frame. Empty when there is none, and until enough is
+    /// buffered, for which it does not wait. Once enough is buffered, throws std::invalid_argument for a
+    /// null time and std::logic_error for one that is not greater than the one before.
     [[nodiscard]] VideoFrame getVideoFrame(const Timestamp& pts, std::chrono::microseconds timeout);
 
     /// The audio frame that covers `pts`, once; otherwise as getVideoFrame().
     [[nodiscard]] AudioFrame getAudioFrame(const Timestamp& pts, std::chrono::microseconds timeout);
 
-    /// The caller's time of the file's zero, which is `pts` if none was set before. Throws
+    /// The caller's time that corresponds to the file's zero. The first call sets it to `pts`. Throws
     /// std::invalid_argument for a null time.
     [[nodiscard]] Timestamp getPtsStarted(const Timestamp& pts);
 

@@ -4,8 +4,8 @@
 
 namespace vidorra {
 
-/// Answers a time with the frame nearest to it and keeps that frame, so that a picture can be shown again:
-/// the last frame is repeated until a newer one comes. Older frames go.
+/// Answers a time with the frame nearest to it and keeps that frame, so that the last picture is repeated
+/// until a newer one comes. Older frames are dropped.
 ///
 ///     VideoFrameQueue queue(60);
 ///     const bool stored = queue.push(std::move(frame), std::chrono::milliseconds(10));
@@ -15,7 +15,7 @@ public:
     using BlockingFrameBufferBase::BlockingFrameBufferBase;
     ~VideoFrameQueue() override;
 
-    /// Whether `next` is the better answer to `pts` than `current`, the frame before it. In the middle it is.
+    /// Whether `next` is a better answer to `pts` than `current`, the frame before it. True in the middle.
     [[nodiscard]] static bool choose(Timestamp pts, Timestamp current, Timestamp next);
 
 protected:

@@ -14,19 +14,20 @@ namespace {
 std::atomic<Level> gLevel{Level::Warning};
 
 struct SinkSlot {
-    // Guards `sink`, and held while it runs: that is what keeps lines whole and in one order.
+    // Guards `sink`. It is held while the sink runs, which keeps lines whole and in order.
     std::mutex mutex;
-    // Null for the initial one. Shared with a call that is under way, since a sink may replace itself.
+    // Null for the initial sink. Shared with a running call, since a sink may replace itself.
     std::shared_ptr<const Sink> sink;
 };
 
-// Never destroyed: objects with static life may log while the process exits.
+// Never destroyed, since static objects may log while the process exits.
 SinkSlot& sinkSlot() {
     static auto* slot = new SinkSlot;
     return *slot;
 }
 
-// Set while this thread runs the sink, so that a sink that logs meets neither itself nor the lock again.
+// Set while this thread runs the sink, so that a sink that logs neither calls itself nor takes the lock
+// again.
 thread_local bool tInsideSink = false;
 
 const char* levelName(Level level) {
@@ -80,7 +81,7 @@ void write(Level level, std::string_view line) noexcept {
         const std::shared_ptr<const Sink> sink = slot.sink;
         (*sink)(level, line);
     } catch (...) {
-        // Deliberate: logging happens in destructors and in call-backs from C, which nothing may leave.
+        // Deliberate: destructors and callbacks from C log, and must not throw.
     }
 }
 
@@ -146,7 +147,7 @@ MessageOstream::~MessageOstream() {
         try {
             write(mLine->level, mLine->stream.str());
         } catch (...) {
-            // No memory for the line: nothing left to report it with.
+            // There is no memory for the line, nor for reporting that.
         }
     }
 }

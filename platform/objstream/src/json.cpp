@@ -31,7 +31,7 @@ class Source {
 public:
     Source(const std::string& file, std::string_view text) : mFile(file), mText(text) {}
 
-    // Walks over the text for the parser, which reads each byte once and in order.
+    // Iterates over the text for the parser, which reads each byte once and in order.
     class Iterator {
     public:
         using iterator_category = std::input_iterator_tag;
@@ -64,23 +64,23 @@ public:
     Iterator begin() { return {this, 0}; }
     Iterator end() { return {this, mText.size()}; }
 
-    // At the last byte that was read.
+    // Reports an error at the last byte that was read.
     [[noreturn]] void fail(const std::string& reason) const { failAfter(mRead, reason); }
 
-    // At the end of so many bytes. The parser counts the end of the text as one more.
+    // Reports an error at the last of so many bytes. The parser counts the end of the text as one more.
     [[noreturn]] void failAfter(std::size_t read, const std::string& reason) const {
         raise(std::min(read, mText.size()), reason);
     }
 
-    // At the last byte of a number. Its end is only seen when one byte more has been read, unless the text
-    // ends.
+    // Reports an error at the last byte of a number. Unless the text ends there, one more byte has been read
+    // to find its end.
     [[noreturn]] void failInNumber(const std::string& reason) const {
         const bool ends = mRead > 0 && std::strchr("0123456789", mText[mRead - 1]) != nullptr;
         failAfter(ends || mRead == 0 ? mRead : mRead - 1, reason);
     }
 
 private:
-    // Columns count characters, of which each has one byte that continues no other.
+    // Columns count characters. Each character has exactly one byte that is not a continuation byte.
     [[noreturn]] void raise(std::size_t read, const std::string& reason) const {
         const std::string_view before = mText.substr(0, read == 0 ? 0 : read - 1);
         const auto lines = std::count(before.begin(), before.end(), '\n');
@@ -98,8 +98,8 @@ private:
     std::size_t mRead = 0;
 };
 
-// Takes what the parser finds and puts the object together. The parser keeps no stack of its own, so that the
-// depth of a text costs memory and no more.
+// Builds the object from what the parser finds. The parser does not recurse, so a deep text only costs
+// memory.
 class Builder : public nlohmann::json_sax<nlohmann::json> {
 public:
     explicit Builder(Source& source) : mSource(source) {}
@@ -120,7 +120,7 @@ public:
         return number_integer(static_cast<number_integer_t>(value));
     }
     bool number_float(number_float_t value, const string_t& text) override {
-        // The parser makes a double of an integer that is too long for it.
+        // The parser turns an integer that is too long into a double.
         if (text.find_first_of(".eE") == std::string::npos) {
             failForInteger(text);
         }
@@ -144,7 +144,7 @@ public:
 
     bool parse_error(std::size_t read, const std::string&,
                      const nlohmann::detail::exception& error) override {
-        // The parser's text begins with its own names and with the place, of which it counts the bytes.
+        // The parser's text begins with its own names and with the position, counted in bytes.
         std::string reason = error.what();
         const std::size_t bracket = reason.find("] ");
         reason.erase(0, bracket == std::string::npos ? 0 : bracket + 2);
@@ -152,7 +152,7 @@ public:
         if (reason.compare(0, 11, "parse error") == 0 && place != std::string::npos) {
             reason.erase(0, place + 2);
         }
-        // It quotes the last word, also one that is not UTF-8, and however long.
+        // It quotes the last word, however long, even if it is not UTF-8.
         if (!isUtf8(reason)) {
             reason.erase(std::min(reason.find("; last read"), reason.size()));
         }
@@ -175,7 +175,7 @@ private:
         mSource.failInNumber(fmt::format("the integer {} does not fit in 64 bits", shown));
     }
 
-    // The place of the next value: what the key names, the end of the array, or the whole.
+    // Where the next value goes: the entry of the key, the end of the array, or the whole object.
     object& place() {
         if (mOpen.empty()) {
             return mRoot;
@@ -184,7 +184,7 @@ private:
         return open.kind() == object::Kind::Array ? append(open) : *mNext;
     }
 
-    // The elements of an open array move when it grows, but none of them is open then.
+    // The elements of an open array move when it grows, but none of them is open at that time.
     static object& append(object& array) {
         array.append(object());
         return const_cast<object&>(array.at(array.size() - 1));

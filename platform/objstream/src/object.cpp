@@ -1,4 +1,4 @@
-// GCC 12 warns of an overlap that cannot be, inside of Boost's conversion of a bool to a string.
+// GCC 12 warns of an impossible overlap inside Boost's conversion of a bool to a string.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wrestrict"
 #endif
@@ -20,7 +20,7 @@
 namespace objstream {
 namespace {
 
-// A value of a type that only the caller's code knows, which Boost extracts as it would the value itself.
+// A value of a type that only the caller's code knows. Boost extracts it like the value itself.
 struct Extraction {
     bool (*extract)(std::istream& stream, void* value);
     void* value;
@@ -40,8 +40,8 @@ std::string typeName(std::string_view name) {
     return boost::core::demangle(std::string(name).c_str());
 }
 
-// A conversion that fails may do so in an extraction operator that casts in its turn, and then names the
-// types of that cast.
+// A conversion may fail inside an extraction operator that itself casts; the error then names the types of
+// that cast.
 template <class S, class Convert>
 void convertOrThrow(const S& value, const std::type_info& target, Convert convert) {
     try {
@@ -62,6 +62,16 @@ struct object::Map {
 struct object::Array {
     std::vector<object> elements;
 };
+
+namespace {
+
+// Not by the variant's own copying: libstdc++ takes a variant with a string for one that always has a value,
+// and destroys what is not there when there is no memory for the copy.
+object::Scalar copyOf(const object::Scalar& scalar) {
+    return std::visit([](auto value) { return object::Scalar(std::move(value)); }, scalar);
+}
+
+}  // namespace
 
 template <class S>
 bad_objstream_cast<S>::bad_objstream_cast(const S& value, std::string_view sourceType,
@@ -106,7 +116,7 @@ object::object(const object& other) {
     case Kind::Nothing:
         break;
     case Kind::Scalar:
-        mContent = *other.scalar();
+        mContent = copyOf(*other.scalar());
         break;
     case Kind::Map:
         mContent = std::make_unique<Map>(*std::get<std::unique_ptr<Map>>(other.mContent));
@@ -125,7 +135,8 @@ object& object::operator=(const object& other) {
 }
 
 object& object::operator=(object&& other) noexcept {
-    // The new content is out of its place before the old one goes, of which it may have been a part.
+    // The new content may be part of the old content, so it is moved out before the old content is
+    // destroyed.
     mContent = std::exchange(other.mContent, std::monostate());
     return *this;
 }
@@ -234,8 +245,8 @@ T object::convertToBuiltIn(const Scalar& held) {
             convertOrThrow(value, typeid(T), [&result](const auto& source) {
                 using Source = std::decay_t<decltype(source)>;
                 if constexpr (std::is_unsigned_v<T> && std::is_same_v<Source, long long>) {
-                    // Boost negates it on the way to an unsigned type, which overflows. Its text it reads
-                    // well.
+                    // Boost negates this value in a conversion to an unsigned type, which overflows. It
+                    // reads the text correctly.
                     if (source == std::numeric_limits<long long>::min()) {
                         return boost::conversion::try_lexical_convert(std::to_string(source), result);
                     }

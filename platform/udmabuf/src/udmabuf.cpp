@@ -20,8 +20,8 @@ namespace {
 
 constexpr auto kLogError = static_cast<logger::Level>(1);
 
-// One sync command is a 64-bit number: the offset in the upper half; the size in the lower, without its last
-// four bits; in those the direction, from bit 2, and a 1 that starts it.
+// One sync command is a 64-bit number. The upper half is the offset. The lower half is the size, except for
+// its last four bits, which hold the direction, from bit 2, and a 1 that starts the command.
 constexpr std::uint64_t kUnit = 16;
 constexpr std::uint64_t kMaxCommandSize = 0xFFFFFFF0;
 constexpr std::uint64_t kMaxMapping = std::uint64_t{1} << 32;
@@ -117,9 +117,9 @@ void UdmaBuf::syncForDevice(const void* data, std::size_t size) const {
     }
     const std::uint64_t end = offset + std::min<std::uint64_t>(size, mSize - offset);
 
-    // One command, but for a range of 4 GiB and for one that ends with a mapping that is not whole units: the
-    // driver refuses a command that reaches past the end and cuts off a broken unit, so the last unit is then
-    // one that starts earlier.
+    // One command is enough except for a range of 4 GiB, and for one that ends with a mapping that is not
+    // whole units. The driver refuses a command that reaches past the end and cuts off an incomplete unit,
+    // so the last unit then starts earlier.
     std::uint64_t position = offset / kUnit * kUnit;
     while (position < end) {
         std::uint64_t piece = std::min(wholeUnits(end - position), kMaxCommandSize);
@@ -139,9 +139,9 @@ void UdmaBuf::sendSyncCommand(std::uint64_t offset, std::uint64_t size) const {
     const std::uint64_t command = offset << 32 | size | kDirectionToDevice << 2 | 1;
     std::array<char, 24> text{};
     const int length = std::snprintf(text.data(), text.size(), "0x%016" PRIX64, command);
-    // One write is one command, which the driver carries out under its own lock: threads need none here. The
-    // form that spreads a range over the controls sync_offset, sync_size and sync_direction would need one,
-    // also against other processes.
+    // One write is one command, which the driver carries out under its own lock, so threads need no lock
+    // here. Writing a range to the controls sync_offset, sync_size and sync_direction would need one, even
+    // against other processes.
     const ssize_t written =
         retried([&] { return write(mSyncControl.get(), text.data(), static_cast<std::size_t>(length)); });
     const int error = written < 0 ? errno : EIO;

@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// Where the driver puts its files. Both functions stand alone in their source file, so that a test program
-/// which links the static library can put its own in their place and run UdmaBuf on ordinary files.
+/// Where the driver puts its files. Both functions are alone in their source file, so that a test program
+/// that links the static library can replace them and run UdmaBuf on ordinary files.
 namespace udmabuf {
 
 /// The folder of the device files.

@@ -27,13 +27,13 @@ void Warning::withdraw() noexcept {
     if (mStore == nullptr) {
         return;
     }
-    // Kept until this is done: it may be the last holder.
+    // Kept until the end, since this may be the last reference.
     const std::shared_ptr<WarningsStoreAsync> store = std::move(mStore);
     const std::string text = std::exchange(mText, {});
     try {
         store->remove(text);
     } catch (...) {
-        // A warning goes in destructors, which nothing may leave.
+        // Destructors withdraw warnings and must not throw.
     }
 }
 
@@ -45,7 +45,7 @@ Warning WarningsStoreAsync::add(const std::string& text) {
     if (text.empty()) {
         return {};
     }
-    // All that can fail comes before the text counts: otherwise nothing would withdraw it.
+    // Everything that can fail comes before the text is counted: otherwise nothing would withdraw it.
     const std::shared_ptr<WarningsStoreAsync> self = shared_from_this();
     std::string held = text;
     const std::lock_guard delivery(mDelivery);
@@ -102,7 +102,7 @@ void WarningsStoreAsync::notify(Change change, const std::string& text) {
             observer(change, text);
         }
     } catch (...) {
-        // Raising and withdrawing do not depend on who hears of it.
+        // An observer's failure does not affect raising and withdrawing.
     }
 }
 

@@ -7,8 +7,8 @@
 namespace z5::hw::accel {
 namespace {
 
-// How much of the overlay and of what lies below goes into a sample. Alpha 0 leaves what lies below, 255
-// replaces it, and the sum fits 16 bits.
+// Mixes a sample of the overlay with the one below it. Alpha 0 keeps the one below, 255 replaces it, and the
+// sum fits 16 bits.
 constexpr std::uint8_t blend(unsigned overlay, unsigned below, unsigned shown, unsigned alpha) {
     return static_cast<std::uint8_t>((overlay * (shown + 1) + below * (256 - alpha)) >> 8);
 }
@@ -80,7 +80,7 @@ void Composer::process(Nv12Buffer<void>&& dst, Nv12Buffer<const void>&& overlay,
           "z5 hw accel: the area to compose must have an even width and height");
     checkBuffer(dst, width, height);
     checkBuffer(overlay, width, height);
-    // Not left to the equation: with an alpha plane it would darken.
+    // Not left to the equation, which would darken with an alpha plane.
     if (alpha == 0) {
         return;
     }

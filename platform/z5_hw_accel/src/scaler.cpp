@@ -10,7 +10,7 @@
 namespace z5::hw::accel {
 namespace {
 
-// Weights are whole numbers of this many bits, between the two passes samples have 7 bits more.
+// Weights are whole numbers of this many bits. Between the two passes samples have 7 more bits.
 constexpr int kWeightBits = 14;
 constexpr int kBetweenBits = 7;
 
@@ -19,9 +19,10 @@ struct Tap {
     int weight;
 };
 
-// Which samples of a line go into each sample of another length: a triangle around the place of the new
-// sample, as wide as two samples of the coarser of the two lines. Weights add up to exactly one, so even
-// areas stay even. Positions are counted in units of 1 / (2 * dstLength), in which they are whole numbers.
+// The samples of a line that contribute to each sample of a line of another length, weighted by a triangle
+// around the position of the new sample, as wide as two samples of the coarser line. Weights add up to
+// exactly one, so uniform areas stay uniform. Positions are in units of 1 / (2 * dstLength), so they are
+// whole numbers.
 class Filter {
 public:
     Filter(int srcLength, int dstLength) {
@@ -30,7 +31,7 @@ public:
         mStarts.reserve(static_cast<std::size_t>(dstLength) + 1);
         for (std::int64_t i = 0; i < dstLength; ++i) {
             mStarts.push_back(mTaps.size());
-            // The middle of the new sample, from the middle of the first old one.
+            // The centre of the new sample, relative to the centre of the first old one.
             const std::int64_t middle = (2 * i + 1) * srcLength - dstLength;
             const std::int64_t first = floorDivided(middle - reach, unit) + 1;
             const std::int64_t last = floorDivided(middle + reach - 1, unit);
@@ -42,9 +43,9 @@ public:
             int given = 0;
             for (std::int64_t j = first; j <= last; ++j) {
                 sum += reach - std::abs(unit * j - middle);
-                // Rounding the sums and not the weights makes the last one come out as one.
+                // Rounding the sums and not the weights makes the last sum exactly one.
                 const auto rounded = static_cast<int>(((sum << kWeightBits) + total / 2) / total);
-                // The edge goes on beyond the edge.
+                // The edge sample is repeated past the edge.
                 const auto index = static_cast<int>(std::clamp<std::int64_t>(j, 0, srcLength - 1));
                 mTaps.push_back({index, rounded - given});
                 given = rounded;

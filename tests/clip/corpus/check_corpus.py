@@ -3,7 +3,8 @@
 
     tests/clip/corpus/check_corpus.py CLIP_DUMP FOLDER [--quick] [--only REGEX] [--files FILE...]
 
-For each file: every picture and every sample of one reading, five passes of a loop, and in and out points. --quick takes
+For each file: every picture and every sample of one reading, five passes of a loop, in and out points, and the same through
+byte sources. --quick takes
 a few files of each kind. --files takes media files that are there already.
 """
 import argparse
@@ -20,6 +21,9 @@ import media
 PCM = {"u8": "u8", "s16": "s16le", "s32": "s32le", "flt": "f32le", "dbl": "f64le", "s64": "s64le"}
 QUICK = r"^(bframes\.mp4|opengop\.mp4|vp9\.webm|edited\.mp4|adpcm_ms\.wav|cover\.mp3|cut\.mkv|aac\.mp4|mp3\.mp3|opus\.webm" \
         r"|vorbis\.ogg|picture\.png)$"
+
+# Files below this many bytes are read byte by byte too.
+SMALL = 50000
 
 
 @dataclasses.dataclass
@@ -248,6 +252,18 @@ def check_points(dump, path, once, problems):
         check_times(cut, problems, what) if end else None
 
 
+def check_sources(dump, path, once, problems):
+    """Byte sources give what the file gives, however few bytes at a time."""
+    sources = ["memory", "4096", "7"]  # in chunks of a mapped file
+    if pathlib.Path(path).stat().st_size < SMALL:
+        sources.append("1")
+    for source in sources:
+        reading = read(dump, path, "--source", source)
+        if reading != once:
+            problems.append(f"source {source}: {len(reading.video)} pictures, {len(reading.audio)} frames of sound; "
+                            f"{reading.counters}{reading.error}")
+
+
 def check(dump, path):
     problems = []
     path = str(path)
@@ -261,6 +277,7 @@ def check(dump, path):
     if not once.error:
         check_passes(dump, path, once, problems)
         check_points(dump, path, once, problems)
+        check_sources(dump, path, once, problems)
     return once, problems
 
 

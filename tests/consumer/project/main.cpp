@@ -48,7 +48,7 @@ void usePictures() {
     expectEqual("the first planes differ", copy.data()[0] != picture.data()[0], true);
 }
 
-// Runs a statement that has to throw, and gives the text of what it threw.
+// Runs a statement that must throw, and returns the text of the exception.
 template <class Error, class Statement>
 std::string textOf(const Statement& statement) {
     try {
@@ -59,7 +59,7 @@ std::string textOf(const Statement& statement) {
     return "nothing was thrown";
 }
 
-// What the library throws is caught by its own type, across the border of the shared library.
+// Exceptions of the library are caught by their own types, across the border of the shared library.
 void catchErrors() {
     using vidorra::AvError;
     const auto refused = [] { vidorra::Picture(vidorra::Size{8, 8}, AV_PIX_FMT_NONE, AVCOL_RANGE_MPEG, 32); };

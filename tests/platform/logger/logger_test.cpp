@@ -202,7 +202,7 @@ TEST(LoggerPrint, KeepsALongLineWhole) {
 
 TEST(LoggerPrint, DropsALineThatTheCLibraryCannotFormat) {
     const LogCapture log;
-    // In the locale that a program begins with there are no such characters.
+    // The locale in which a program starts has no such characters.
     logger::warning("a %ls b", L"\u4e16");
     logger::warning("a %ls b", L"c");
     EXPECT_THAT(log.texts(), testing::ElementsAre("a c b"));

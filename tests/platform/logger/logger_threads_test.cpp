@@ -20,7 +20,7 @@ using vidorra::test::StderrPipe;
 constexpr int kThreads = 8;
 constexpr int kLines = 1000;
 
-// A line that tells whether it is whole. Some are longer than the buffers on its way.
+// A line that shows whether it is whole. Some lines are longer than the buffers that they pass.
 std::string lineOf(int thread, int number) {
     const std::size_t length = number % 100 == 0 ? 6000 : 20 + static_cast<std::size_t>(number % 7);
     std::string line = std::to_string(thread) + " " + std::to_string(number) + " ";

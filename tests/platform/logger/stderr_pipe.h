@@ -35,7 +35,7 @@ public:
     StderrPipe& operator=(const StderrPipe&) = delete;
     ~StderrPipe() { restore(); }
 
-    /// Gives stderr back, and what was written to it meanwhile.
+    /// Restores stderr and returns what was written to it meanwhile.
     std::string text() {
         restore();
         return mText;
@@ -45,7 +45,7 @@ private:
     void restore() {
         if (mOld >= 0) {
             std::fflush(stderr);
-            // The last writing end of the pipe goes here, which ends the reader.
+            // This closes the last writing end of the pipe, which ends the reader.
             dup2(mOld, STDERR_FILENO);
             close(mOld);
             mOld = -1;

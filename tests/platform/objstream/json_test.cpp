@@ -370,7 +370,7 @@ TEST(ToJson, IsWhatPythonReads) {
         compact += toJson(holder) + "\n";
         pretty.append(round == 0 ? "[" : ",").append(toJson(holder, JsonLayout::Pretty));
     }
-    // Python writes the keys in another order and doubles in another way, so that it compares what it has
+    // Python writes keys in another order and doubles in another form, so it compares the values that it has
     // read.
     const std::string verdict = vidorra::test::run(
         {"python3", "-c",

@@ -16,7 +16,7 @@
 namespace objstream {
 namespace {
 
-// A type of a caller, of which nothing but the extraction is known to the library.
+// A caller's type; the library knows only its extraction operator.
 struct Ratio {
     int num = 0;
     int den = 1;
@@ -50,7 +50,7 @@ T castByBoost(const S& held) {
     return boost::lexical_cast<T>(held);
 }
 
-// What Boost itself makes of a held value, and what getValue() makes of it.
+// Boost's own conversion of a value, and that of getValue().
 template <class T, class S>
 void compareWithBoost(const S& held, const std::string& shown) {
     const object value(held);

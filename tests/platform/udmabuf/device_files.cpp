@@ -62,7 +62,7 @@ fs::path DeviceFiles::control(const std::string& file) const {
 }
 
 std::vector<SyncCommand> DeviceFiles::syncCommands() const {
-    // A file keeps what the driver would have taken write by write.
+    // A file keeps what the driver would have received with each write.
     constexpr std::size_t kLength = 18;
     const std::string text = fileContent(control("sync_for_device"));
     if (text.size() % kLength != 0) {

@@ -17,8 +17,8 @@ struct SyncCommand {
     friend bool operator==(const SyncCommand&, const SyncCommand&) = default;
 };
 
-/// Ordinary files in place of those of a device, while it lives. A program that links this has all devices in
-/// its own temporary folder.
+/// Replaces a device's files with ordinary ones during its lifetime. A program that links this has all
+/// devices in its own temporary folder.
 class DeviceFiles {
 public:
     /// A device of `size` zero bytes that reports its size as the driver does.

@@ -316,7 +316,7 @@ TEST_F(Store, GoesOnTellingAnObserverThatHasThrown) {
     store->setObserver({});
 }
 
-// A store of another make: it keeps no texts, and records what warnings and their users ask of it.
+// Another kind of store: it keeps no texts, and records the calls of warnings and their users.
 class ForeignStore : public WarningsStoreAsync {
 public:
     Warning add(const std::string& text) override {

@@ -104,7 +104,7 @@ struct SamplePairs {
                 over.at(0, x, y) = static_cast<std::uint8_t>(x);
             }
         }
-        // Chroma has half as many rows, so only every second value lies below.
+        // Chroma has half as many rows, so only every second value is below.
         for (int y = 0; y < 128; ++y) {
             for (int x = 0; x < 256; ++x) {
                 below.at(1, x, y) = static_cast<std::uint8_t>(2 * y);
@@ -125,7 +125,7 @@ struct SamplePairs {
     Raster over;
 };
 
-// The first sample that is not what these weights give, or an empty text.
+// The first sample that differs from the result of these weights, or an empty text.
 std::string wrongSample(const Raster& result, unsigned overlayWeight, unsigned belowWeight) {
     for (int y = 0; y < 256; ++y) {
         for (unsigned x = 0; x < 256; ++x) {

@@ -28,7 +28,7 @@ int half(int length) {
     return (length + 1) / 2;
 }
 
-// A picture with guards before and behind each plane and a byte of 77 in all that is no pixel.
+// A picture with guards before and after each plane; all bytes that are not pixels are 77.
 class TestPicture {
 public:
     TestPicture(int width, int height, bool alpha, int padding = 0)
@@ -74,7 +74,7 @@ public:
     int linesize() const { return mLinesize; }
     std::uint8_t* data(int plane) { return mMemory[plane].data() + kGuard; }
 
-    // Whether only pixels differ from what was there before anything was drawn.
+    // Whether only pixels have changed since before drawing.
     bool onlyPixelsWritten() const {
         TestPicture blank(*this);
         for (int plane = 0; plane < planes(); ++plane) {

@@ -17,7 +17,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-// Colours and rectangles against the pictures of FFmpeg's own filters.
+// Compares colours and rectangles with the pictures of FFmpeg's own filters.
 namespace vidorra::ffmpeg_ext {
 namespace {
 
@@ -82,7 +82,7 @@ void expectEqualPlanes(const Image& image, const AVFrame& frame, AVPixelFormat f
     }
 }
 
-// Pixels of six bytes and more in samples of sixteen bits, on which only later generations draw.
+// Pixels of six bytes and more in samples of sixteen bits, on which only later versions draw.
 bool isPackedAndDeep(const AVPixFmtDescriptor& descriptor) {
     return descriptor.comp[0].depth == 16 && descriptor.comp[0].step >= 6;
 }
@@ -133,7 +133,7 @@ TEST(Drawing, FillsEachFormatWithTheBytesOfTheColorFilter) {
             const FramePtr frame = colorFilter(format, color);
             ASSERT_TRUE(frame);
             SCOPED_TRACE(color.text());
-            // Later generations draw gray in full range, and say so.
+            // Later versions draw gray in full range, and say so.
             const unsigned flags = frame->color_range == AVCOL_RANGE_JPEG ? kDrawFullRange : 0;
             expectEqualPlanes(filled(format, color, flags), *frame, format);
             if (HasFatalFailure()) {
@@ -241,7 +241,8 @@ TEST(Drawing, FillsTheRectangleOfTheDrawboxFilter) {
                                        AV_PIX_FMT_RGB24, AV_PIX_FMT_BGRA, AV_PIX_FMT_0RGB}) {
         for (const Box box : {Box{0, 0, 24, 16}, Box{2, 4, 6, 8}, Box{22, 14, 2, 2}, Box{0, 6, 24, 2}}) {
             const Rgba background{{10, 20, 30, 255}};
-            // Drawbox rounds colours in its own way, and knows no full range: white is the same for sure.
+            // Drawbox rounds colours differently and does not know full range, but white is certainly the
+            // same.
             const Rgba color{{255, 255, 255, 255}};
             const std::string arguments = "x=" + std::to_string(box.x) + ":y=" + std::to_string(box.y) +
                                           ":w=" + std::to_string(box.width) +

@@ -49,12 +49,12 @@ struct Mask {
         bytes.resize(static_cast<std::size_t>(linesize) * static_cast<std::size_t>(h));
         std::mt19937 random(seed);
         for (std::uint8_t& byte : bytes) {
-            // Many that are not covered at all, and many that are wholly.
+            // Many that are not covered at all, and many that are fully covered.
             const unsigned kind = random() % 4;
             byte = kind == 0 ? 0 : kind == 1 ? 255 : static_cast<std::uint8_t>(random());
         }
     }
-    // 0 outside of the mask.
+    // 0 outside the mask.
     [[nodiscard]] unsigned at(int x, int y) const {
         if (x < 0 || y < 0 || x >= width || y >= height) {
             return 0;
@@ -108,7 +108,7 @@ void referenceBlend(const FFDrawContext& context, const FFDrawColor& color, Imag
                 const std::uint64_t old = wide ? sample[0] | unsigned{sample[1]} << 8 : sample[0];
                 const std::uint64_t fresh = wide ? source[0] | unsigned{source[1]} << 8 : source[0];
                 const std::uint64_t mixed = ((scale - weight) * old + weight * fresh) >> (wide ? 16 : 24);
-                // The text of the equation and the one that a person would write differ by less than one.
+                // The equation and the intuitive formula differ by less than one.
                 const double opacity = static_cast<double>(covered) / 255 * color.rgba[3] / 255;
                 EXPECT_NEAR(static_cast<double>(mixed),
                             opacity * static_cast<double>(fresh) + (1 - opacity) * static_cast<double>(old),

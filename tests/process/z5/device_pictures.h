@@ -15,7 +15,7 @@ namespace vidorra::test {
 /// What happened, in order: "flush NAME" for pictures of these functions, and what tests add.
 std::vector<std::string>& events();
 
-/// How a device's picture is made; what is 0 is chosen to fit.
+/// The shape of a device's picture; members that are 0 are chosen to fit.
 struct DevicePictureShape {
     Size size;
     AVPixelFormat format = AV_PIX_FMT_NV12;
@@ -26,10 +26,10 @@ struct DevicePictureShape {
     AVColorRange range = AVCOL_RANGE_MPEG;
 };
 
-/// A picture in memory of its own that counts as a device's, with a name for its flushes. Its bytes are 0.
+/// A picture in its own memory, which counts as a device's, with a name for its flushes. Its bytes are 0.
 Picture devicePicture(const std::string& name, const DevicePictureShape& shape);
 
-/// Gives pictures named "allocated", and remembers what it was asked for.
+/// Allocates pictures named "allocated" and records the requests.
 class DevicePictureAllocator : public PictureAllocator {
 public:
     struct Request {
@@ -47,7 +47,8 @@ public:
     bool fails = false;
 };
 
-/// A file that stands for the accelerator's device while it lives, named relative to /dev/ as devices are.
+/// A file that replaces the accelerator's device during its lifetime; its name is relative to /dev/, as for
+/// devices.
 class AcceleratorFile {
 public:
     AcceleratorFile();
@@ -62,7 +63,7 @@ private:
     std::filesystem::path mPath;
 };
 
-/// The file behind an open descriptor.
+/// The file of an open descriptor.
 std::filesystem::path fileOf(int descriptor);
 
 }  // namespace vidorra::test

@@ -13,7 +13,7 @@ FakeAccelerator& fakeAccelerator() {
 
 }  // namespace vidorra::test
 
-// In place of those in the library.
+// These replace the library's.
 namespace z5::hw::accel {
 
 using vidorra::test::FakeAccelerator;

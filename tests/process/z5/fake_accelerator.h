@@ -7,8 +7,7 @@
 
 namespace vidorra::test {
 
-/// A program that links this has an accelerator that writes down what it is asked for, and adds "process" to
-/// events().
+/// A program that links this has an accelerator that records its calls and adds "process" to events().
 struct FakeAccelerator {
     struct Composition {
         int device;

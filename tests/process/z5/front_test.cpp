@@ -1,4 +1,4 @@
-// What both fronts of the accelerator have in common: opening the device, and the limits of pictures.
+// The common part of both accelerator classes: opening the device, and the limits of pictures.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

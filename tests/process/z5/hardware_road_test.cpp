@@ -1,5 +1,5 @@
-// The same scenes by the CPU and through the accelerator's fronts, with all that a device would have: memory
-// that is shared with it, flushes, and its file.
+// The same scenes on the CPU and with the accelerator classes, with everything that a device would have:
+// shared memory, flushes, and its file.
 
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ namespace {
 
 constexpr std::size_t kMemory = 256 * 1024;
 
-// The device's memory and a twin on the heap, in which pictures take the same places.
+// The device's memory and a twin on the heap, with pictures at the same positions.
 class HardwareRoad : public testing::Test {
 protected:
     HardwareRoad() : mHeap(mTwin.data(), mTwin.size(), 32, UdmaBuf::pageSize(), false) {
@@ -136,7 +136,7 @@ TEST_F(HardwareRoad, ComposesAtEveryOpacityAsTheSoftwareRoadDoes) {
 TEST_F(HardwareRoad, ComposesOnADestinationWithAnAlphaPlaneAsOnOneWithout) {
     const PictureComposer composer(mAccelerator.name());
     Twins dst = pictures({64, 32}, NVA12);
-    // The software road does not know such destinations: the same planes, without the last.
+    // The CPU does not draw on such destinations: the same planes, without the last.
     Picture::Planes planes = dst.heap.data();
     planes[3] = nullptr;
     Picture twin(dst.heap.frameSize(), planes.data(), dst.heap.linesize().data(), AV_PIX_FMT_NV12,
@@ -209,7 +209,7 @@ TEST_F(HardwareRoad, ScalesAnAlphaPlaneWithItsColours) {
     PictureScaler scaler(mAccelerator.name());
     scaler.setPictureAllocator(&mDevice);
     const Twins src = pictures({60, 40}, NVA12);
-    // The alpha plane as luma, so that one road does what the other one does to alpha.
+    // The alpha plane as luma, so that the CPU treats it as the accelerator treats alpha.
     const Picture luma = mDevice.allocate({60, 40}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
     for (int y = 0; y < 40; ++y) {
         std::memcpy(luma.data()[0] + y * luma.linesize()[0],
@@ -231,7 +231,7 @@ TEST_F(HardwareRoad, ChangesNothingButTheDestinationWhenItScales) {
     Twins dst = pictures({65, 31}, AV_PIX_FMT_NV12);
     const Twins src = pictures({33, 77}, AV_PIX_FMT_NV12);
     scaler.scaleTo(dst.device, src.device, true);
-    // What was written is pixels: with those taken over, nothing differs.
+    // Only pixels were written: after copying them, nothing differs.
     const std::vector<std::uint8_t> result(dst.device.data()[0], dst.device.data()[0] + 96 * 47);
     for (int y = 0; y < 47; ++y) {
         std::memcpy(dst.heap.data()[0] + y * 96, result.data() + y * 96, y < 31 ? 65 : 66);

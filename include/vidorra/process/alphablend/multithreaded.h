@@ -8,24 +8,23 @@
 
 namespace vidorra::alphablend {
 
-/// How many threads a blend uses, the calling one included: between 1 and `Threads`, which is 8. A
+/// How many threads a blend uses, including the calling one: between 1 and `Threads`, which is 8. A
 /// `requested` that is not positive means one for each processor.
 ///
-/// The environment variable VDR_ALPHABLEND_NUM_THREADS, read at each call, takes the place of `requested`,
-/// whatever that is. Text after its number is ignored. Throws std::invalid_argument with "stoi" when it does
-/// not start with a number, also when it is empty, and std::out_of_range with "stoi" when the number does not
-/// fit an int.
+/// The environment variable VDR_ALPHABLEND_NUM_THREADS, read at each call, overrides `requested`. Text after
+/// its number is ignored. Throws std::invalid_argument with "stoi" when the variable is empty or does not
+/// start with a number, and std::out_of_range with "stoi" when the number does not fit an int.
 template <std::size_t Threads>
 [[nodiscard]] unsigned long getNumberOfThreads(int requested);
 
-/// Blends the part of `src` that shows when its top left corner lies at `position`, on up to `Threads`
-/// threads: each takes an even number of rows, at least 4 of them, the calling one the topmost, and then what
-/// the others have not begun. The threads are started for this call and have ended when it returns. Null
-/// plane pointers stay null. `numThreads` as for getNumberOfThreads(), whose errors leave it before anything
-/// is drawn.
+/// Blends the part of `src` that shows when its top left corner is at `position`, on up to `Threads`
+/// threads. Each thread takes an even number of rows, at least 4. The calling thread takes the topmost rows,
+/// and then rows that the others have not begun. The threads are started for this call and have ended when
+/// it returns. Null plane pointers stay null. `numThreads` is the request for getNumberOfThreads(), which
+/// throws before anything is drawn.
 ///
-/// An odd position of semi-planar rasters moves their U,V pairs by whole pairs: down where the destination is
-/// moved into, up where the source is.
+/// At an odd position of semi-planar rasters the offset of the U,V pairs is rounded to whole pairs: down for
+/// an offset into the destination, up for one into the source.
 ///
 ///     using namespace vidorra::alphablend;
 ///     const Planes<pixel_format::RGB24, unsigned char*> dst{1920, 1080, bytes, 5760};

@@ -1,14 +1,14 @@
 #pragma once
 
-/// The values that the blending functions work on: planes of a raster as pointers and line sizes, without any
-/// knowledge of pictures, and an opacity.
+/// The values that the blending functions work on: the planes of a raster as pointers and line sizes,
+/// independent of pictures, and an opacity.
 ///
 ///     using namespace vidorra::alphablend;
 ///     const Planes<pixel_format::RGBA32, unsigned char*> raster{1920, 1080, bytes, 7680};
 
 namespace vidorra::alphablend {
 
-/// Names of raster layouts, which select overloads and nothing else.
+/// Tags for raster layouts, which only select overloads.
 namespace pixel_format {
 
 /// Luma, and a plane of U,V pairs, one for 2x2 pixels.
@@ -27,14 +27,14 @@ struct BGR24 {};
 }  // namespace pixel_format
 
 /// A raster of the layout `F`; `P` is `unsigned char*` for a destination and `const unsigned char*` for a
-/// source. A plain value that owns nothing. This one serves the packed layouts.
+/// source. A plain value that owns nothing. The primary template is for the packed layouts.
 template <class F, class P>
 struct Planes {
     /// In pixels.
     int width;
     int height;
     P data;
-    /// Bytes from one row to the next; may exceed the bytes of the row's pixels.
+    /// Bytes from one row to the next; may be more than the row's pixels take.
     int linesize;
 };
 
@@ -51,12 +51,12 @@ template <class P>
 struct Planes<pixel_format::NVA12, P> {
     int width;
     int height;
-    /// Luma, interleaved U and V, one that is not used and may be null, alpha.
+    /// Luma, interleaved U and V, an unused plane that may be null, alpha.
     P data[4];
     int linesize[4];
 };
 
-/// How much of the source shows: 0 is nothing, 255 is all of it.
+/// How much of the source shows: 0 is nothing, 255 everything.
 class Opacity {
 public:
     constexpr explicit Opacity(unsigned char value) noexcept : mValue(value) {}

@@ -10,8 +10,8 @@
 
 namespace vidorra::z5 {
 
-/// Draws pictures on others by means of a hardware accelerator, as vidorra::compose() does by the CPU. There
-/// is no fallback: ask isPictureCompatible() for both pictures and choose.
+/// Draws pictures on others with a hardware accelerator, as vidorra::compose() does with the CPU. There is
+/// no fallback: call isPictureCompatible() for both pictures and choose.
 ///
 ///     UdmaBufPictureAllocator allocator("udmabuf0");
 ///     Picture screen = allocator.allocate(Size{1920, 1080}, AV_PIX_FMT_NV12, AVCOL_RANGE_MPEG);
@@ -20,8 +20,8 @@ namespace vidorra::z5 {
 ///     const z5::PictureComposer composer("z5-composer");
 ///     composer.compose(screen, logo, Point{1500, 60}, 1.0, false);
 ///
-/// Owns: the open device. Threads: no lock is held; whether calls may overlap is for the accelerator to say,
-/// and with ours they may, on destinations of their own.
+/// Owns: the open device. Threads: no lock is held. The accelerator determines whether calls may overlap;
+/// with ours they may, if their destinations differ.
 class VIDORRA_API PictureComposer {
 public:
     /// Opens "/dev/" and `deviceName` for reading and writing. Throws std::system_error with the cause in
@@ -33,18 +33,18 @@ public:
     [[nodiscard]] static bool isPictureCompatible(const Picture& picture);
 
     /// Draws `overlay` on `dst`, with its top left corner at `position`, which may be negative. An odd
-    /// position moves to the even one above and to the left; an odd last row or column of what shows is not
-    /// drawn. What does not lie on `dst` does not show, and when less than two rows or columns show, nothing
-    /// is done.
+    /// position is moved up and left to an even one; an odd last row or column of the visible part is not
+    /// drawn. What is outside `dst` is not drawn, and when fewer than two rows or columns are visible,
+    /// nothing is done.
     ///
-    /// `opacity` is 1.0 for full; values outside of 0.0 to 1.0 are brought there, and not a number is 0.
-    /// `flag` asks the accelerator for a behaviour of its own, none with ours.
+    /// `opacity` 1.0 is full; values are clamped to 0.0 to 1.0, and not-a-number counts as 0. `flag`
+    /// requests a behaviour that the accelerator defines; ours ignores it.
     ///
-    /// What the CPU has written to both pictures is flushed before. `dst` is not marked as modified, since
+    /// What the CPU has written to both pictures is flushed first. `dst` is not marked as modified, since
     /// the CPU did not write it.
     ///
     /// Throws std::invalid_argument, in this order, when `dst` is not editable, when `dst` is not compatible
-    /// and when `overlay` is not. What the accelerator throws passes.
+    /// and when `overlay` is not. Also throws what the accelerator throws.
     void compose(Picture& dst, const Picture& overlay, Point position, double opacity, bool flag) const;
 
 private:

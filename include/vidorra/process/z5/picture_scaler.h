@@ -11,16 +11,16 @@
 
 namespace vidorra::z5 {
 
-/// Makes pictures of another size by means of a hardware accelerator, as vidorra::Scaler does by the CPU.
-/// There is no fallback: ask isPictureCompatible() and choose.
+/// Scales pictures with a hardware accelerator, as vidorra::Scaler does with the CPU. There is no fallback:
+/// call isPictureCompatible() and choose.
 ///
 ///     UdmaBufPictureAllocator allocator("udmabuf0");
 ///     z5::PictureScaler scaler("z5-scaler");
 ///     scaler.setPictureAllocator(&allocator);
 ///     const Picture small = scaler.scale(picture, Size{640, 360}, false);
 ///
-/// Owns: the open device, not the allocator. Threads: no lock is held; whether calls may overlap is for the
-/// accelerator to say, and with ours they may, on destinations of their own.
+/// Owns: the open device, not the allocator. Threads: no lock is held. The accelerator determines whether
+/// calls may overlap; with ours they may, if their destinations differ.
 class VIDORRA_API PictureScaler {
 public:
     /// Opens "/dev/" and `deviceName` for reading and writing. Throws std::system_error with the cause in
@@ -30,20 +30,21 @@ public:
     /// As PictureComposer::isPictureCompatible().
     [[nodiscard]] static bool isPictureCompatible(const Picture& picture);
 
-    /// Where the pictures of scale() come from, with memory that the accelerator reaches. It must outlive
-    /// this object and the pictures; null means none.
+    /// Sets where the pictures of scale() come from; the accelerator must be able to reach the memory. The
+    /// allocator must outlive this object and the pictures; null means none.
     void setPictureAllocator(PictureAllocator* allocator);
 
-    /// Fills `dst` with `src`, in whatever sizes the two have. `flag` asks the accelerator for a behaviour of
-    /// its own, none with ours. What the CPU has written to `src` is flushed before; `dst` is not, nor is it
-    /// marked as modified, since the accelerator writes all of it.
+    /// Scales `src` to fill `dst`, whatever their sizes. `flag` requests a behaviour that the accelerator
+    /// defines; ours ignores it. What the CPU has written to `src` is flushed first. `dst` is neither
+    /// flushed nor marked as modified, since the accelerator writes all of it.
     ///
-    /// Throws std::invalid_argument, in this order, when `dst` is not editable, when `dst` is not compatible,
-    /// when `src` is not, and when their formats differ. What the accelerator throws passes.
+    /// Throws std::invalid_argument, in this order, when `dst` is not editable, when `dst` is not
+    /// compatible, when `src` is not, and when their formats differ. Also throws what the accelerator
+    /// throws.
     void scaleTo(Picture& dst, const Picture& src, bool flag);
 
     /// `src` in another size, rounded down to even numbers, in the same format and range. Throws
-    /// std::runtime_error when no allocator is set; what the allocator throws passes; then as scaleTo().
+    /// std::runtime_error when no allocator is set, then what the allocator throws, then as scaleTo().
     [[nodiscard]] Picture scale(const Picture& src, Size size, bool flag);
 
 private:

@@ -8,19 +8,20 @@
 
 #define LOGGER_API __attribute__((visibility("default")))
 
-/// The logging interface: whole lines at a level, handed to one sink.
+/// The logging interface: whole lines at a level, passed to one sink.
 ///
 ///     logger::setLevel(logger::Level::Info);
 ///     logger::log(logger::Level::Info, "mixer: ") << "started with " << inputs << " inputs";
 ///     logger::warning("input %d has no signal", index);
 ///
-/// Threads: every function may be called from any thread at any time. Lines never interleave: the sink gets
-/// one whole line a call, one call at a time.
+/// Threads: thread-safe. Lines never interleave: each call of the sink gets one whole line, and calls never
+/// overlap.
 ///
-/// Errors: nothing here throws, apart from bad_alloc while a line is built; what a sink throws is dropped.
+/// Errors: nothing here throws, except std::bad_alloc while a line is built; exceptions of a sink are
+/// dropped.
 namespace logger {
 
-/// How much a line matters; the lower the value, the more it does. The level 3 is free for applications.
+/// The importance of a line; lower values are more important. Level 3 is free for applications.
 enum class Level : int {
     Error = 1,
     Warning = 2,
@@ -30,23 +31,23 @@ enum class Level : int {
     Trace = 6,
 };
 
-/// Takes one line, without a line end. It runs on the thread that logs, under the logger's lock: it should be
-/// short. A line that is logged from inside a sink goes to stderr, whatever the sink.
+/// Receives one line, without a line end. A sink runs on the thread that logs, under the logger's lock, so
+/// it should be fast. A line that is logged from inside a sink always goes to stderr.
 using Sink = std::function<void(Level level, std::string_view line)>;
 
-/// Lines up to this level are written, and those above it cost one comparison. Initially Level::Warning.
+/// Sets the highest level that is written; lines above it cost one comparison. Initially Level::Warning.
 LOGGER_API void setLevel(Level level) noexcept;
 
 /// The level that setLevel() set last.
 [[nodiscard]] LOGGER_API Level level() noexcept;
 
-/// Replaces the sink. An empty one brings back the initial sink, which writes "error: ", "warning: " and so
-/// on, the line and a line end to stderr in one piece. When this returns, no call of the old sink is under
-/// way, unless it is called from inside the old sink itself.
+/// Replaces the sink. An empty one restores the initial sink, which writes "error: ", "warning: " and so on,
+/// the line and a line end to stderr in one piece. When this returns, no call of the old sink is running,
+/// unless it is called from inside the old sink itself.
 LOGGER_API void setSink(Sink sink);
 
-/// One line in the making, which the destructor writes. It converts to false when its level is disabled;
-/// insertions then do nothing, not even their formatting.
+/// A line under construction, which the destructor writes. It converts to false when its level is disabled;
+/// insertions then do nothing and format nothing.
 ///
 /// Threads: one at a time.
 class LOGGER_API MessageOstream {
@@ -85,7 +86,7 @@ MessageOstream& operator<<(MessageOstream&& message, const T& value) {
 /// Starts a line at `level`.
 [[nodiscard]] LOGGER_API MessageOstream log(Level level);
 
-/// Starts a line at `level` with `prefix`, which is written as it is.
+/// Starts a line at `level` with `prefix`, which is written unchanged.
 [[nodiscard]] LOGGER_API MessageOstream log(Level level, const std::string& prefix);
 
 /// Writes one line in printf style. Line ends at the end of the text are dropped, and so is a line that the C

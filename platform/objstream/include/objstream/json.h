@@ -9,27 +9,27 @@
 #include "objstream/export.h"
 #include "objstream/object.h"
 
-/// Objects as JSON, UTF-8, by RFC 8259: maps are JSON's objects, nothing is null. This is an addition of ours
-/// to what an object library has to have.
+/// Objects as JSON, UTF-8, by RFC 8259: a map is a JSON object, nothing is null. This is an addition to the
+/// interface that an object library must have.
 ///
 ///     const objstream::object config = objstream::readJsonFile("encoder.json");
 ///     vidorra::VideoEncoder encoder(config);
 ///
-/// A number without fraction and exponent is an int where it fits and otherwise a long long; one with either
-/// is a double, and is written so that it reads as one. So a scalar keeps its type on the way through JSON,
-/// apart from a long long that fits in an int.
+/// A number without a fraction and an exponent becomes an int if it fits, otherwise a long long. A number
+/// with either becomes a double, and a double is written with one of them. So a scalar that is written and
+/// read back keeps its type, except for a long long that fits in an int.
 namespace objstream {
 
-/// How deep maps and arrays may be nested in each other: [[1]] has the depth 2.
+/// How deep maps and arrays may be nested: [[1]] has depth 2.
 inline constexpr std::size_t kMaxJsonDepth = 256;
 
-/// A text that is no JSON, or has what an object cannot hold.
+/// A text that is not JSON, or that contains what an object cannot hold.
 class OBJSTREAM_API JsonError : public std::runtime_error {
 public:
     /// `file` may be empty.
     JsonError(const std::string& file, std::size_t line, std::size_t column, const std::string& reason);
 
-    /// Where reading stopped, counted from 1: the line, and the last character read of it.
+    /// Where reading stopped, counted from 1: the line, and the last character read in it.
     [[nodiscard]] std::size_t line() const noexcept { return mLine; }
     [[nodiscard]] std::size_t column() const noexcept { return mColumn; }
 
@@ -41,9 +41,10 @@ private:
 /// Reads one value; white space may surround it and a byte order mark precede it. Throws JsonError with a
 /// text like "line 3, column 14: the key \"codec\" is there twice" for
 ///
-/// - a text that is no JSON, or is not UTF-8;
-/// - a key that a map has already;
-/// - an integer beyond long long, whose digits a double would lose, and a number beyond double;
+/// - a text that is not JSON or not UTF-8;
+/// - a key that occurs twice in a map;
+/// - an integer outside the range of long long, whose digits a double would lose, and a number outside the
+/// range of double;
 /// - more than kMaxJsonDepth maps and arrays inside each other.
 [[nodiscard]] OBJSTREAM_API object parseJson(std::string_view text);
 
@@ -58,9 +59,9 @@ enum class JsonLayout {
     Pretty,
 };
 
-/// The text of an object, with the keys in byte order. Throws std::invalid_argument, which names the keys
-/// that lead there, for what JSON does not have: a double that is infinite or no number, a string or key that
-/// is not UTF-8; and for more than kMaxJsonDepth levels.
+/// The text of an object, with the keys in byte order. Throws std::invalid_argument, with the keys that lead
+/// to the place, for what JSON cannot express: a double that is infinite or not a number, or a string or key
+/// that is not UTF-8; and for more than kMaxJsonDepth levels.
 [[nodiscard]] OBJSTREAM_API std::string toJson(const object& value, JsonLayout layout = JsonLayout::Compact);
 
 }  // namespace objstream

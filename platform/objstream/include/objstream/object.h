@@ -43,7 +43,7 @@ extern template class bad_objstream_cast<double>;
 ///     config["width"] = 640;
 ///     config["options"]["b"] = 2000000;
 ///
-/// Threads: as a container of the standard library: any number that read, or one that writes.
+/// Threads: as for standard containers: any number of readers, or one writer.
 class OBJSTREAM_API object {
 public:
     /// A scalar holds exactly one of these.
@@ -66,7 +66,7 @@ public:
     static object array();
 
     object(const object& other);
-    /// Leaves nothing behind.
+    /// The moved-from object is nothing.
     object(object&& other) noexcept;
     /// The new value may be a part of this object.
     object& operator=(const object& other);
@@ -75,14 +75,14 @@ public:
 
     [[nodiscard]] Kind kind() const noexcept;
 
-    /// Whether this is nothing. A map without keys and a string without characters are something.
+    /// Whether this is nothing. A map without keys or a string without characters is not nothing.
     [[nodiscard]] bool empty() const noexcept;
 
-    /// The entry of a key, made where it is missing; it stays where it is until this object is assigned to or
-    /// destroyed. Turns nothing into a map, and throws std::logic_error for a scalar and an array.
+    /// The entry of a key; a missing entry is added. The reference is valid until this object is assigned to
+    /// or destroyed. Turns nothing into a map; throws std::logic_error for a scalar or an array.
     object& operator[](const std::string& key);
 
-    /// The entry of a key; an object that is nothing where it is missing or this is no map.
+    /// The entry of a key; an object that is nothing if the entry is missing or this is not a map.
     const object& operator[](const std::string& key) const;
 
     /// False unless this is a map with that key.
@@ -92,21 +92,21 @@ public:
     /// Calls nothing for other kinds.
     void for_each_kv(const std::function<bool(const std::string& key, const object& value)>& visit) const;
 
-    /// Appends to an array. Turns nothing into an array, and throws std::logic_error for a scalar and a map.
+    /// Appends to an array. Turns nothing into an array; throws std::logic_error for a scalar or a map.
     void append(object value);
 
     /// The number of elements of an array or of pairs of a map; 0 for the other kinds.
     [[nodiscard]] std::size_t size() const noexcept;
 
-    /// An element of an array. Throws std::out_of_range beyond its end and for other kinds.
+    /// An element of an array. Throws std::out_of_range past its end and for other kinds.
     [[nodiscard]] const object& at(std::size_t index) const;
 
-    /// The scalar as it is held; null for other kinds.
+    /// The scalar with the type that it was given; null for other kinds.
     [[nodiscard]] const Scalar* scalar() const noexcept;
 
-    /// The scalar converted to T as boost::lexical_cast does it: a number from its whole text, a bool from
-    /// "0" or "1", and another type through its stream extraction, which has to use up the text and gets no
-    /// leading blanks skipped. Throws std::bad_cast unless this is a scalar, bad_objstream_cast when the
+    /// The scalar converted to T as by boost::lexical_cast: a number from its whole text, a bool from "0" or
+    /// "1", and another type through its stream extraction, which has to consume the whole text; leading
+    /// blanks are not skipped. Throws std::bad_cast if this is not a scalar, bad_objstream_cast when the
     /// conversion fails, and what an extraction operator throws.
     template <class T>
     [[nodiscard]] T getValue() const {
@@ -117,14 +117,14 @@ public:
         return convert<T>(*held);
     }
 
-    /// The same, with `fallback` for what is no scalar.
+    /// The same, but returns `fallback` if this is not a scalar.
     template <class T>
     [[nodiscard]] T getValue(T fallback) const {
         const Scalar* held = scalar();
         return held != nullptr ? convert<T>(*held) : fallback;
     }
 
-    /// Equal when the kind, the type of a scalar and all content are.
+    /// Equal when the kind, the type of a scalar and all content are equal.
     friend OBJSTREAM_API bool operator==(const object& a, const object& b);
     friend bool operator!=(const object& a, const object& b) { return !(a == b); }
 
@@ -132,8 +132,8 @@ private:
     struct Map;
     struct Array;
 
-    // The types that Boost converts by itself. It stays out of this header: what callers extract reaches it
-    // as a function.
+    // The types that Boost converts itself. Boost stays out of this header: stream extraction of a caller's
+    // type is passed to it as a function.
     template <class T>
     static constexpr bool kIsBuiltIn = std::is_arithmetic_v<T> || std::is_same_v<T, std::string>;
     using Extract = bool (*)(std::istream& stream, void* value);

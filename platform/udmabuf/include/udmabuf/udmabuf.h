@@ -15,19 +15,18 @@
 ///     std::memset(buffer.get(), 0, buffer.size());
 ///     buffer.syncForDevice(buffer.get(), buffer.size());
 ///
-/// Owns: the mapping and the open files, until the destructor. Threads: syncForDevice() from any number of
-/// threads at a time, like the other questions; who writes the bytes is the callers' business. Errors: only
-/// the constructor throws.
+/// Owns: the mapping and the open files. Threads: all operations are thread-safe; callers have to coordinate
+/// writes to the bytes themselves. Errors: only the constructor throws.
 class UDMABUF_API UdmaBuf {
 public:
-    /// Opens and maps the whole of /dev/`name`, whose size and controls lie in /sys/class/u-dma-buf/`name`/.
-    /// With `uncached` the device is opened with O_SYNC, for which the driver gives a mapping that bypasses
-    /// the CPU's cache, in the way that its sync_mode says; without, the CPU works through its cache, as fast
-    /// as on any memory, and syncForDevice() matters.
+    /// Opens and maps the whole of /dev/`name`, whose size and controls are in /sys/class/u-dma-buf/`name`/.
+    /// With `uncached` the device is opened with O_SYNC, and the mapping bypasses the CPU's cache in the way
+    /// that the driver's sync_mode defines. Otherwise the CPU uses its cache, the memory is as fast as any
+    /// other, and syncForDevice() is needed.
     ///
-    /// Throws std::system_error that names the path when a file cannot be opened, read or mapped, and
-    /// std::runtime_error when `name` is empty or holds a slash, or when the driver reports a size that is no
-    /// number, below 16 bytes or above 4 GiB: the driver's sync control cannot express such ranges.
+    /// Throws std::system_error with the path when a file cannot be opened, read or mapped. Throws
+    /// std::runtime_error when `name` is empty or contains a slash, and when the driver reports a size that
+    /// is not a number, or is below 16 bytes or above 4 GiB, which its sync control cannot express.
     UdmaBuf(std::string_view name, bool uncached);
     UdmaBuf(const UdmaBuf&) = delete;
     UdmaBuf& operator=(const UdmaBuf&) = delete;
@@ -44,10 +43,9 @@ public:
     /// The system's page size in bytes, a power of two.
     [[nodiscard]] static std::size_t pageSize() noexcept;
 
-    /// Makes what the CPU has written in this range visible to the device. The range is widened to whole
-    /// units of 16 bytes; what lies outside of the mapping is left out. It returns when the device may read.
-    /// A refusal of the driver is written to the log as an error, once for each object, since there is nobody
-    /// to report it to.
+    /// Makes what the CPU has written in this range visible to the device, and returns when the device may
+    /// read. The range is extended to whole units of 16 bytes; what is outside the mapping is ignored. If
+    /// the driver refuses, this is logged as an error, once for each object; callers are not told.
     void syncForDevice(const void* data, std::size_t size) const;
 
 private:

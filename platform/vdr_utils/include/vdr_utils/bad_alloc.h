@@ -8,7 +8,7 @@
 
 namespace vx::vdr::utils {
 
-/// A failed allocation that says what could not be allocated.
+/// A failed allocation, with a message about what could not be allocated.
 ///
 ///     throw BadAlloc("no memory for a picture of 1920x1080");
 class VDR_UTILS_API BadAlloc : public std::bad_alloc {

@@ -14,15 +14,15 @@ namespace vx::utils::priv {
 ///     if (!file) { ... }
 ///     read(file.get(), bytes, size);
 struct VDR_UTILS_API FileDescriptorDeleter {
-    /// The number of an open file, or none for every negative one, as functions of the system return them.
+    /// The number of an open file. Every negative number, as system calls return on failure, means none.
     class VDR_UTILS_API pointer {
     public:
-        // Implicit, all three: a unique_ptr treats it as a pointer, the functions of the system as a number.
+        // All three are implicit: unique_ptr treats this as a pointer, system calls as a number.
         constexpr pointer(int descriptor = -1) noexcept : mDescriptor(descriptor < 0 ? -1 : descriptor) {}
         constexpr pointer(std::nullptr_t) noexcept : pointer() {}
         constexpr operator int() const noexcept { return mDescriptor; }
 
-        // 0 is a file.
+        // 0 is a valid descriptor.
         constexpr explicit operator bool() const noexcept { return mDescriptor >= 0; }
 
         friend constexpr bool operator==(pointer a, pointer b) noexcept {
@@ -34,7 +34,7 @@ struct VDR_UTILS_API FileDescriptorDeleter {
         int mDescriptor;
     };
 
-    /// Closes it; what close() says is dropped, since the descriptor is gone either way.
+    /// Closes the descriptor. The result of close() is ignored, since the descriptor is released either way.
     void operator()(pointer descriptor) const noexcept { close(descriptor); }
 };
 

@@ -9,8 +9,8 @@ namespace vx::vdr::utils {
 
 class WarningsStoreAsync;
 
-/// A warning that the user sees as long as this object holds it. Raise one by assigning what
-/// WarningsStoreAsync::add() gives, clear it by assigning a default one. It keeps its store alive.
+/// A warning that the user sees as long as this object holds it. To raise a warning, assign the result of
+/// WarningsStoreAsync::add(); to withdraw it, assign Warning(). A warning keeps its store alive.
 ///
 ///     auto store = std::make_shared<WarningsStoreAsync>();
 ///     const Warning noSignal = store->add("Input 1 has no signal");
@@ -26,9 +26,9 @@ public:
 
     Warning(const Warning&) = delete;
     Warning& operator=(const Warning&) = delete;
-    /// Leaves the other one not raised.
+    /// The moved-from warning is no longer raised.
     Warning(Warning&& other) noexcept;
-    /// Withdraws the text that was held.
+    /// Withdraws the present text first.
     Warning& operator=(Warning&& other) noexcept;
     ~Warning();
 

@@ -2,8 +2,8 @@
 
 namespace z5::hw::accel {
 
-/// Where a picture in NV12 lies, with or without an alpha plane of full resolution. `T` is void for what is
-/// written and const void for what is read. The addresses are those of the calling process.
+/// Where an NV12 picture is, with or without an alpha plane of full resolution. `T` is void for a picture
+/// that is written and const void for one that is read. The addresses are those of the calling process.
 template <class T>
 struct Nv12Buffer {
     /// The first row of luma.

@@ -4,8 +4,8 @@
 #include <sstream>
 #include <string>
 
-/// A logger of another make: the five operations that the library calls, and no more. It keeps every line as
-/// its level, a bar and the text. The names of its levels are its own affair.
+/// Another logger, with only the five operations that the library calls. It keeps every line as its level, a
+/// bar and the text. It has its own names for the levels.
 namespace logger {
 
 enum class Level : int { Fatal = 0, Verbose = 9 };

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-/// DMA memory of another make: what the library calls, and no more. It is a page-aligned part of the heap.
+/// Other DMA memory, with only the operations that the library calls. It is a page-aligned part of the heap.
 class UdmaBuf {
 public:
     UdmaBuf(std::string_view name, bool flag);

@@ -8,8 +8,8 @@
 
 namespace objstream {
 
-/// A configuration object with what the library calls, made in another way than ours: a scalar is kept as
-/// text.
+/// A configuration object with only the operations that the library calls, implemented differently from
+/// ours: a scalar is kept as text.
 class object {
 public:
     object();
