@@ -114,17 +114,19 @@ public:
     Timestamp duration();
 
     Interruption& interruption() noexcept { return mInterruption; }
-    const ClipCounts& counts() const noexcept { return mCounts; }
-    const std::vector<ClipTrack>& tracks() const noexcept { return mTracks; }
-    const std::vector<std::string>& unusedOptions() const noexcept { return mUnused; }
-    std::int64_t position() const noexcept { return mPosition.load(); }
+    [[nodiscard]] const ClipCounts& counts() const noexcept { return mCounts; }
+    [[nodiscard]] const std::vector<ClipTrack>& tracks() const noexcept { return mTracks; }
+    [[nodiscard]] const std::vector<std::string>& unusedOptions() const noexcept { return mUnused; }
+    [[nodiscard]] std::int64_t position() const noexcept { return mPosition.load(); }
 
 private:
     ClipFrame nextFrame();
     // The time in the source that stamps count from.
-    Ticks zero() const noexcept { return mIn == 0 ? mPass->lead() : mIn; }
+    [[nodiscard]] Ticks zero() const noexcept { return mIn == 0 ? mPass->lead() : mIn; }
     bool convert(PlacedFrame& placed, ClipFrame& frame);
-    bool isFollowed() const noexcept { return mOptions.passes == 0 || mNumber + 1 < mOptions.passes; }
+    [[nodiscard]] bool isFollowed() const noexcept {
+        return mOptions.passes == 0 || mNumber + 1 < mOptions.passes;
+    }
     void openPass() {
         mPass = std::make_unique<ClipPass>(mOrigin, mOptions, mInterruption, mCounts, isFollowed());
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <mutex>
 #include <thread>
+#include <type_traits>
 #include <utility>
 
 namespace vidorra {
@@ -15,10 +16,12 @@ struct Budget {
     int taken = 0;
 };
 
-// Never destroyed: readers may end after static objects.
+// Readers may end after static objects.
+static_assert(std::is_trivially_destructible_v<Budget>, "the budget stays usable at the end of the process");
+
 Budget& budget() noexcept {
-    static auto* const kBudget = new Budget();
-    return *kBudget;
+    static Budget theBudget;
+    return theBudget;
 }
 
 }  // namespace

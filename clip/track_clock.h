@@ -30,7 +30,7 @@ public:
     [[nodiscard]] std::optional<Ticks> end() const noexcept { return mEnd; }
 
 private:
-    Place placeFirst(std::optional<Ticks> stamp, Ticks tolerance) const;
+    [[nodiscard]] Place placeFirst(std::optional<Ticks> stamp, Ticks tolerance) const;
 
     Ticks mPrecision;
     bool mFromStart;

@@ -34,7 +34,7 @@ public:
         update(++mVideoFrames >= kVideoCapacity);
     }
 
-    bool ready() const { return mReady; }
+    [[nodiscard]] bool ready() const { return mReady; }
 
 private:
     std::int64_t sinceFirst(std::int64_t time) {

@@ -59,7 +59,7 @@ public:
                lseek(mFile.get(), static_cast<off_t>(position), SEEK_SET) >= 0;
     }
 
-    std::optional<std::uint64_t> size() const override {
+    [[nodiscard]] std::optional<std::uint64_t> size() const override {
         struct stat status {};
         if (fstat(mFile.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
             return std::nullopt;
@@ -72,7 +72,7 @@ public:
         static_cast<void>(eventfd_write(mEvent.get(), 1));
     }
 
-    std::string name() const override { return "descriptor " + std::to_string(mFile.get()); }
+    [[nodiscard]] std::string name() const override { return "descriptor " + std::to_string(mFile.get()); }
 
 private:
     Descriptor mEvent;

@@ -73,9 +73,9 @@ public:
         return true;
     }
 
-    std::optional<std::uint64_t> size() const override { return mMapped; }
+    [[nodiscard]] std::optional<std::uint64_t> size() const override { return mMapped; }
 
-    std::string name() const override { return mPath; }
+    [[nodiscard]] std::string name() const override { return mPath; }
 
 private:
     std::string mPath;

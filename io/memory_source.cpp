@@ -29,9 +29,9 @@ public:
         return true;
     }
 
-    std::optional<std::uint64_t> size() const override { return mSize; }
+    [[nodiscard]] std::optional<std::uint64_t> size() const override { return mSize; }
 
-    std::string name() const override { return "memory"; }
+    [[nodiscard]] std::string name() const override { return "memory"; }
 
 private:
     std::vector<std::uint8_t> mOwned;

@@ -114,7 +114,7 @@ private:
     }
 
     [[nodiscard]] std::string timecodeAt(const Timestamp& start) const {
-        const std::string first = clockText(*mTimecode);
+        std::string first = clockText(*mTimecode);
         const std::int64_t later = start.rescale(timebase()).value - mTimecodeTime;
         AVTimecode timecode{};
         if (later <= 0 || av_timecode_init_from_string(&timecode, av_inv_q(mTimecode->timebase()),
