@@ -98,7 +98,7 @@ struct PlayStatus {
 /// served by presentation time.
 ///
 ///     ClipPlayer player("clip.mp4");
-///     player.waitUntil(PlayStatus::State::Ready, std::chrono::seconds(5));
+///     if (!player.waitUntil(PlayStatus::State::Ready, std::chrono::seconds(5))) { ... }
 ///     const Timestamp start = now();
 ///     Timestamp sound = start;
 ///     for (std::int64_t tick = 0; player.status().state == PlayStatus::State::Ready; ++tick) {

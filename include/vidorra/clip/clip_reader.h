@@ -67,6 +67,7 @@ enum class TrackChoice { Best, None, Number, Language };
 
 /// Chooses a track of its kind: the best, none, by its number or by its language.
 ///
+///     ClipOptions options;
 ///     options.audio = TrackChoice::None;
 ///     options.audio = 1;
 ///     options.audio = "deu";

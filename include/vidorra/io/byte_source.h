@@ -15,7 +15,10 @@ namespace vidorra {
 /// of your own.
 ///
 ///     class Download : public ByteSource {
-///         std::optional<std::size_t> read(std::uint8_t* target, std::size_t size) override { ... }
+///         std::optional<std::size_t> read(std::uint8_t* target, std::size_t size) override {
+///             ...
+///             return size;  // or fewer
+///         }
 ///     };
 ///     ClipReader reader(std::make_shared<Download>());
 ///
