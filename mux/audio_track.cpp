@@ -92,7 +92,7 @@ private:
 };
 
 objstream::object without(const objstream::object& config, const std::string& left) {
-    objstream::object rest = objstream::object::map();
+    objstream::object rest;
     config.for_each_kv([&](const std::string& key, const objstream::object& value) {
         if (key != left) {
             rest[key] = value;

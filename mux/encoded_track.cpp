@@ -28,10 +28,11 @@ bool isOfMpegVideo(const AVCodec& encoder) {
 }  // namespace
 
 objstream::object withNeeds(const objstream::object& config, const EncoderNeeds& needs) {
-    objstream::object adapted = config;
-    if (adapted["options"].kind() != objstream::object::Kind::Map) {
-        adapted["options"] = objstream::object::map();
-    }
+    objstream::object options;
+    config["options"].for_each_kv([&](const std::string& key, const objstream::object& value) {
+        options[key] = value;
+        return true;
+    });
     std::string flags = config["options"]["flags"].getValue<std::string>("");
     flags += needs.globalHeader ? "+global_header" : "";
     if (needs.closedGroups) {
@@ -42,12 +43,14 @@ objstream::object withNeeds(const objstream::object& config, const EncoderNeeds&
         }
         if (isOfMpegVideo(encoder) && !config["options"].hasKey(kSceneChange)) {
             // They refuse to close groups where they look for scene changes.
-            adapted["options"][kSceneChange] = "1000000000";
+            options[kSceneChange] = std::string("1000000000");
         }
     }
     if (!flags.empty()) {
-        adapted["options"]["flags"] = flags;
+        options["flags"] = flags;
     }
+    objstream::object adapted = config;
+    adapted["options"] = options;
     return adapted;
 }
 
