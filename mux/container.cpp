@@ -153,8 +153,14 @@ void Container::begin(const std::map<std::string, std::string>& options,
     for (const auto& [name, value] : options) {
         std::string& known = all[name];
         // Flags add to those that fragments need; other options of the caller win.
-        known =
-            name == "movflags" && !known.empty() ? known + (value.front() == '+' ? "" : "+") + value : value;
+        if (name != "movflags" || known.empty()) {
+            known = value;
+            continue;
+        }
+        if (value.front() != '+') {
+            known += '+';
+        }
+        known += value;
     }
     Dictionary dictionary;
     for (const auto& [name, value] : all) {
