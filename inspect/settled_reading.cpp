@@ -4,6 +4,7 @@
 #include <exception>
 #include <variant>
 
+#include "core/wrapping.h"
 #include "vidorra/reader/media_file_reader.h"
 
 extern "C" {
@@ -39,7 +40,8 @@ public:
 private:
     std::int64_t sinceFirst(std::int64_t time) {
         mFirst = mFirst.value_or(time);
-        return time - *mFirst;
+        // A frame without a time has the smallest number.
+        return wrappingSubtract(time, *mFirst);
     }
 
     void update(bool full) {
