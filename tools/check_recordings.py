@@ -3,7 +3,7 @@
 
     tools/check_recordings.py PROBE [PART...] [--small] [--table FILE]
 
-PROBE is the program recording_probe of a build. The parts, all unless told otherwise:
+PROBE is the program recording_probe of a build. The parts, all by default:
 
     table     each pair of container and codec that the ffmpeg program writes, which the writer has to write as well:
               ffprobe and mediainfo find nothing to complain of that they do not find in ffmpeg's file, the number of

@@ -43,7 +43,7 @@ VIDORRA_INLINE Lanes<16> halves(std::uint16_t first, std::uint16_t second) {
     return Lanes<16>{first, second, first, second, first, second, first, second};
 }
 
-// Four pixels of which the byte at kAlpha is the alpha. That byte gets the weight 0, so that the
+// Four pixels with their alpha in the byte at kAlpha. That byte gets the weight 0, so that the
 // destination's stays.
 template <int kAlpha, bool kFull>
 VIDORRA_INLINE void blend32Step(unsigned char* dst, const unsigned char* src, unsigned opacity) {

@@ -167,7 +167,7 @@ TEST(ClipReaderFailures, TimesOfManyYearsRiseUpToTheEndOfWhatIsCounted) {
     EXPECT_EQ(std::adjacent_find(times.begin(), times.end(), std::greater_equal<>()), times.end());
 }
 
-// 25 pictures that need no other, of which the eleventh cannot be decoded.
+// 25 pictures, each decodable without the others; the eleventh is damaged.
 std::string damagedInTheMiddle() {
     const std::string path = test::mediaFile(
         "png.mkv", {"-f", "lavfi", "-i", "testsrc2=s=64x48:r=25:d=1", "-c:v", "png", "-pred", "none"});

@@ -143,7 +143,7 @@ TEST(MediaFileWriter, SoundOfAnotherRateAndLayoutKeepsItsLength) {
     const auto path = freshPath("rates.wav");
     MediaFileWriter writer(path);
     const auto audio = writer.addAudio(audioConfig());
-    // A second each, of which the resampler holds some back at every change.
+    // A second each. The resampler holds some of it back at every change.
     int second = 0;
     for (const int rate : {44100, 8000, 48000, 96000}) {
         AudioBuffer buffer(rate == 8000 ? AV_CH_LAYOUT_MONO : AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_FLTP);

@@ -22,7 +22,7 @@ enum class CheckColorRange { Yes = 0, No = 1 };
 /// docs/RECIPES.md shows how an image file becomes NVA12.
 ///
 /// Where a format has subsampled chroma, the position and both sizes are rounded down to whole chroma
-/// samples: (-3, 5) is (-4, 4) on NV12, and an odd last row or column of either picture takes no part. What
+/// samples: (-3, 5) is (-4, 4) on NV12, and an odd last row or column of either picture is ignored. What
 /// does not lie on `dst` does not show, and neither does an empty overlay; when nothing shows, `dst` is
 /// neither changed nor marked as modified, and the pair of formats does not matter.
 ///
